@@ -1,0 +1,59 @@
+// Context: everything one process owns (its run loop, notification centers, paths
+// and settings), passed to the code that needs it. There are no other globals, so
+// one test can run the server process and several app processes side by side.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/notification_center.h"
+#include "base/paths.h"
+#include "base/run_loop.h"
+#include "base/value.h"
+
+namespace kernova {
+
+// The settings held per process and refreshed when the settings change.
+struct SettingsGlobals {
+    // Refreshed by ReloadPrefs.
+    bool tweakEnabled = false;
+    bool watchClipboard = false;
+    std::int64_t applistFlag = 0;
+    Value customMenuName;  // kept as it stands in the file, absent when missing
+    std::int64_t menuType = 0;
+    // The enabled applications; absent when the list file exists without "Enabled".
+    std::optional<std::vector<std::string>> applistWhite = std::vector<std::string>{};
+
+    // Refreshed by LoadSettings.
+    Value pref;  // the whole settings dictionary, absent when unreadable
+    bool enabled = false;
+    bool isFirstLoad = false;
+
+    // Maintained by the server process every second.
+    bool availableInApp = false;
+};
+
+class Context {
+public:
+    Context(RunLoop& runLoop, SystemNotifications& systemNotifications, Paths paths)
+        : runLoop_(runLoop), systemNotifications_(systemNotifications), paths_(std::move(paths)) {}
+    Context(const Context&) = delete;
+    Context& operator=(const Context&) = delete;
+
+    RunLoop& runLoop() { return runLoop_; }
+    NotificationCenter& notifications() { return notifications_; }
+    SystemNotifications& systemNotifications() { return systemNotifications_; }
+    const Paths& paths() const { return paths_; }
+    SettingsGlobals& settings() { return settings_; }
+    const SettingsGlobals& settings() const { return settings_; }
+
+private:
+    RunLoop& runLoop_;
+    SystemNotifications& systemNotifications_;
+    NotificationCenter notifications_;
+    Paths paths_;
+    SettingsGlobals settings_;
+};
+
+}  // namespace kernova
