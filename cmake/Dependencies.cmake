@@ -1,7 +1,7 @@
 # Every dependency is a Debian 12 package; scripts/setup-deps.sh installs them.
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-uc icu-i18n)
-pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist++-2.0)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0 libplist++-2.0)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(nlohmann_json 3 REQUIRED)
 find_package(Threads REQUIRED)

@@ -3,6 +3,7 @@
 // one test can run the server process and several app processes side by side.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,13 +30,16 @@ struct SettingsGlobals {
     Value pref;  // the whole settings dictionary, absent when unreadable
     bool enabled = false;
     bool isFirstLoad = false;
+    // Discards the shared selection menu bar so that it is rebuilt with the new
+    // settings; set by the capture code of processes that have one.
+    std::function<void()> releaseSelectionBar;
 
     // Maintained by the server process every second.
     bool availableInApp = false;
 };
 
 class Context {
-public:
+  public:
     Context(RunLoop& runLoop, SystemNotifications& systemNotifications, Paths paths)
         : runLoop_(runLoop), systemNotifications_(systemNotifications), paths_(std::move(paths)) {}
     Context(const Context&) = delete;
@@ -48,7 +52,7 @@ public:
     SettingsGlobals& settings() { return settings_; }
     const SettingsGlobals& settings() const { return settings_; }
 
-private:
+  private:
     RunLoop& runLoop_;
     SystemNotifications& systemNotifications_;
     NotificationCenter notifications_;

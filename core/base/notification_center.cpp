@@ -32,9 +32,8 @@ void NotificationCenter::post(const Notification& notification) {
 }
 
 std::size_t NotificationCenter::observerCount(const std::string& name) const {
-    return static_cast<std::size_t>(
-        std::count_if(entries_.begin(), entries_.end(),
-                      [&name](const Entry& e) { return e.name == name; }));
+    return static_cast<std::size_t>(std::count_if(
+        entries_.begin(), entries_.end(), [&name](const Entry& e) { return e.name == name; }));
 }
 
 ObserverId InProcessSystemNotifications::observe(std::string name, Owner owner,

@@ -22,7 +22,7 @@ struct Notification {
 using ObserverId = std::uint64_t;
 
 class NotificationCenter {
-public:
+  public:
     using Callback = std::function<void(const Notification&)>;
 
     ObserverId addObserver(std::string name, Owner owner, Callback callback);
@@ -36,7 +36,7 @@ public:
     }
     std::size_t observerCount(const std::string& name) const;
 
-private:
+  private:
     struct Entry {
         ObserverId id;
         std::string name;
@@ -51,7 +51,7 @@ private:
 // observes it (the settings-changed signal, for one). Implementations: in-process
 // (below), the simulated device's bus, and D-Bus signals on the desktop.
 class SystemNotifications {
-public:
+  public:
     virtual ~SystemNotifications() = default;
     virtual ObserverId observe(std::string name, Owner owner, std::function<void()> callback) = 0;
     virtual void removeObservers(Owner owner) = 0;
@@ -60,12 +60,12 @@ public:
 
 // Delivers synchronously to observers in this process.
 class InProcessSystemNotifications final : public SystemNotifications {
-public:
+  public:
     ObserverId observe(std::string name, Owner owner, std::function<void()> callback) override;
     void removeObservers(Owner owner) override { center_.removeObservers(owner); }
     void post(const std::string& name) override { center_.post(name); }
 
-private:
+  private:
     NotificationCenter center_;
 };
 

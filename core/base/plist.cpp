@@ -98,17 +98,21 @@ Value fromNode(plist_t node, int depth, bool& ok) {
             plist_get_uid_val(node, &u);
             return Value(static_cast<std::int64_t>(u));
         }
-        default: ok = false; return {};
+        default:
+            ok = false;
+            return {};
     }
 }
 
 plist_t toNode(const Value& v, int depth) {
     if (depth > kMaxPropertyListDepth) return nullptr;
     switch (v.type()) {
-        case Value::Type::boolean: return plist_new_bool(v.boolValue() ? 1 : 0);
+        case Value::Type::boolean:
+            return plist_new_bool(v.boolValue() ? 1 : 0);
         case Value::Type::integer:
             return plist_new_uint(static_cast<std::uint64_t>(v.integerValue()));
-        case Value::Type::real: return plist_new_real(v.doubleValue());
+        case Value::Type::real:
+            return plist_new_real(v.doubleValue());
         case Value::Type::string: {
             std::string s = repairUtf8(*v.asString());
             return plist_new_string(s.c_str());
@@ -151,7 +155,8 @@ plist_t toNode(const Value& v, int depth) {
             }
             return dict;
         }
-        default: return nullptr;
+        default:
+            return nullptr;
     }
 }
 

@@ -12,7 +12,7 @@ using TimerId = std::uint64_t;  // 0 is never a valid timer
 using Owner = const void*;
 
 class RunLoop {
-public:
+  public:
     virtual ~RunLoop() = default;
 
     // Seconds on this loop's clock (monotonic; the origin is arbitrary).

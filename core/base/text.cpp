@@ -8,9 +8,13 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-std::uint8_t byteAt(std::string_view s, std::size_t i) { return static_cast<std::uint8_t>(s[i]); }
+std::uint8_t byteAt(std::string_view s, std::size_t i) {
+    return static_cast<std::uint8_t>(s[i]);
+}
 
-bool isContinuation(std::uint8_t b) { return (b & 0xC0) == 0x80; }
+bool isContinuation(std::uint8_t b) {
+    return (b & 0xC0) == 0x80;
+}
 
 }  // namespace
 
@@ -84,9 +88,10 @@ std::string repairUtf8(std::string_view s) {
             // prefix of a truncated sequence together with its lead byte.
             std::size_t j = i + 1;
             std::uint8_t b0 = byteAt(s, i);
-            std::size_t expect = b0 >= 0xF0 && b0 <= 0xF4 ? 3 : b0 >= 0xE0 && b0 <= 0xEF ? 2
-                                                             : b0 >= 0xC2 && b0 <= 0xDF ? 1
-                                                                                        : 0;
+            std::size_t expect = b0 >= 0xF0 && b0 <= 0xF4   ? 3
+                                 : b0 >= 0xE0 && b0 <= 0xEF ? 2
+                                 : b0 >= 0xC2 && b0 <= 0xDF ? 1
+                                                            : 0;
             std::uint8_t lo = 0x80, hi = 0xBF;
             if (b0 == 0xE0) lo = 0xA0;
             if (b0 == 0xED) hi = 0x9F;
@@ -178,7 +183,8 @@ std::string trimWhitespaceAndNewlines(std::string_view s) {
     while (end > begin) {
         // Step back to the start of the last code point.
         std::size_t start = end - 1;
-        while (start > begin && isContinuation(byteAt(s, start)) && end - start < 4) --start;
+        while (start > begin && isContinuation(byteAt(s, start)) && end - start < 4)
+            --start;
         std::size_t len = 0;
         char32_t c = decodeUtf8At(s, start, &len);
         if (start + len != end) {

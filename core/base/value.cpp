@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <ostream>
 
 #include "base/text.h"
 
@@ -59,52 +60,72 @@ std::optional<Date> Value::asDate() const {
 
 bool Value::boolValue() const {
     switch (type()) {
-        case Type::boolean: return std::get<bool>(v_);
-        case Type::integer: return std::get<std::int64_t>(v_) != 0;
-        case Type::real: return std::get<double>(v_) != 0.0;
-        case Type::string: return stringBoolValue(std::get<std::string>(v_));
-        default: return false;
+        case Type::boolean:
+            return std::get<bool>(v_);
+        case Type::integer:
+            return std::get<std::int64_t>(v_) != 0;
+        case Type::real:
+            return std::get<double>(v_) != 0.0;
+        case Type::string:
+            return stringBoolValue(std::get<std::string>(v_));
+        default:
+            return false;
     }
 }
 
 std::int64_t Value::integerValue() const {
     switch (type()) {
-        case Type::boolean: return std::get<bool>(v_) ? 1 : 0;
-        case Type::integer: return std::get<std::int64_t>(v_);
-        case Type::real: return clampToInt64(std::get<double>(v_));
-        case Type::string: return stringIntegerValue(std::get<std::string>(v_));
-        default: return 0;
+        case Type::boolean:
+            return std::get<bool>(v_) ? 1 : 0;
+        case Type::integer:
+            return std::get<std::int64_t>(v_);
+        case Type::real:
+            return clampToInt64(std::get<double>(v_));
+        case Type::string:
+            return stringIntegerValue(std::get<std::string>(v_));
+        default:
+            return 0;
     }
 }
 
 double Value::doubleValue() const {
     switch (type()) {
-        case Type::boolean: return std::get<bool>(v_) ? 1.0 : 0.0;
-        case Type::integer: return static_cast<double>(std::get<std::int64_t>(v_));
-        case Type::real: return std::get<double>(v_);
-        case Type::string: return stringDoubleValue(std::get<std::string>(v_));
-        default: return 0.0;
+        case Type::boolean:
+            return std::get<bool>(v_) ? 1.0 : 0.0;
+        case Type::integer:
+            return static_cast<double>(std::get<std::int64_t>(v_));
+        case Type::real:
+            return std::get<double>(v_);
+        case Type::string:
+            return stringDoubleValue(std::get<std::string>(v_));
+        default:
+            return 0.0;
     }
 }
 
 std::optional<std::string> Value::stringValue() const {
     switch (type()) {
-        case Type::boolean: return std::string(std::get<bool>(v_) ? "1" : "0");
-        case Type::integer: return std::to_string(std::get<std::int64_t>(v_));
-        case Type::real: return numberText(std::get<double>(v_));
-        case Type::string: return std::get<std::string>(v_);
-        default: return std::nullopt;
+        case Type::boolean:
+            return std::string(std::get<bool>(v_) ? "1" : "0");
+        case Type::integer:
+            return std::to_string(std::get<std::int64_t>(v_));
+        case Type::real:
+            return numberText(std::get<double>(v_));
+        case Type::string:
+            return std::get<std::string>(v_);
+        default:
+            return std::nullopt;
     }
 }
 
-const Value& Value::operator[](std::string_view key) const {
+const Value& Value::operator[](std::string_view key) const& {
     const Dictionary* d = asDictionary();
     if (!d) return absentValue();
     auto it = d->find(key);
     return it == d->end() ? absentValue() : it->second;
 }
 
-const Value& Value::at(std::size_t index) const {
+const Value& Value::at(std::size_t index) const& {
     const Array* a = asArray();
     if (!a || index >= a->size()) return absentValue();
     return (*a)[index];
@@ -120,7 +141,8 @@ bool operator==(const Value& a, const Value& b) {
 bool stringBoolValue(std::string_view s) {
     s = skipLeadingSpace(s);
     if (!s.empty() && (s.front() == '+' || s.front() == '-')) s.remove_prefix(1);
-    while (!s.empty() && s.front() == '0') s.remove_prefix(1);
+    while (!s.empty() && s.front() == '0')
+        s.remove_prefix(1);
     if (s.empty()) return false;
     char c = s.front();
     return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
@@ -168,6 +190,41 @@ double stringDoubleValue(std::string_view s) {
     if (ec != std::errc()) return 0.0;
     (void)ptr;
     return d;
+}
+
+std::string describe(const Value& value) {
+    switch (value.type()) {
+        case Value::Type::absent:
+            return "(absent)";
+        case Value::Type::boolean:
+            return value.boolValue() ? "YES" : "NO";
+        case Value::Type::integer:
+        case Value::Type::real:
+            return *value.stringValue();
+        case Value::Type::string:
+            return '"' + *value.asString() + '"';
+        case Value::Type::data:
+            return "<" + std::to_string(value.asData()->size()) + " bytes>";
+        case Value::Type::date:
+            return "@" + numberText(value.asDate()->secondsSinceReference);
+        case Value::Type::array: {
+            std::string out = "(";
+            for (const Value& v : *value.asArray())
+                out += (out.size() > 1 ? ", " : "") + describe(v);
+            return out + ")";
+        }
+        case Value::Type::dictionary: {
+            std::string out = "{";
+            for (const auto& [k, v] : *value.asDictionary())
+                out += k + " = " + describe(v) + "; ";
+            return out + "}";
+        }
+    }
+    return {};
+}
+
+void PrintTo(const Value& value, std::ostream* os) {
+    *os << describe(value);
 }
 
 std::string numberText(double d) {

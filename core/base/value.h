@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <optional>
@@ -27,7 +28,7 @@ using Array = std::vector<Value>;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 
 class Value {
-public:
+  public:
     enum class Type { absent, boolean, integer, real, string, data, date, array, dictionary };
 
     Value() = default;
@@ -68,17 +69,24 @@ public:
     std::optional<std::string> stringValue() const;
 
     // Dictionary lookup: the absent value when this is no dictionary or lacks the key.
-    const Value& operator[](std::string_view key) const;
+    const Value& operator[](std::string_view key) const&;
+    // On a temporary, a copy: a reference into it would dangle.
+    Value operator[](std::string_view key) && { return (*this)[key]; }
     // Array element: the absent value when this is no array or the index is out of range.
-    const Value& at(std::size_t index) const;
+    const Value& at(std::size_t index) const&;
+    Value at(std::size_t index) && { return at(index); }
 
     friend bool operator==(const Value& a, const Value& b);
 
-private:
+  private:
     std::variant<std::monostate, bool, std::int64_t, double, std::string, Bytes, Date,
                  std::shared_ptr<const kernova::Array>, std::shared_ptr<const kernova::Dictionary>>
         v_;
 };
+
+// A readable one-line description, for logs and test failures.
+std::string describe(const Value& value);
+void PrintTo(const Value& value, std::ostream* os);
 
 // The lenient string reads on their own, for text that comes from outside.
 bool stringBoolValue(std::string_view s);

@@ -79,7 +79,9 @@ double VirtualClock::nextEventTime() const {
     return queue_.empty() ? -1.0 : queue_.begin()->first.first;
 }
 
-VirtualRunLoop::~VirtualRunLoop() { clock_.cancelWhere(this, nullptr, true); }
+VirtualRunLoop::~VirtualRunLoop() {
+    clock_.cancelWhere(this, nullptr, true);
+}
 
 void VirtualRunLoop::post(std::function<void()> fn) {
     clock_.add(this, clock_.now(), 0, nullptr, std::move(fn));

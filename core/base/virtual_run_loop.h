@@ -14,7 +14,7 @@ namespace kernova {
 class VirtualRunLoop;
 
 class VirtualClock {
-public:
+  public:
     double now() const;
     // Runs every event due within the next `seconds`, in time order (ties in the
     // order they were scheduled), moving the clock to each event's time; then sets
@@ -27,7 +27,7 @@ public:
     // The time of the next pending event, or a negative value when there is none.
     double nextEventTime() const;
 
-private:
+  private:
     friend class VirtualRunLoop;
     struct Event {
         VirtualRunLoop* loop;
@@ -50,7 +50,7 @@ private:
 };
 
 class VirtualRunLoop final : public RunLoop {
-public:
+  public:
     explicit VirtualRunLoop(VirtualClock& clock) : clock_(clock) {}
     ~VirtualRunLoop() override;
     VirtualRunLoop(const VirtualRunLoop&) = delete;
@@ -64,7 +64,7 @@ public:
     void cancel(TimerId id) override { clock_.cancel(id); }
     void cancelAll(Owner owner) override { clock_.cancelWhere(this, owner, false); }
 
-private:
+  private:
     VirtualClock& clock_;
 };
 

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package that Kernova needs to build, test and run.
+# Safe to run again: only missing packages are installed.
+#   scripts/setup-deps.sh          core, tests and benchmarks
+#   scripts/setup-deps.sh desktop  also Qt 6, the virtual display and desktop tools
+set -euo pipefail
+
+core=(
+    build-essential cmake ninja-build pkg-config clang-format
+    libicu-dev libplist-dev libplist++-dev libssl-dev libcurl4-openssl-dev
+    nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
+)
+desktop=(
+    qt6-base-dev qt6-webengine-dev libgl-dev
+    xvfb xauth xdotool xclip dbus dbus-x11 fonts-noto-cjk
+)
+
+wanted=("${core[@]}")
+if [[ "${1:-}" == "desktop" ]]; then wanted+=("${desktop[@]}"); fi
+
+missing=()
+for pkg in "${wanted[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
+        missing+=("$pkg")
+    fi
+done
+if ((${#missing[@]} == 0)); then exit 0; fi
+
+echo "Installing: ${missing[*]}"
+sudo=""
+if [[ $(id -u) -ne 0 ]]; then sudo="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
