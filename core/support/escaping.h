@@ -1,0 +1,22 @@
+// Percent-escaping in three variants that callers must not mix up. Input is
+// UTF-8; invalid sequences are repaired (U+FFFD) first. Escapes are "%" and two
+// uppercase hex digits per UTF-8 byte.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kernova {
+
+// Query values: keeps ASCII letters, digits and - _ . ~; escapes every other byte.
+std::string queryEscape(std::string_view text);
+
+// Host set: keeps ASCII letters, digits and ! $ & ' ( ) * + , - . : ; = [ ] _ ~;
+// escapes every other byte.
+std::string hostSetEscape(std::string_view text);
+
+// Form fields: escapes only these 29 characters and keeps everything else:
+// ? ! @ # $ ^ & % * + , : ; = ' " ` < > ( ) [ ] { } / \ | and the blank.
+std::string urlEncodeStr(std::string_view text);
+
+}  // namespace kernova
