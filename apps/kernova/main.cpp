@@ -1,0 +1,56 @@
+// kernova: the command-line front end. Each subcommand lives in its own file;
+// this only dispatches.
+#include <array>
+#include <iostream>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kernova/split_command.h"
+
+namespace {
+
+using Command = int (*)(std::span<const std::string>, std::istream&, std::ostream&, std::ostream&);
+
+struct Subcommand {
+    std::string_view name;
+    std::string_view summary;
+    Command run;
+};
+
+constexpr std::array kSubcommands{
+    Subcommand{"split", "split a text into words and symbols", kernova::cli::runSplit},
+};
+
+constexpr std::string_view kUsage = "usage: kernova <command> [arguments]";
+
+void printHelp(std::ostream& out) {
+    out << kUsage << "\n\ncommands:\n";
+    for (const Subcommand& c : kSubcommands) {
+        out << "  " << c.name << "  " << c.summary << '\n';
+    }
+    out << "\nRun \"kernova <command> --help\" for a command's arguments.\n";
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    if (args.empty()) {
+        std::cerr << kUsage << '\n';
+        return 2;
+    }
+    if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+        printHelp(std::cout);
+        return 0;
+    }
+    for (const Subcommand& c : kSubcommands) {
+        if (args[0] == c.name) {
+            std::ios::sync_with_stdio(false);
+            return c.run(std::span(args).subspan(1), std::cin, std::cout, std::cerr);
+        }
+    }
+    std::cerr << "kernova: unknown command " << args[0] << '\n' << kUsage << '\n';
+    return 2;
+}

@@ -1,0 +1,54 @@
+// `kernova split`: splits a text into segments and prints them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "segment/splode_box.h"
+
+namespace kernova::cli {
+
+struct SplitOptions {
+    enum class Mode { splode, all, option };
+    Mode mode = Mode::splode;
+    std::uint64_t option = 0;
+    bool json = false;
+    bool help = false;
+    // Absent (or "-") means stdin.
+    std::optional<std::string> text;
+};
+
+struct SplitParse {
+    std::optional<SplitOptions> options;
+    std::string error;  // set when options is absent
+};
+
+inline constexpr std::string_view kSplitUsage =
+    "usage: kernova split [--all | --option N] [--json] [TEXT]";
+inline constexpr std::size_t kMaxInputBytes = std::size_t{64} << 20;
+
+// Parses the arguments that follow "split".
+SplitParse parseSplitArguments(std::span<const std::string> args);
+
+// The segment as a JSON string literal: quotes, escapes for control characters,
+// other characters as they are.
+std::string jsonStringLiteral(std::string_view text);
+// One line per segment: its literal, then " symbol" for symbol segments.
+std::string formatPlain(const std::vector<GSplodeItem>& items);
+// One JSON array of {"text": ..., "symbol": ...}, followed by a newline.
+std::string formatJson(const std::vector<GSplodeItem>& items);
+
+// Reads all of `in`; absent when it holds more than `limit` bytes.
+std::optional<std::string> readLimited(std::istream& in, std::size_t limit);
+
+// Runs the command; returns the exit status.
+int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& out,
+             std::ostream& err);
+
+}  // namespace kernova::cli

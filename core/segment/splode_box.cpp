@@ -1,0 +1,145 @@
+#include "segment/splode_box.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+
+#include "base/text.h"
+#include "base/value.h"
+#include "segment/break_text.h"
+#include "segment/tokenizer.h"
+
+namespace kernova {
+namespace {
+
+using segment_detail::BreakText;
+
+// Every item holds at least one code unit, so the text's length bounds the count:
+// one allocation instead of repeated growth, whose copies and fresh pages cost as
+// much as a tenth of a large split. Pages of the unused tail are never touched.
+void reserveItems(const BreakText& text, std::vector<GSplodeItem>& out) {
+    constexpr std::size_t kMaxReserve = std::size_t{1} << 22;
+    out.reserve(std::min(static_cast<std::size_t>(text.length()), kMaxReserve));
+}
+
+// One item per composed character sequence of `span`, cut as if the text ended
+// at span.end.
+void appendCharacters(BreakText& text, BreakText::Span span, bool isSymbol,
+                      std::vector<GSplodeItem>& out) {
+    for (std::int32_t pos = span.begin; pos < span.end;) {
+        std::int32_t end = text.clusterEnd(pos, span.end);
+        out.push_back(GSplodeItem::splodeText(text.slice(pos, end), isSymbol));
+        pos = end;
+    }
+}
+
+// A word as the word enumeration reports it: its own range and the enclosing
+// range that also covers the non-word characters up to the next word.
+struct WordVisit {
+    std::int64_t location = 0;
+    std::int64_t length = 0;
+    std::int64_t enclosingLocation = 0;
+    std::int64_t enclosingLength = 0;
+};
+
+void appendWord(BreakText& text, const WordVisit& v, std::vector<GSplodeItem>& out) {
+    std::int64_t wordEnd = v.location + v.length;
+    std::int64_t enclosingEnd = v.enclosingLocation + v.enclosingLength;
+    if (v.location > v.enclosingLocation) {
+        // The run's length is the word's absolute location, not location minus the
+        // enclosing start: exact for the first word, whose enclosing range starts at
+        // 0, which is the only word with leading characters.
+        appendCharacters(text, text.checkedRange(v.enclosingLocation, v.location), true, out);
+    }
+    std::string word =
+        text.slice(static_cast<std::int32_t>(v.location), static_cast<std::int32_t>(wordEnd));
+    if (!GSplodeBox::isEmptAllSapce(word)) {
+        out.push_back(GSplodeItem::splodeText(std::move(word), false));
+    }
+    if (v.location >= v.enclosingLocation && enclosingEnd > wordEnd) {
+        appendCharacters(text, text.checkedRange(wordEnd, enclosingEnd - wordEnd), true, out);
+    }
+}
+
+// Walks the word segments; each word is handled once the next word's start (the
+// end of its enclosing range) is known.
+std::vector<GSplodeItem> splitWords(BreakText& text) {
+    std::vector<GSplodeItem> out;
+    if (text.empty()) return out;
+    reserveItems(text, out);
+    icu::BreakIterator& it = text.words();
+    std::optional<BreakText::Span> pending;
+    bool first = true;
+    auto flush = [&](std::int32_t nextWordStart) {
+        std::int32_t enclosing = first ? 0 : pending->begin;
+        first = false;
+        appendWord(
+            text,
+            {pending->begin, pending->end - pending->begin, enclosing, nextWordStart - enclosing},
+            out);
+    };
+    std::int32_t start = it.first();
+    for (std::int32_t end = it.next(); end != icu::BreakIterator::DONE; end = it.next()) {
+        if (segment_detail::isWordStatus(it.getRuleStatus())) {
+            if (pending) flush(start);
+            pending = BreakText::Span{start, end};
+        }
+        start = end;
+    }
+    if (pending) flush(text.length());
+    return out;
+}
+
+bool allWhitespace(std::string_view s) {
+    for (std::size_t i = 0; i < s.size();) {
+        std::size_t len = 0;
+        if (!isWhitespaceOrNewline(decodeUtf8At(s, i, &len))) return false;
+        i += len;
+    }
+    return true;
+}
+
+}  // namespace
+
+GSplodeItem GSplodeItem::splodeText(std::string text, bool isSymbol) {
+    return GSplodeItem{std::move(text), isSymbol};
+}
+
+std::vector<GSplodeItem> GSplodeBox::splode(std::string_view text) {
+    try {
+        BreakText broken(text);
+        std::vector<GSplodeItem> result = splitWords(broken);
+        if (!broken.empty() && result.empty()) {
+            result = segment_detail::tokenize(broken, kUnitWordBoundary);
+        }
+        return result;
+    } catch (const std::exception&) {
+        // Whatever was collected before the failure is dropped.
+        return {};
+    }
+}
+
+std::vector<GSplodeItem> GSplodeBox::splodeWithOption(std::uint64_t option, std::string_view text) {
+    BreakText broken(text);
+    return segment_detail::tokenize(broken, option);
+}
+
+std::vector<GSplodeItem> GSplodeBox::splodeAll(std::string_view text) {
+    BreakText broken(text);
+    std::vector<GSplodeItem> out;
+    reserveItems(broken, out);
+    appendCharacters(broken, {0, broken.length()}, false, out);
+    return out;
+}
+
+bool GSplodeBox::isEmptAllSapce(const Value* object) {
+    if (object == nullptr) return true;
+    const std::string* s = object->asString();
+    return s != nullptr && allWhitespace(*s);
+}
+
+bool GSplodeBox::isEmptAllSapce(std::string_view text) {
+    return allWhitespace(text);
+}
+
+}  // namespace kernova

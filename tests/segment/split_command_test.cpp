@@ -1,0 +1,167 @@
+#include "kernova/split_command.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "support_lib/temp_dir.h"
+
+namespace kernova::cli {
+namespace {
+
+using Args = std::vector<std::string>;
+
+SplitParse parse(const Args& args) {
+    return parseSplitArguments(args);
+}
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+Outcome runInProcess(const Args& args, const std::string& input) {
+    std::istringstream in(input);
+    std::ostringstream out, err;
+    Outcome r;
+    r.status = runSplit(args, in, out, err);
+    r.out = out.str();
+    r.err = err.str();
+    return r;
+}
+
+TEST(SplitArguments, ModesAndText) {
+    auto plain = parse({});
+    ASSERT_TRUE(plain.options);
+    EXPECT_EQ(plain.options->mode, SplitOptions::Mode::splode);
+    EXPECT_FALSE(plain.options->text);
+    EXPECT_FALSE(plain.options->json);
+
+    auto all = parse({"--json", "--all", "hi there"});
+    ASSERT_TRUE(all.options);
+    EXPECT_EQ(all.options->mode, SplitOptions::Mode::all);
+    EXPECT_TRUE(all.options->json);
+    EXPECT_EQ(all.options->text, "hi there");
+
+    auto option = parse({"--option", "5", "-"});
+    ASSERT_TRUE(option.options);
+    EXPECT_EQ(option.options->mode, SplitOptions::Mode::option);
+    EXPECT_EQ(option.options->option, 5u);
+    EXPECT_FALSE(option.options->text);  // "-" reads stdin
+
+    auto dashed = parse({"--", "--all"});
+    ASSERT_TRUE(dashed.options);
+    EXPECT_EQ(dashed.options->text, "--all");
+    EXPECT_TRUE(parse({"--help"}).options->help);
+}
+
+TEST(SplitArguments, BadArgumentsAreErrors) {
+    for (const Args& args : std::vector<Args>{{"--all", "--option", "1"},
+                                              {"--all", "--all"},
+                                              {"--option"},
+                                              {"--option", "-1"},
+                                              {"--option", "x4"},
+                                              {"--option", "99999999999999999999999"},
+                                              {"--verbose"},
+                                              {"one", "two"}}) {
+        auto result = parse(args);
+        EXPECT_FALSE(result.options) << args.front();
+        EXPECT_FALSE(result.error.empty());
+    }
+}
+
+TEST(SplitFormat, PlainLinesAreJsonLiterals) {
+    EXPECT_EQ(jsonStringLiteral("a \"q\" \\"), R"("a \"q\" \\")");
+    EXPECT_EQ(jsonStringLiteral("\n\t\x01"), R"("\n\t\u0001")");
+    EXPECT_EQ(jsonStringLiteral("中 \U0001F600"), "\"中 \U0001F600\"");
+    std::vector<GSplodeItem> items{{"hi", false}, {" ", true}, {"\n", true}};
+    EXPECT_EQ(formatPlain(items), "\"hi\"\n\" \" symbol\n\"\\n\" symbol\n");
+    EXPECT_EQ(formatPlain({}), "");
+}
+
+TEST(SplitFormat, JsonArrayInOrder) {
+    std::vector<GSplodeItem> items{{"中文", false}, {",", true}};
+    EXPECT_EQ(formatJson(items),
+              "[{\"text\":\"中文\",\"symbol\":false},{\"text\":\",\",\"symbol\":true}]\n");
+    EXPECT_EQ(formatJson({}), "[]\n");
+}
+
+TEST(SplitInput, ReadLimitedRefusesOversizedInput) {
+    std::istringstream exact(std::string(100, 'x'));
+    EXPECT_EQ(readLimited(exact, 100)->size(), 100u);
+    std::istringstream over(std::string(101, 'x'));
+    EXPECT_FALSE(readLimited(over, 100));
+    std::istringstream none("");
+    EXPECT_EQ(readLimited(none, 0), "");
+}
+
+TEST(SplitRun, ReadsStdinOrTextAndPicksTheSplit) {
+    EXPECT_EQ(runInProcess({}, "a, b").out, "\"a\"\n\",\" symbol\n\" \" symbol\n\"b\"\n");
+    EXPECT_EQ(runInProcess({"x y"}, "ignored").out, "\"x\"\n\" \" symbol\n\"y\"\n");
+    EXPECT_EQ(runInProcess({"--all", "-"}, "a b").out, "\"a\"\n\" \"\n\"b\"\n");
+    EXPECT_EQ(runInProcess({"--option", "1", "a b a"}, "").out, "\"a\"\n\"b\"\n");
+    EXPECT_EQ(runInProcess({"--json"}, "").out, "[]\n");
+    Outcome invalid = runInProcess({}, "a\xFF");
+    EXPECT_EQ(invalid.status, 0);
+    EXPECT_EQ(invalid.out, "\"a\"\n\"\uFFFD\" symbol\n");
+}
+
+TEST(SplitRun, HelpAndUsage) {
+    Outcome help = runInProcess({"--help"}, "");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find(kSplitUsage), std::string::npos);
+    Outcome bad = runInProcess({"--bogus"}, "");
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_TRUE(bad.out.empty());
+    EXPECT_NE(bad.err.find(kSplitUsage), std::string::npos);
+}
+
+// Runs the built command with `input` on stdin.
+Outcome runCommand(const std::string& arguments, const std::string& input) {
+    kernova::testing::TempDir dir;
+    auto in = dir.write("in", input);
+    std::string command = std::string("'") + KERNOVA_BINARY + "' " + arguments + " < '" +
+                          in.string() + "' > '" + (dir / "out").string() + "' 2> '" +
+                          (dir / "err").string() + "'";
+    int raw = std::system(command.c_str());
+    Outcome r;
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+    r.out = dir.read("out");
+    r.err = dir.read("err");
+    return r;
+}
+
+TEST(SplitCommand, EndToEnd) {
+    Outcome plain = runCommand("split", "\u201CHi\u201D \U0001F1EF\U0001F1F5");
+    EXPECT_EQ(plain.status, 0);
+    EXPECT_EQ(plain.out,
+              "\"\u201C\" symbol\n\"Hi\"\n\"\u201D\" symbol\n\" \" symbol\n"
+              "\"\U0001F1EF\U0001F1F5\" symbol\n");
+    Outcome json = runCommand("split --json 'a.b c'", "");
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.out,
+              "[{\"text\":\"a.b\",\"symbol\":false},{\"text\":\" \",\"symbol\":true},"
+              "{\"text\":\"c\",\"symbol\":false}]\n");
+    Outcome bad = runCommand("split --option", "");
+    EXPECT_EQ(bad.status, 2);
+    EXPECT_NE(bad.err.find("usage: kernova split"), std::string::npos);
+    EXPECT_EQ(runCommand("split --help", "").status, 0);
+    EXPECT_EQ(runCommand("", "").status, 2);
+    EXPECT_EQ(runCommand("frobnicate", "").status, 2);
+    EXPECT_EQ(runCommand("--help", "").status, 0);
+}
+
+TEST(SplitCommand, RefusesStdinOver64MiB) {
+    Outcome r = runCommand("split", std::string(kMaxInputBytes + 1, 'a'));
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(r.out.empty());
+    EXPECT_NE(r.err.find("64 MiB"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kernova::cli

@@ -1,0 +1,195 @@
+#include "segment/splode_box.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "base/text.h"
+#include "base/value.h"
+#include "segment/break_text.h"
+
+namespace kernova {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+Texts texts(const std::vector<GSplodeItem>& items) {
+    Texts out;
+    for (const auto& item : items)
+        out.push_back(item.text);
+    return out;
+}
+
+// The text of each item with "*" appended for symbol items.
+Texts marked(const std::vector<GSplodeItem>& items) {
+    Texts out;
+    for (const auto& item : items)
+        out.push_back(item.text + (item.isSymbolOrEmoji ? "*" : ""));
+    return out;
+}
+
+std::string joined(const std::vector<GSplodeItem>& items) {
+    std::string out;
+    for (const auto& item : items)
+        out += item.text;
+    return out;
+}
+
+bool anySymbol(const std::vector<GSplodeItem>& items) {
+    for (const auto& item : items) {
+        if (item.isSymbolOrEmoji) return true;
+    }
+    return false;
+}
+
+const std::string kThumbsUpMedium = "\U0001F44D\U0001F3FD";
+const std::string kFlagJapan = "\U0001F1EF\U0001F1F5";
+const std::string kFamily = "\U0001F468\u200D\U0001F469\u200D\U0001F467\u200D\U0001F466";
+
+TEST(GSplodeItem, SplodeTextStoresTextAndFlag) {
+    GSplodeItem item = GSplodeItem::splodeText("abc", true);
+    EXPECT_EQ(item.text, "abc");
+    EXPECT_TRUE(item.isSymbolOrEmoji);
+    EXPECT_FALSE(GSplodeItem::splodeText("x", false).isSymbolOrEmoji);
+}
+
+TEST(Splode, WordsAndTheCharactersBetweenThem) {
+    EXPECT_EQ(marked(GSplodeBox::splode("hello, world")), (Texts{"hello", ",*", " *", "world"}));
+    EXPECT_EQ(marked(GSplodeBox::splode("a \t\nb.")), (Texts{"a", " *", "\t*", "\n*", "b", ".*"}));
+    EXPECT_EQ(marked(GSplodeBox::splode("\u201CHi\u201D")), (Texts{"\u201C*", "Hi", "\u201D*"}));
+    EXPECT_EQ(marked(GSplodeBox::splode("  \u00ABok")), (Texts{" *", " *", "\u00AB*", "ok"}));
+    EXPECT_EQ(texts(GSplodeBox::splode("pi is 3.14")), (Texts{"pi", " ", "is", " ", "3.14"}));
+}
+
+TEST(Splode, ChineseAndJapaneseSplitIntoDictionaryWords) {
+    for (std::string sentence : Texts{"我们今天去北京大学看看", "日本語の文章を分割します"}) {
+        auto items = GSplodeBox::splode(sentence);
+        std::size_t characters = utf16Length(sentence);
+        EXPECT_GT(items.size(), 2u) << sentence;
+        EXPECT_LT(items.size(), characters) << sentence;
+        EXPECT_EQ(joined(items), sentence);
+        EXPECT_FALSE(anySymbol(items)) << sentence;
+    }
+    auto mixed = GSplodeBox::splode("北京大学。東京");
+    EXPECT_EQ(marked(mixed).back(), "東京");
+    EXPECT_NE(std::find(mixed.begin(), mixed.end(), GSplodeItem{"。", true}), mixed.end());
+}
+
+TEST(Splode, EmojiSequencesStayWhole) {
+    std::string text = "ok " + kThumbsUpMedium + kFlagJapan + kFamily + " go";
+    EXPECT_EQ(
+        marked(GSplodeBox::splode(text)),
+        (Texts{"ok", " *", kThumbsUpMedium + "*", kFlagJapan + "*", kFamily + "*", " *", "go"}));
+    EXPECT_EQ(texts(GSplodeBox::splodeAll(kThumbsUpMedium + kFlagJapan + kFamily)),
+              (Texts{kThumbsUpMedium, kFlagJapan, kFamily}));
+}
+
+TEST(Splode, NoWordFallsBackToTheBoundaryTokenizer) {
+    EXPECT_TRUE(GSplodeBox::splode("   \n\t \u3000").empty());
+    auto punctuation = GSplodeBox::splode(" ?! ...");
+    EXPECT_EQ(texts(punctuation), (Texts{"?", "!", ".", ".", "."}));
+    EXPECT_FALSE(anySymbol(punctuation));
+    auto emoji = GSplodeBox::splode(kThumbsUpMedium + " " + kFlagJapan);
+    EXPECT_EQ(texts(emoji), (Texts{kThumbsUpMedium, kFlagJapan}));
+    EXPECT_FALSE(anySymbol(emoji));
+}
+
+TEST(Splode, EmptyTextGivesNothingEverywhere) {
+    EXPECT_TRUE(GSplodeBox::splode("").empty());
+    EXPECT_TRUE(GSplodeBox::splodeAll("").empty());
+    for (std::uint64_t option : {0u, 1u, 4u, 5u}) {
+        EXPECT_TRUE(GSplodeBox::splodeWithOption(option, "").empty());
+    }
+}
+
+TEST(Splode, ConcatenationReproducesTheText) {
+    for (const std::string& text :
+         Texts{"  Hello, world!  ", "one\r\ntwo\n\nthree\t", "「こんにちは」と言った。 ok",
+               "x" + kFamily + "y " + kFlagJapan, "e\u0301te\u0301 caf\u00E9 (naïve)"}) {
+        auto items = GSplodeBox::splode(text);
+        EXPECT_EQ(joined(items), text);
+        for (const auto& item : items)
+            EXPECT_FALSE(item.text.empty());
+    }
+}
+
+TEST(Splode, InvalidUtf8IsReadAsReplacementCharacters) {
+    EXPECT_EQ(marked(GSplodeBox::splode("a\xFF"
+                                        "b")),
+              (Texts{"a", "\uFFFD*", "b"}));
+    auto truncated = GSplodeBox::splode("abc \xE6\x88");
+    EXPECT_EQ(marked(truncated), (Texts{"abc", " *", "\uFFFD*"}));
+    EXPECT_EQ(texts(GSplodeBox::splodeAll("\xC0\xAF")), (Texts{"\uFFFD", "\uFFFD"}));
+    EXPECT_EQ(texts(GSplodeBox::splodeWithOption(0, "x\xFFy")), (Texts{"x", "y"}));
+}
+
+TEST(Splode, LongTextFinishes) {
+    std::string seed =
+        "The quick brown fox, 敏捷的棕色狐狸。速い茶色の狐が跳ぶ! " + kThumbsUpMedium + "\n";
+    std::string text;
+    while (text.size() < (1u << 20))
+        text += seed;
+    auto items = GSplodeBox::splode(text);
+    EXPECT_EQ(joined(items), text);
+    EXPECT_GT(items.size(), text.size() / 16);
+}
+
+TEST(SplodeWithOption, UnitsAndRepeats) {
+    std::string text = "cat dog, cat. dog";
+    EXPECT_EQ(texts(GSplodeBox::splodeWithOption(0, text)), (Texts{"cat", "dog", "cat", "dog"}));
+    EXPECT_EQ(texts(GSplodeBox::splodeWithOption(1, text)), (Texts{"cat", "dog"}));
+    EXPECT_EQ(texts(GSplodeBox::splodeWithOption(4, text)),
+              (Texts{"cat", "dog", ",", "cat", ".", "dog"}));
+    EXPECT_EQ(texts(GSplodeBox::splodeWithOption(5, text)), (Texts{"cat", "dog", ",", "."}));
+    // Bits other than 0 and 2 change nothing.
+    EXPECT_EQ(GSplodeBox::splodeWithOption(2 | 8, text), GSplodeBox::splodeWithOption(0, text));
+    EXPECT_EQ(GSplodeBox::splodeWithOption(0xF0 | 5, text), GSplodeBox::splodeWithOption(5, text));
+    EXPECT_FALSE(anySymbol(GSplodeBox::splodeWithOption(4, text)));
+}
+
+TEST(SplodeWithOption, WordUnitSplitsChinese) {
+    auto words = GSplodeBox::splodeWithOption(0, "我们去北京，我们去东京。");
+    EXPECT_EQ(texts(words).front(), "我们");
+    EXPECT_EQ(std::count(words.begin(), words.end(), GSplodeItem{"我们", false}), 2);
+    EXPECT_EQ(std::count(words.begin(), words.end(), GSplodeItem{"。", false}), 0);
+    auto unique = GSplodeBox::splodeWithOption(1, "我们去北京，我们去东京。");
+    EXPECT_EQ(std::count(unique.begin(), unique.end(), GSplodeItem{"我们", false}), 1);
+}
+
+TEST(SplodeAll, OneItemPerCharacterKeepingWhitespace) {
+    auto items = GSplodeBox::splodeAll("a b\r\n\u00E9e\u0301中");
+    EXPECT_EQ(texts(items), (Texts{"a", " ", "b", "\r\n", "\u00E9", "e\u0301", "中"}));
+    EXPECT_FALSE(anySymbol(items));
+    EXPECT_EQ(texts(GSplodeBox::splodeAll("  ")), (Texts{" ", " "}));
+}
+
+TEST(IsEmptAllSapce, NilStringsAndOtherValues) {
+    EXPECT_TRUE(GSplodeBox::isEmptAllSapce(static_cast<const Value*>(nullptr)));
+    Value number(3), array(Array{}), data(Bytes{}), blank(" \t\n\u00A0\u3000"), empty("");
+    Value word(" a ");
+    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&number));
+    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&array));
+    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&data));
+    EXPECT_TRUE(GSplodeBox::isEmptAllSapce(&blank));
+    EXPECT_TRUE(GSplodeBox::isEmptAllSapce(&empty));
+    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&word));
+    EXPECT_TRUE(GSplodeBox::isEmptAllSapce(""));
+    EXPECT_TRUE(GSplodeBox::isEmptAllSapce("\r\n\u2028"));
+    EXPECT_FALSE(GSplodeBox::isEmptAllSapce("."));
+}
+
+TEST(BreakText, CheckedRangeRejectsRangesOutsideTheText) {
+    segment_detail::BreakText text("abc\U0001F600");  // five UTF-16 units
+    EXPECT_EQ(text.length(), 5);
+    EXPECT_EQ(text.checkedRange(1, 4).end, 5);
+    EXPECT_EQ(text.slice(3, 5), "\U0001F600");
+    EXPECT_THROW(text.checkedRange(3, 3), std::out_of_range);
+    EXPECT_THROW(text.checkedRange(6, 0), std::out_of_range);
+    EXPECT_THROW(text.checkedRange(-1, 1), std::out_of_range);
+}
+
+}  // namespace
+}  // namespace kernova
