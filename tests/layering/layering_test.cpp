@@ -22,7 +22,7 @@ const std::map<std::string, std::set<std::string>>& allowedIncludes() {
         {"support", {"base"}},
         {"segment", {"base"}},
         {"ui", {"base"}},
-        {"board", {"base", "ui", "segment", "support", "server/settings.h"}},
+        {"board", {"base", "ui", "segment", "support", "floating", "server/settings.h"}},
         {"floating", {"base", "ui", "server/settings.h"}},
         {"translate", {"base", "ui", "support", "server/settings.h"}},
         {"panel",

@@ -1,0 +1,96 @@
+#include "ui/collection_layout.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "ui/collection_view.h"
+
+namespace kernova::ui {
+
+void LayoutAttributesIndex::rebuild(const std::vector<LayoutAttributes>& attributes) {
+    entries_.clear();
+    entries_.reserve(attributes.size());
+    tallest_ = 0;
+    for (std::size_t i = 0; i < attributes.size(); ++i) {
+        const Rect& f = attributes[i].frame;
+        entries_.push_back(Entry{f.minY(), f.maxY(), f.minX(), f.maxX(), i});
+        tallest_ = std::max(tallest_, f.height());
+    }
+    std::stable_sort(entries_.begin(), entries_.end(),
+                     [](const Entry& a, const Entry& b) { return a.minY < b.minY; });
+}
+
+void LayoutAttributesIndex::clear() {
+    entries_.clear();
+    tallest_ = 0;
+}
+
+std::vector<std::size_t> LayoutAttributesIndex::positionsInRect(const Rect& rect) const {
+    std::vector<std::size_t> found;
+    if (rect.isEmpty()) return found;
+    // Any entry reaching into the rectangle starts at most `tallest_` above it.
+    double from = rect.minY() - tallest_;
+    auto it = std::lower_bound(entries_.begin(), entries_.end(), from,
+                               [](const Entry& e, double y) { return e.minY < y; });
+    for (; it != entries_.end() && it->minY < rect.maxY(); ++it) {
+        bool empty = it->maxY == it->minY || it->maxX == it->minX;
+        if (empty || it->maxY <= rect.minY()) continue;
+        if (it->minX < rect.maxX() && rect.minX() < it->maxX) found.push_back(it->position);
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+std::optional<LayoutAttributes> CollectionViewLayout::layoutAttributesForItemAtIndexPath(
+    const IndexPath& indexPath) const {
+    double big = std::numeric_limits<double>::max() / 4;
+    Rect all(-big, -big, 2 * big, 2 * big);
+    for (auto& attributes : layoutAttributesForElementsInRect(all)) {
+        if (attributes.indexPath == indexPath) return attributes;
+    }
+    return std::nullopt;
+}
+
+bool CollectionViewLayout::shouldInvalidateLayoutForBoundsChange(const Rect& newBounds) {
+    (void)newBounds;
+    return false;
+}
+
+void CollectionViewLayout::invalidateLayout() {
+    invalid_ = true;
+    if (collectionView_) collectionView_->setNeedsLayout();
+}
+
+std::vector<LayoutAttributes> CollectionViewLayout::visibleAttributesInRect(
+    const Rect& rect) const {
+    auto all = layoutAttributesForElementsInRect(rect);
+    std::vector<LayoutAttributes> visible;
+    for (auto& attributes : all) {
+        if (!attributes.hidden && attributes.frame.intersects(rect)) visible.push_back(attributes);
+    }
+    return visible;
+}
+
+std::vector<LayoutAttributes> IndexedCollectionViewLayout::layoutAttributesForElementsInRect(
+    const Rect& rect) const {
+    std::vector<LayoutAttributes> found;
+    for (std::size_t position : index_.positionsInRect(rect)) {
+        if (position < attributes_.size()) found.push_back(attributes_[position]);
+    }
+    return found;
+}
+
+std::optional<LayoutAttributes> IndexedCollectionViewLayout::layoutAttributesForItemAtIndexPath(
+    const IndexPath& indexPath) const {
+    // Attributes are kept in item order; look the item up directly first.
+    if (indexPath.item >= 0 && static_cast<std::size_t>(indexPath.item) < attributes_.size()) {
+        const auto& guess = attributes_[static_cast<std::size_t>(indexPath.item)];
+        if (guess.indexPath == indexPath) return guess;
+    }
+    for (const auto& attributes : attributes_) {
+        if (attributes.indexPath == indexPath) return attributes;
+    }
+    return std::nullopt;
+}
+
+}  // namespace kernova::ui

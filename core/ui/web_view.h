@@ -1,0 +1,98 @@
+// The web view as a model: what it was asked to load, and the delegate calls
+// that its engine (the platform's WebViewBacking) reports back.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ui/platform.h"
+#include "ui/view.h"
+
+namespace kernova::ui {
+
+class Application;
+class WebView;
+
+struct WebViewConfiguration {
+    bool allowsInlineMediaPlayback = false;
+    bool javaScriptEnabled = true;
+};
+
+struct NavigationAction {
+    std::string requestURL;
+    bool targetsNewWindow = false;
+};
+
+class WebViewNavigationDelegate {
+  public:
+    virtual ~WebViewNavigationDelegate() = default;
+    virtual void didFinishNavigation(WebView& webView) { (void)webView; }
+    virtual void didFailNavigation(WebView& webView, const std::string& error) {
+        (void)webView, (void)error;
+    }
+};
+
+class WebViewUIDelegate {
+  public:
+    virtual ~WebViewUIDelegate() = default;
+    // A page asks for a new window; a returned view loads it, null drops it.
+    virtual std::shared_ptr<WebView> createWebViewWithConfiguration(
+        WebView& webView, const WebViewConfiguration& configuration,
+        const NavigationAction& action) {
+        (void)webView, (void)configuration, (void)action;
+        return nullptr;
+    }
+};
+
+// The engine behind one web view, made by the platform's factory.
+class WebViewBacking {
+  public:
+    virtual ~WebViewBacking() = default;
+    virtual void load(const std::string& url) = 0;
+    virtual void stopLoading() = 0;
+    // The text selected in the page; empty when none.
+    virtual std::string selectedText() const = 0;
+};
+
+class WebView : public View {
+  public:
+    WebView(Application& application, Rect frame, WebViewConfiguration configuration);
+    ~WebView() override;
+
+    const WebViewConfiguration& configuration() const { return configuration_; }
+    // Starts loading `url` (the URL changes at once).
+    void loadRequest(const std::string& url);
+    void stopLoading();
+    const std::string& URL() const { return url_; }
+    bool isLoading() const { return loading_; }
+    std::string selectedText() const;
+
+    bool allowsBackForwardNavigationGestures() const { return backForwardGestures_; }
+    void setAllowsBackForwardNavigationGestures(bool allows) { backForwardGestures_ = allows; }
+
+    // Not owned.
+    WebViewNavigationDelegate* navigationDelegate() const { return navigationDelegate_; }
+    void setNavigationDelegate(WebViewNavigationDelegate* d) { navigationDelegate_ = d; }
+    WebViewUIDelegate* UIDelegate() const { return uiDelegate_; }
+    void setUIDelegate(WebViewUIDelegate* d) { uiDelegate_ = d; }
+
+    WebViewBacking* backing() const { return backing_.get(); }
+
+    // Called by the backing.
+    void backingDidCommitURL(const std::string& url) { url_ = url; }
+    void backingDidFinishNavigation();
+    void backingDidFailNavigation(const std::string& error);
+    // A page asked to open `url` in a new window; answers the created view.
+    std::shared_ptr<WebView> backingRequestsNewWindow(const std::string& url);
+
+  private:
+    WebViewConfiguration configuration_;
+    std::unique_ptr<WebViewBacking> backing_;
+    std::string url_;
+    bool loading_ = false;
+    bool backForwardGestures_ = false;
+    WebViewNavigationDelegate* navigationDelegate_ = nullptr;
+    WebViewUIDelegate* uiDelegate_ = nullptr;
+};
+
+}  // namespace kernova::ui

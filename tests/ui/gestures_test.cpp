@@ -1,0 +1,243 @@
+#include "ui/gestures.h"
+
+#include <gtest/gtest.h>
+
+#include "ui/control.h"
+#include "ui_fixture.h"
+
+namespace kernova::ui {
+namespace {
+
+// Records the states a recognizer's target hears.
+template <class R>
+std::shared_ptr<R> recorded(std::vector<GestureState>& log) {
+    auto r = std::make_shared<R>();
+    r->addTarget([&log](GestureRecognizer& g) { log.push_back(g.state()); });
+    return r;
+}
+
+struct GestureTest : ::testing::Test {
+    testing::Process p;
+    std::shared_ptr<Window> window = p.window();
+    std::shared_ptr<View> pad = std::make_shared<View>(Rect(0, 0, 300, 300));
+    void SetUp() override { window->addSubview(pad); }
+};
+
+TEST_F(GestureTest, TapRecognizesWithinTheMovementThreshold) {
+    std::vector<GestureState> log;
+    auto tap = recorded<TapGestureRecognizer>(log);
+    pad->addGestureRecognizer(tap);
+    p.touch(1, TouchPhase::began, 100, 100);
+    p.touch(1, TouchPhase::moved, 108, 100);
+    p.touch(1, TouchPhase::ended, 108, 100);
+    EXPECT_EQ(log, std::vector<GestureState>{GestureState::ended});
+    EXPECT_EQ(tap->state(), GestureState::possible);  // ready for the next touch
+    p.touch(2, TouchPhase::began, 100, 100);
+    p.touch(2, TouchPhase::moved, 112, 100);
+    p.touch(2, TouchPhase::ended, 112, 100);
+    EXPECT_EQ(log.size(), 1u);
+}
+
+TEST_F(GestureTest, DoubleTapNeedsTheSecondTapInTime) {
+    std::vector<GestureState> log;
+    auto tap = recorded<TapGestureRecognizer>(log);
+    tap->setNumberOfTapsRequired(2);
+    pad->addGestureRecognizer(tap);
+    p.tap(100, 100, 1);
+    p.clock.advance(0.2);
+    p.tap(100, 100, 2);
+    EXPECT_EQ(log.size(), 1u);
+    p.tap(100, 100, 3);
+    p.clock.advance(0.5);  // too late for a second tap
+    p.tap(100, 100, 4);
+    EXPECT_EQ(log.size(), 1u);
+}
+
+TEST_F(GestureTest, LongPressBeginsAtHalfASecondOnTheClock) {
+    std::vector<GestureState> log;
+    auto press = recorded<LongPressGestureRecognizer>(log);
+    pad->addGestureRecognizer(press);
+    p.touch(1, TouchPhase::began, 100, 100);
+    p.clock.advance(0.499);
+    EXPECT_TRUE(log.empty());
+    p.clock.advance(0.001);
+    EXPECT_EQ(log, std::vector<GestureState>{GestureState::began});
+    p.touch(1, TouchPhase::moved, 150, 100);  // free to move once begun
+    p.touch(1, TouchPhase::ended, 150, 100);
+    std::vector<GestureState> expected{GestureState::began, GestureState::changed,
+                                       GestureState::ended};
+    EXPECT_EQ(log, expected);
+}
+
+TEST_F(GestureTest, LongPressFailsWhenMovedOrLiftedEarly) {
+    std::vector<GestureState> log;
+    auto press = recorded<LongPressGestureRecognizer>(log);
+    pad->addGestureRecognizer(press);
+    p.touch(1, TouchPhase::began, 100, 100);
+    p.touch(1, TouchPhase::moved, 111, 100);
+    p.clock.advance(1);
+    p.touch(1, TouchPhase::ended, 111, 100);
+    p.touch(2, TouchPhase::began, 100, 100);
+    p.clock.advance(0.3);
+    p.touch(2, TouchPhase::ended, 100, 100);
+    p.clock.advance(1);
+    EXPECT_TRUE(log.empty());
+}
+
+TEST_F(GestureTest, PanBeginsPastTenPointsAndReportsTranslation) {
+    std::vector<GestureState> log;
+    auto pan = recorded<PanGestureRecognizer>(log);
+    pad->addGestureRecognizer(pan);
+    p.touch(1, TouchPhase::began, 100, 100);
+    p.touch(1, TouchPhase::moved, 110, 100);
+    EXPECT_TRUE(log.empty());
+    p.clock.advance(0.1);
+    p.touch(1, TouchPhase::moved, 111, 100);
+    EXPECT_EQ(log, std::vector<GestureState>{GestureState::began});
+    EXPECT_EQ(pan->translationInView(pad.get()), (Point{11, 0}));
+    EXPECT_DOUBLE_EQ(pan->velocityInView(pad.get()).x, 10.0);
+    p.touch(1, TouchPhase::moved, 130, 120);
+    EXPECT_EQ(pan->locationInView(pad.get()), (Point{130, 120}));
+    p.touch(1, TouchPhase::ended, 130, 120);
+    std::vector<GestureState> expected{GestureState::began, GestureState::changed,
+                                       GestureState::ended};
+    EXPECT_EQ(log, expected);
+}
+
+TEST_F(GestureTest, SwipeRecognizesOnlyItsDirection) {
+    std::vector<GestureState> leftLog, rightLog;
+    auto left = recorded<SwipeGestureRecognizer>(leftLog);
+    left->setDirection(kSwipeDirectionLeft);
+    auto right = recorded<SwipeGestureRecognizer>(rightLog);
+    right->setDirection(kSwipeDirectionRight);
+    pad->addGestureRecognizer(left);
+    pad->addGestureRecognizer(right);
+    p.drag(1, Point{200, 100}, Point{120, 100});
+    EXPECT_EQ(leftLog, std::vector<GestureState>{GestureState::ended});
+    EXPECT_TRUE(rightLog.empty());
+    p.drag(2, Point{100, 100}, Point{180, 104});
+    EXPECT_EQ(rightLog.size(), 1u);
+    p.drag(3, Point{100, 100}, Point{100, 200});  // vertical: neither
+    EXPECT_EQ(leftLog.size(), 1u);
+    EXPECT_EQ(rightLog.size(), 1u);
+}
+
+TEST_F(GestureTest, FirstRecognizerToBeginMakesTheOthersFail) {
+    std::vector<GestureState> tapLog, pressLog, panLog;
+    auto tap = recorded<TapGestureRecognizer>(tapLog);
+    auto press = recorded<LongPressGestureRecognizer>(pressLog);
+    auto pan = recorded<PanGestureRecognizer>(panLog);
+    pad->addGestureRecognizer(tap);
+    pad->addGestureRecognizer(press);
+    pad->addGestureRecognizer(pan);
+    // A quick tap: only the tap.
+    p.tap(100, 100);
+    EXPECT_EQ(tapLog.size(), 1u);
+    EXPECT_TRUE(pressLog.empty() && panLog.empty());
+    // A drag: only the pan, and the long press timer never fires.
+    p.drag(2, Point{100, 100}, Point{200, 100});
+    p.clock.advance(1);
+    EXPECT_EQ(panLog.front(), GestureState::began);
+    EXPECT_TRUE(pressLog.empty());
+    EXPECT_EQ(tapLog.size(), 1u);
+    // Holding still: only the long press; moving afterwards does not pan.
+    panLog.clear();
+    p.touch(3, TouchPhase::began, 100, 100);
+    p.clock.advance(0.6);
+    p.touch(3, TouchPhase::moved, 160, 100);
+    p.touch(3, TouchPhase::ended, 160, 100);
+    EXPECT_EQ(pressLog.size(), 3u);
+    EXPECT_TRUE(panLog.empty());
+    EXPECT_EQ(tapLog.size(), 1u);
+}
+
+TEST_F(GestureTest, DeepestViewsRecognizersComeFirst) {
+    std::vector<GestureState> outerLog, innerLog;
+    auto inner = std::make_shared<View>(Rect(50, 50, 100, 100));
+    pad->addSubview(inner);
+    pad->addGestureRecognizer(recorded<LongPressGestureRecognizer>(outerLog));
+    inner->addGestureRecognizer(recorded<LongPressGestureRecognizer>(innerLog));
+    p.touch(1, TouchPhase::began, 100, 100);
+    p.clock.advance(0.5);
+    p.touch(1, TouchPhase::ended, 100, 100);
+    EXPECT_EQ(innerLog.size(), 2u);
+    EXPECT_TRUE(outerLog.empty());
+}
+
+TEST_F(GestureTest, ButtonGetsTouchUpInsideOnlyWhenNoRecognizerTookTheTouch) {
+    auto button = std::make_shared<Button>(Rect(100, 100, 50, 50));
+    int ups = 0;
+    button->addTarget([&](Control&) { ++ups; }, kControlEventTouchUpInside);
+    pad->addSubview(button);
+    std::vector<GestureState> pressLog, swipeLog;
+    button->addGestureRecognizer(recorded<LongPressGestureRecognizer>(pressLog));
+    auto swipe = recorded<SwipeGestureRecognizer>(swipeLog);
+    swipe->setDirection(kSwipeDirectionLeft);
+    button->addGestureRecognizer(swipe);
+    p.tap(120, 120);
+    EXPECT_EQ(ups, 1);
+    p.touch(2, TouchPhase::began, 120, 120);
+    p.clock.advance(0.6);
+    EXPECT_FALSE(button->isHighlighted());  // cancelled when the press began
+    p.touch(2, TouchPhase::ended, 120, 120);
+    EXPECT_EQ(ups, 1);
+    EXPECT_EQ(pressLog.size(), 2u);
+    p.drag(3, Point{140, 120}, Point{100, 120});
+    EXPECT_EQ(swipeLog.size(), 1u);
+    EXPECT_EQ(ups, 1);
+}
+
+struct TouchLog : View {
+    using View::View;
+    std::vector<TouchPhase> phases;
+    void touchesBegan(const Touch&) override { phases.push_back(TouchPhase::began); }
+    void touchesMoved(const Touch&) override { phases.push_back(TouchPhase::moved); }
+    void touchesEnded(const Touch&) override { phases.push_back(TouchPhase::ended); }
+    void touchesCancelled(const Touch&) override { phases.push_back(TouchPhase::cancelled); }
+};
+
+TEST_F(GestureTest, DelaysTouchesBeganHoldsTouchesUntilTheRecognizerFails) {
+    auto target = std::make_shared<TouchLog>(Rect(0, 0, 300, 300));
+    pad->addSubview(target);
+    auto pan = std::make_shared<PanGestureRecognizer>();
+    pan->setDelaysTouchesBegan(true);
+    pad->addGestureRecognizer(pan);
+    p.touch(1, TouchPhase::began, 100, 100);
+    p.touch(1, TouchPhase::moved, 103, 100);
+    EXPECT_TRUE(target->phases.empty());
+    p.touch(1, TouchPhase::ended, 103, 100);  // the pan fails: everything arrives
+    std::vector<TouchPhase> expected{TouchPhase::began, TouchPhase::moved, TouchPhase::ended};
+    EXPECT_EQ(target->phases, expected);
+    target->phases.clear();
+    p.drag(2, Point{100, 100}, Point{200, 100});  // the pan takes it: the view sees nothing
+    EXPECT_TRUE(target->phases.empty());
+}
+
+TEST_F(GestureTest, WithoutDelayTheViewSeesTheStartAndThenACancel) {
+    auto target = std::make_shared<TouchLog>(Rect(0, 0, 300, 300));
+    pad->addSubview(target);
+    pad->addGestureRecognizer(std::make_shared<PanGestureRecognizer>());
+    p.drag(1, Point{100, 100}, Point{200, 100});
+    ASSERT_GE(target->phases.size(), 2u);
+    EXPECT_EQ(target->phases.front(), TouchPhase::began);
+    EXPECT_EQ(target->phases.back(), TouchPhase::cancelled);
+}
+
+TEST_F(GestureTest, ShouldBeginAndDisabledRecognizers) {
+    std::vector<GestureState> log;
+    auto tap = recorded<TapGestureRecognizer>(log);
+    tap->shouldBegin = [](GestureRecognizer&) { return false; };
+    pad->addGestureRecognizer(tap);
+    p.tap(10, 10);
+    EXPECT_TRUE(log.empty());
+    tap->shouldBegin = nullptr;
+    tap->setEnabled(false);
+    p.tap(10, 10);
+    EXPECT_TRUE(log.empty());
+    tap->setEnabled(true);
+    p.tap(10, 10);
+    EXPECT_EQ(log.size(), 1u);
+}
+
+}  // namespace
+}  // namespace kernova::ui

@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+
+#include "ui/control.h"
+#include "ui/scroll_view.h"
+#include "ui_fixture.h"
+
+namespace kernova::ui {
+namespace {
+
+TEST(ViewTree, SubviewsKeepOrderAndMoveBetweenParents) {
+    auto a = std::make_shared<View>();
+    auto b = std::make_shared<View>();
+    auto x = std::make_shared<View>();
+    auto y = std::make_shared<View>();
+    a->addSubview(x);
+    a->addSubview(y);
+    a->bringSubviewToFront(x.get());
+    EXPECT_EQ(a->subviews().back(), x);
+    b->addSubview(x);  // moving leaves the old parent
+    EXPECT_EQ(a->subviews().size(), 1u);
+    EXPECT_EQ(x->superview(), b.get());
+    a->insertSubviewBelow(x, y.get());
+    EXPECT_EQ(a->subviews().front(), x);
+    x->removeFromSuperview();
+    EXPECT_EQ(x->superview(), nullptr);
+    a->addSubview(a);  // a view cannot contain itself
+    EXPECT_EQ(a->subviews().size(), 1u);
+}
+
+TEST(ViewTree, FrameBoundsAndCenterAgree) {
+    View v(Rect(10, 20, 100, 50));
+    EXPECT_EQ(v.center(), (Point{60, 45}));
+    v.setBounds(Rect(0, 30, 40, 10));  // keeps the centre
+    EXPECT_EQ(v.frame(), Rect(40, 40, 40, 10));
+    EXPECT_EQ(v.bounds().origin, (Point{0, 30}));
+    v.setCenter(Point{0, 0});
+    EXPECT_EQ(v.frame(), Rect(-20, -5, 40, 10));
+}
+
+TEST(ViewTree, ConvertsPointsThroughScrollOffsets) {
+    auto root = std::make_shared<View>(Rect(0, 0, 300, 300));
+    auto scroller = std::make_shared<View>(Rect(10, 10, 100, 100));
+    auto child = std::make_shared<View>(Rect(0, 200, 50, 50));
+    root->addSubview(scroller);
+    scroller->addSubview(child);
+    scroller->setBounds(Rect(0, 180, 100, 100));
+    EXPECT_EQ(child->convertPointToView(Point{5, 5}, root.get()), (Point{15, 35}));
+    EXPECT_EQ(root->convertPointToView(Point{15, 35}, child.get()), (Point{5, 5}));
+}
+
+TEST(HitTest, FollowsTheToolkitRules) {
+    auto root = std::make_shared<View>(Rect(0, 0, 200, 200));
+    auto below = std::make_shared<View>(Rect(0, 0, 100, 100));
+    auto above = std::make_shared<View>(Rect(50, 50, 100, 100));
+    auto outside = std::make_shared<View>(Rect(150, 150, 100, 100));
+    root->addSubview(below);
+    root->addSubview(above);
+    above->addSubview(outside);                            // sticks out of `above`
+    EXPECT_EQ(root->hitTest(Point{60, 60}), above.get());  // later subviews on top
+    EXPECT_EQ(root->hitTest(Point{10, 10}), below.get());
+    // A point outside a view's bounds never reaches its subviews.
+    EXPECT_EQ(root->hitTest(Point{195, 195}), root.get());
+    above->setHidden(true);
+    EXPECT_EQ(root->hitTest(Point{60, 60}), below.get());
+    above->setHidden(false);
+    above->setAlpha(0.009);
+    EXPECT_EQ(root->hitTest(Point{60, 60}), below.get());
+    above->setAlpha(0.01);
+    EXPECT_EQ(root->hitTest(Point{60, 60}), above.get());
+    above->setUserInteractionEnabled(false);
+    EXPECT_EQ(root->hitTest(Point{60, 60}), below.get());
+    EXPECT_EQ(root->hitTest(Point{250, 10}), nullptr);
+    // Labels take no touches by default.
+    auto label = std::make_shared<Label>(Rect(0, 0, 20, 20));
+    below->addSubview(label);
+    EXPECT_EQ(root->hitTest(Point{5, 5}), below.get());
+}
+
+struct CountingView : View {
+    int layouts = 0;
+    void layoutSubviews() override { ++layouts; }
+};
+
+TEST(Layout, RunsOnTheNextTurnForViewsInWindows) {
+    testing::Process p;
+    auto window = p.window();
+    auto v = std::make_shared<CountingView>();
+    window->addSubview(v);
+    p.clock.runUntilIdle();
+    EXPECT_EQ(v->layouts, 1);
+    v->setFrame(Rect(0, 0, 10, 10));  // a size change asks for layout
+    EXPECT_EQ(v->layouts, 1);
+    p.clock.runUntilIdle();
+    EXPECT_EQ(v->layouts, 2);
+    v->setFrame(Rect(5, 5, 10, 10));  // moving alone does not
+    v->layoutIfNeeded();
+    EXPECT_EQ(v->layouts, 2);
+}
+
+TEST(ScrollView, WheelScrollsClampedToContentAndDragDoesNot) {
+    testing::Process p;
+    auto window = p.window();
+    auto scroll = std::make_shared<ScrollView>(Rect(0, 0, 100, 100));
+    scroll->setContentSize(Size{100, 250});
+    window->addSubview(scroll);
+    p.app.handleScroll(ScrollEvent{Point{50, 50}, 0, 60});
+    EXPECT_EQ(scroll->contentOffset(), (Point{0, 60}));
+    p.app.handleScroll(ScrollEvent{Point{50, 50}, 30, 500});
+    EXPECT_EQ(scroll->contentOffset(), (Point{0, 150}));
+    p.app.handleScroll(ScrollEvent{Point{50, 50}, 0, -1000});
+    EXPECT_EQ(scroll->contentOffset(), (Point{0, 0}));
+    p.drag(1, Point{50, 80}, Point{50, 10});
+    EXPECT_EQ(scroll->contentOffset(), (Point{0, 0}));
+    scroll->setContentInset(EdgeInsets{20, 0, 0, 0});
+    p.app.handleScroll(ScrollEvent{Point{50, 50}, 0, -1000});
+    EXPECT_EQ(scroll->contentOffset(), (Point{0, -20}));
+    scroll->setScrollEnabled(false);
+    p.app.handleScroll(ScrollEvent{Point{50, 50}, 0, 40});
+    EXPECT_EQ(scroll->contentOffset(), (Point{0, -20}));
+}
+
+TEST(ScrollView, OuterScrollViewTakesWhatTheInnerCannot) {
+    testing::Process p;
+    auto window = p.window();
+    auto outer = std::make_shared<ScrollView>(Rect(0, 0, 200, 200));
+    outer->setContentSize(Size{200, 400});
+    auto inner = std::make_shared<ScrollView>(Rect(0, 0, 100, 100));
+    inner->setContentSize(Size{100, 100});  // cannot scroll
+    outer->addSubview(inner);
+    window->addSubview(outer);
+    p.app.handleScroll(ScrollEvent{Point{50, 50}, 0, 30});
+    EXPECT_EQ(outer->contentOffset(), (Point{0, 30}));
+}
+
+}  // namespace
+}  // namespace kernova::ui

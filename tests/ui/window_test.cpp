@@ -1,0 +1,130 @@
+#include <gtest/gtest.h>
+
+#include "ui/control.h"
+#include "ui_fixture.h"
+
+namespace kernova::ui {
+namespace {
+
+TEST(Windows, OrderedByLevelThenByShowing) {
+    testing::Process p;
+    auto alert = p.window(kWindowLevelAlert + 1);
+    auto normal = p.window(kWindowLevelNormal);
+    auto status = p.window(kWindowLevelStatusBar);
+    auto second = p.window(kWindowLevelNormal);
+    auto hidden = std::make_shared<Window>(p.app, p.screen.bounds);  // starts hidden
+    std::vector<Window*> expected{normal.get(), second.get(), status.get(), alert.get()};
+    EXPECT_EQ(p.app.windows(), expected);
+    normal->setHidden(true);
+    normal->setHidden(false);  // shown again: now above `second`
+    expected = {second.get(), normal.get(), status.get(), alert.get()};
+    EXPECT_EQ(p.app.windows(), expected);
+}
+
+TEST(Windows, KeyWindowAndItsHandOver) {
+    testing::Process p;
+    auto a = std::make_shared<Window>(p.app, p.screen.bounds);
+    auto b = std::make_shared<Window>(p.app, p.screen.bounds);
+    a->makeKeyAndVisible();
+    b->makeKeyAndVisible();
+    EXPECT_TRUE(b->isKeyWindow());
+    EXPECT_FALSE(a->isKeyWindow());
+    b->setHidden(true);
+    EXPECT_EQ(p.app.keyWindow(), a.get());
+}
+
+TEST(Windows, VisibleWindowsAreKeptAlive) {
+    testing::Process p;
+    std::weak_ptr<Window> weak;
+    {
+        auto w = p.window();
+        weak = w;
+    }
+    ASSERT_FALSE(weak.expired());
+    weak.lock()->setHidden(true);
+    EXPECT_TRUE(weak.expired());
+    EXPECT_TRUE(p.app.windows().empty());
+}
+
+TEST(Windows, TouchesGoToTheTopmostWindowWithAHit) {
+    testing::Process p;
+    auto low = p.window(kWindowLevelNormal);
+    auto high = std::make_shared<Window>(p.app, Rect(0, 0, 100, 100));
+    high->setWindowLevel(kWindowLevelAlert);
+    high->setHidden(false);
+    int lowTaps = 0, highTaps = 0;
+    auto lowButton = std::make_shared<Button>(Rect(0, 0, 375, 667));
+    lowButton->addTarget([&](Control&) { ++lowTaps; }, kControlEventTouchUpInside);
+    low->addSubview(lowButton);
+    auto highButton = std::make_shared<Button>(Rect(0, 0, 100, 100));
+    highButton->addTarget([&](Control&) { ++highTaps; }, kControlEventTouchUpInside);
+    high->addSubview(highButton);
+    p.tap(50, 50);
+    p.tap(200, 300);
+    EXPECT_EQ(highTaps, 1);
+    EXPECT_EQ(lowTaps, 1);
+    high->setUserInteractionEnabled(false);
+    p.tap(50, 50);
+    EXPECT_EQ(lowTaps, 2);
+}
+
+TEST(Windows, FrontmostApplicationAndUrlsGoThroughThePlatform) {
+    testing::Process p;
+    p.app.setFrontmostApplication("com.example.notes", Orientation::landscapeLeft);
+    EXPECT_EQ(p.app.frontmostApplicationIdentifier(), "com.example.notes");
+    EXPECT_EQ(p.app.frontmostAppOrientation(), Orientation::landscapeLeft);
+    EXPECT_TRUE(p.app.openURL("https://example.com/"));
+    EXPECT_EQ(p.services.opened, std::vector<std::string>{"https://example.com/"});
+}
+
+TEST(Windows, KeysGoToTheKeyWindow) {
+    testing::Process p;
+    auto w = std::make_shared<Window>(p.app, p.screen.bounds);
+    int escapes = 0;
+    w->setKeyHandler([&](const KeyEvent& e) { return e.key == Key::escape && ++escapes; });
+    EXPECT_FALSE(p.app.handleKey(KeyEvent{Key::escape, ""}));
+    w->makeKeyAndVisible();
+    EXPECT_TRUE(p.app.handleKey(KeyEvent{Key::escape, ""}));
+    EXPECT_EQ(escapes, 1);
+}
+
+TEST(Button, TouchUpInsideOnlyWhenLiftedWithinReach) {
+    testing::Process p;
+    auto w = p.window();
+    auto button = std::make_shared<Button>(Rect(100, 100, 40, 40));
+    int ups = 0, downs = 0;
+    button->addTarget([&](Control&) { ++ups; }, kControlEventTouchUpInside);
+    button->addTarget([&](Control&) { ++downs; }, kControlEventTouchDown);
+    w->addSubview(button);
+    p.touch(1, TouchPhase::began, 110, 110);
+    EXPECT_TRUE(button->isHighlighted());
+    p.touch(1, TouchPhase::moved, 200, 110);  // still within the 70-point reach
+    p.touch(1, TouchPhase::ended, 200, 110);
+    EXPECT_EQ(ups, 1);
+    EXPECT_FALSE(button->isHighlighted());
+    p.touch(2, TouchPhase::began, 110, 110);
+    p.touch(2, TouchPhase::moved, 300, 110);
+    p.touch(2, TouchPhase::ended, 300, 110);
+    EXPECT_EQ(ups, 1);
+    EXPECT_EQ(downs, 2);
+    button->setEnabled(false);
+    p.tap(110, 110);
+    EXPECT_EQ(ups, 1);
+}
+
+TEST(Button, TitlesPerStateFallBackToNormal) {
+    Button b;
+    b.setTitle("All");
+    b.setTitle("Pressed", kControlStateHighlighted);
+    EXPECT_EQ(b.currentTitle(), "All");
+    EXPECT_EQ(b.titleLabel().text(), "All");
+    b.setHighlighted(true);
+    EXPECT_EQ(b.currentTitle(), "Pressed");
+    b.setHighlighted(false);
+    b.setTitleColor(Color::white(1));
+    EXPECT_EQ(b.currentTitleColor(), Color::white(1));
+    EXPECT_FALSE(b.titleForState(kControlStateSelected).has_value());
+}
+
+}  // namespace
+}  // namespace kernova::ui
