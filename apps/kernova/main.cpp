@@ -8,6 +8,10 @@
 #include <vector>
 
 #include "kernova/split_command.h"
+#ifdef KERNOVA_HAS_DESKTOP
+#include "kernova/send_command.h"
+#include "kernova/splode_command.h"
+#endif
 
 namespace {
 
@@ -21,6 +25,10 @@ struct Subcommand {
 
 constexpr std::array kSubcommands{
     Subcommand{"split", "split a text into words and symbols", kernova::cli::runSplit},
+#ifdef KERNOVA_HAS_DESKTOP
+    Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
+    Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},
+#endif
 };
 
 constexpr std::string_view kUsage = "usage: kernova <command> [arguments]";

@@ -1,0 +1,44 @@
+// `kernova send`: sends one named message to the message center, as any part of
+// the system does, and returns without waiting for it to be handled.
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "base/value.h"
+
+namespace kernova::cli {
+
+inline constexpr std::string_view kSendUsage =
+    "usage: kernova send [--empty] NAME [KEY=VALUE ...]\n"
+    "  VALUE is s:TEXT, b:true|false, i:INTEGER, d:REAL, or TEXT for a string.\n"
+    "  Without pairs no dictionary is sent; --empty sends an empty one.";
+
+struct SendRequest {
+    std::string name;
+    Value userInfo;  // absent, or a dictionary
+    bool help = false;
+};
+
+struct SendParse {
+    std::optional<SendRequest> request;
+    std::string error;  // set when request is absent
+};
+
+// One KEY=VALUE argument; on failure, `error` says what is wrong with it.
+std::optional<std::pair<std::string, Value>> parseKeyValue(std::string_view argument,
+                                                           std::string& error);
+SendParse parseSendArguments(std::span<const std::string> args);
+
+// Sends through the session bus and waits only until the message has left this
+// process. Returns the exit status; `err` gets the reason of a failure.
+int deliverMessage(const std::string& name, const Value& userInfo, std::ostream& err);
+
+int runSend(std::span<const std::string> args, std::istream& in, std::ostream& out,
+            std::ostream& err);
+
+}  // namespace kernova::cli

@@ -1,0 +1,81 @@
+// kernovad: the desktop's server process. One instance per session: it owns the
+// message center's bus name, and a second start leaves at once. It runs until
+// SIGTERM or SIGINT, or until the session bus goes away.
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+
+#include "kernovad/daemon.h"
+
+namespace {
+
+// How often to notice that the session has ended and the bus is gone.
+constexpr int kBusCheckMilliseconds = 2000;
+
+// Blocks the stop signals in every thread (Qt starts its own later) and returns
+// a descriptor that reads them, so they arrive as ordinary events on the loop.
+int stopSignalDescriptor() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGINT);
+    if (pthread_sigmask(SIG_BLOCK, &set, nullptr) != 0) return -1;
+    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+void useX11UnlessChosen() {
+    // Floating elements need global positions, which only X11 (or XWayland) gives.
+    if (std::getenv("QT_QPA_PLATFORM") == nullptr) ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    useX11UnlessChosen();
+    int signalFd = stopSignalDescriptor();
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("kernovad"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QDBusConnection bus = kernova::desktop::sessionConnection();
+    kernova::daemon::Daemon daemon(bus, std::cerr);
+    switch (daemon.start()) {
+        case kernova::daemon::Daemon::StartResult::alreadyRunning:
+            std::cerr << "kernovad is already running\n";
+            return 1;
+        case kernova::daemon::Daemon::StartResult::noBus:
+            std::cerr << "kernovad: cannot connect to the session bus\n";
+            return 1;
+        case kernova::daemon::Daemon::StartResult::serving:
+            break;
+    }
+
+    std::unique_ptr<QSocketNotifier> stopNotifier;
+    if (signalFd >= 0) {
+        stopNotifier = std::make_unique<QSocketNotifier>(signalFd, QSocketNotifier::Read);
+        QObject::connect(stopNotifier.get(), &QSocketNotifier::activated, &app, [signalFd] {
+            signalfd_siginfo info;
+            while (::read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
+            }
+            QCoreApplication::quit();
+        });
+    }
+    QTimer busCheck;
+    QObject::connect(&busCheck, &QTimer::timeout, &app, [&bus] {
+        if (!bus.isConnected()) QCoreApplication::quit();
+    });
+    busCheck.start(kBusCheckMilliseconds);
+
+    int status = QApplication::exec();
+    stopNotifier.reset();
+    if (signalFd >= 0) ::close(signalFd);
+    return status;
+}

@@ -1,0 +1,20 @@
+// Where the desktop's messages and system notifications travel on the session
+// bus. The interfaces are described in the introspection files beside this one.
+#pragma once
+
+#include "base/messaging.h"
+
+namespace kernova::desktop {
+
+// The message center: a bus name owned by kernovad, started by bus activation.
+inline constexpr const char* kMessagesService = kMessageCenterName;
+inline constexpr const char* kMessagesPath = "/fun/quorle/kernova/prefs";
+inline constexpr const char* kMessagesInterface = "fun.quorle.kernova.Messages";
+inline constexpr const char* kSendMethod = "Send";
+
+// System-wide notifications: a broadcast signal carrying the notification name.
+inline constexpr const char* kNotificationsPath = "/fun/quorle/kernova/notifications";
+inline constexpr const char* kNotificationsInterface = "fun.quorle.kernova.Notifications";
+inline constexpr const char* kNotifySignal = "Notify";
+
+}  // namespace kernova::desktop

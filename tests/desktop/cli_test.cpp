@@ -1,0 +1,207 @@
+// `kernova send` and `kernova splode`: argument parsing, and end to end against
+// a running kernovad, checked through its debug query with the stock gdbus tool.
+#include <gtest/gtest.h>
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <sstream>
+
+#include "desktop/dbus_messaging.h"
+#include "desktop_support.h"
+#include "kernova/send_command.h"
+#include "kernova/splode_command.h"
+
+namespace kernova::cli {
+namespace {
+
+using namespace kernova::testing;
+
+struct CommandRun {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+CommandRun runSendWith(std::vector<std::string> args) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    int status = runSend(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
+CommandRun runSplodeWith(std::vector<std::string> args, const std::string& input = {}) {
+    std::istringstream in(input);
+    std::ostringstream out, err;
+    int status = runSplode(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
+// kernovad's received messages as the gdbus tool prints them.
+std::string gdbusReceived() {
+    QProcess gdbus;
+    gdbus.start(QStringLiteral("gdbus"), {"call", "--session", "--dest", "fun.quorle.kernova.prefs",
+                                          "--object-path", "/fun/quorle/kernova/debug", "--method",
+                                          "fun.quorle.kernova.Debug.ReceivedMessages"});
+    if (!gdbus.waitForFinished(10000)) return "(gdbus did not finish)";
+    return gdbus.readAllStandardOutput().toStdString();
+}
+
+bool kernovadReceived(std::size_t count) {
+    return waitFor([&] {
+        std::optional<QStringList> got = receivedMessages(desktop::sessionConnection());
+        return got && static_cast<std::size_t>(got->size()) >= count;
+    });
+}
+
+TEST(SendArguments, TypedAndUntypedValues) {
+    SendParse p = parseSendArguments(std::vector<std::string>{"openUrl", "a=s:i:3", "b=b:YES",
+                                                              "c=i:-42", "d=d:1.5", "e=plain text",
+                                                              "f=x:y", "g=", "h=s:"});
+    ASSERT_TRUE(p.request) << p.error;
+    EXPECT_EQ(p.request->name, "openUrl");
+    EXPECT_EQ(p.request->userInfo, Value(Dictionary{{"a", Value("i:3")},
+                                                    {"b", Value(true)},
+                                                    {"c", Value(-42)},
+                                                    {"d", Value(1.5)},
+                                                    {"e", Value("plain text")},
+                                                    {"f", Value("x:y")},
+                                                    {"g", Value("")},
+                                                    {"h", Value("")}}));
+}
+
+TEST(SendArguments, DictionaryPresence) {
+    SendParse none = parseSendArguments(std::vector<std::string>{"popButton"});
+    ASSERT_TRUE(none.request);
+    EXPECT_TRUE(none.request->userInfo.isAbsent());
+    SendParse empty = parseSendArguments(std::vector<std::string>{"--empty", "showRunning"});
+    ASSERT_TRUE(empty.request);
+    EXPECT_EQ(empty.request->userInfo, Value(Dictionary{}));
+    SendParse dashed = parseSendArguments(std::vector<std::string>{"--", "-odd"});
+    ASSERT_TRUE(dashed.request);
+    EXPECT_EQ(dashed.request->name, "-odd");
+}
+
+TEST(SendArguments, MalformedInputIsAClearUsageError) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{}, "missing message name"},
+        {{"--bogus", "x"}, "unknown option --bogus"},
+        {{"x", "novalue"}, "expected KEY=VALUE"},
+        {{"x", "=v"}, "the key is empty"},
+        {{"x", "k=b:maybe"}, "expected true or false"},
+        {{"x", "k=i:3.5"}, "expected a 64-bit integer"},
+        {{"x", "k=i:99999999999999999999"}, "expected a 64-bit integer"},
+        {{"x", "k=d:abc"}, "expected a finite real"},
+        {{"x", "k=d:inf"}, "expected a finite real"},
+        {{"x", "k=1", "k=2"}, "given twice"},
+        {{"--empty", "x", "k=1"}, "--empty cannot be combined"},
+    };
+    for (const auto& [args, message] : cases) {
+        CommandRun r = runSendWith(args);
+        EXPECT_EQ(r.status, 2) << message;
+        EXPECT_NE(r.err.find(message), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find("usage: kernova send"), std::string::npos);
+    }
+    EXPECT_EQ(runSendWith({"--help"}).status, 0);
+}
+
+TEST(SplodeArguments, Sources) {
+    using Source = SplodeOptions::Source;
+    auto source = [](std::vector<std::string> args) {
+        return parseSplodeArguments(args).options->source;
+    };
+    EXPECT_EQ(source({"some text"}), Source::argument);
+    EXPECT_EQ(source({"-"}), Source::standardInput);
+    EXPECT_EQ(source({"--primary"}), Source::primary);
+    EXPECT_EQ(source({"--clipboard"}), Source::clipboard);
+    EXPECT_EQ(parseSplodeArguments(std::vector<std::string>{"a\xff"}).options->text,
+              "a\xef\xbf\xbd");
+    for (std::vector<std::string> bad : {std::vector<std::string>{}, {"a", "b"}, {"--bogus"}}) {
+        CommandRun r = runSplodeWith(bad);
+        EXPECT_EQ(r.status, 2);
+        EXPECT_NE(r.err.find("usage: kernova splode"), std::string::npos);
+    }
+}
+
+TEST(KernovaCommands, SendAndSplodeReachKernovad) {
+    KernovadProcess daemon;
+    ASSERT_TRUE(daemon.started());
+    EXPECT_EQ(runSendWith({"openUrl", "schemeToOpen=https://example.org/?q=1", "n=i:3"}).status, 0);
+    EXPECT_EQ(runSendWith({"--empty", "showRunning"}).status, 0);
+    EXPECT_EQ(runSendWith({"popButton"}).status, 0);
+    EXPECT_EQ(runSplodeWith({"hello world"}).status, 0);
+    EXPECT_EQ(runSplodeWith({"-"}, "from stdin\n").status, 0);
+    QGuiApplication::clipboard()->setText(QStringLiteral("copied text"));
+    EXPECT_EQ(runSplodeWith({"--clipboard"}).status, 0);
+    ASSERT_TRUE(kernovadReceived(6));
+    std::string printed = gdbusReceived();
+    for (const char* expected :
+         {R"(openUrl {n = 3; schemeToOpen = "https://example.org/?q=1"; })", "showRunning {}",
+          "popButton (no dictionary)",
+          R"(notifySplode {callFromResponder = YES; selection = "hello world"; })",
+          R"(notifySplode {callFromResponder = YES; selection = "from stdin"; })",
+          R"(notifySplode {callFromResponder = YES; selection = "copied text"; })"})
+        EXPECT_NE(printed.find(expected), std::string::npos) << expected << "\nin " << printed;
+    EXPECT_EQ(daemon.terminate(), 0);
+}
+
+TEST(KernovaCommands, TheCommandAsAProcessStartsKernovadByActivation) {
+    QProcess cli;
+    cli.start(desktopCliPath(), {"send", "insertText", "text=s:typed"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
+    ASSERT_TRUE(kernovadReceived(1));
+    EXPECT_NE(gdbusReceived().find(R"(insertText {text = "typed"; })"), std::string::npos);
+    QDBusConnection bus = desktop::sessionConnection();
+    std::optional<qint64> pid = serviceOwnerPid(bus, QStringLiteral("fun.quorle.kernova.prefs"));
+    ASSERT_TRUE(pid.has_value());
+    ::kill(static_cast<pid_t>(*pid), SIGTERM);
+    EXPECT_TRUE(
+        waitFor([&] { return !serviceRunning(bus, QStringLiteral("fun.quorle.kernova.prefs")); }));
+}
+
+TEST(KernovaCommands, SelectionsNeedADisplay) {
+    CommandRun offscreen = runSplodeWith({"--primary"});
+    EXPECT_EQ(offscreen.status, 1);
+    EXPECT_NE(offscreen.err.find("no PRIMARY selection"), std::string::npos) << offscreen.err;
+
+    QProcess cli;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        env.remove(name);
+    cli.setProcessEnvironment(env);
+    cli.start(desktopCliPath(), {"splode", "--clipboard"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(cli.exitCode(), 1);
+    EXPECT_EQ(cli.readAllStandardError().toStdString(),
+              "kernova splode: no display (DISPLAY is not set)\n");
+}
+
+TEST(KernovaCommands, WithoutAnInstalledServiceSendFailsClearly) {
+    QProcess cli;
+    // A bus of its own with the system's stock configuration: nothing to activate.
+    cli.start(QStringLiteral("dbus-run-session"), {"--", desktopCliPath(), "send", "popButton"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 1);
+    EXPECT_NE(cli.readAllStandardError().toStdString().find(
+                  "kernova: the message center is not running and cannot be started"),
+              std::string::npos);
+}
+
+TEST(KernovaCommands, WithoutASessionBusSendFailsClearly) {
+    QProcess cli;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+               QStringLiteral("unix:path=/nonexistent"));
+    cli.setProcessEnvironment(env);
+    cli.start(desktopCliPath(), {"send", "popButton"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 1);
+    EXPECT_EQ(cli.readAllStandardError().toStdString(),
+              "kernova: cannot connect to the session bus\n");
+}
+
+}  // namespace
+}  // namespace kernova::cli

@@ -1,0 +1,86 @@
+#include "desktop_support.h"
+
+#include <QCoreApplication>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+#include "desktop/dbus_messaging.h"
+#include "desktop/dbus_names.h"
+#include "kernovad/daemon.h"
+
+namespace kernova::testing {
+
+bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
+    QDeadlineTimer deadline(timeoutMs);
+    // Wakes the loop now and then, so that a condition on another process is seen.
+    QTimer tick;
+    tick.start(5);
+    QEventLoop loop;
+    while (!condition()) {
+        if (deadline.hasExpired()) return false;
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+QDBusConnection otherConnection(const QString& name) {
+    return QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
+}
+
+bool serviceRunning(const QDBusConnection& bus, const QString& name) {
+    QDBusReply<bool> reply = bus.interface()->isServiceRegistered(name);
+    return reply.isValid() && reply.value();
+}
+
+std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString& name) {
+    QDBusReply<uint> reply = bus.interface()->servicePid(name);
+    if (!reply.isValid()) return std::nullopt;
+    return static_cast<qint64>(reply.value());
+}
+
+std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QString::fromLatin1(desktop::kMessagesService), QString::fromLatin1(daemon::kDebugPath),
+        QString::fromLatin1(daemon::kDebugInterface), QStringLiteral("ReceivedMessages"));
+    call.setAutoStartService(false);
+    QDBusReply<QStringList> reply = bus.call(call, QDBus::Block, 5000);
+    if (!reply.isValid()) return std::nullopt;
+    return reply.value();
+}
+
+QString kernovadPath() {
+    return QStringLiteral(KERNOVAD_PATH);
+}
+QString desktopCliPath() {
+    return QStringLiteral(KERNOVA_DESKTOP_CLI_PATH);
+}
+
+KernovadProcess::KernovadProcess() : process_(std::make_unique<QProcess>()) {
+    process_->setProgram(kernovadPath());
+    process_->start();
+    QDBusConnection bus = desktop::sessionConnection();
+    started_ = process_->waitForStarted(10000) && waitFor([&] {
+                   return process_->state() != QProcess::Running ||
+                          serviceRunning(bus, QString::fromLatin1(desktop::kMessagesService));
+               }) &&
+               process_->state() == QProcess::Running;
+}
+
+KernovadProcess::~KernovadProcess() {
+    if (process_->state() != QProcess::NotRunning) {
+        process_->kill();
+        process_->waitForFinished(10000);
+    }
+}
+
+int KernovadProcess::terminate() {
+    process_->terminate();
+    if (!process_->waitForFinished(10000)) return -1;
+    return process_->exitStatus() == QProcess::NormalExit ? process_->exitCode() : -1;
+}
+
+}  // namespace kernova::testing

@@ -1,0 +1,46 @@
+// Helpers for the desktop tests: bounded waits on the Qt event loop, and
+// kernovad as a child process on the test's private bus.
+#pragma once
+
+#include <QDBusConnection>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace kernova::testing {
+
+// Runs the event loop until `condition` holds; false after `timeoutMs`.
+bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000);
+
+// A second connection to the test's bus, as another process would have.
+QDBusConnection otherConnection(const QString& name);
+
+bool serviceRunning(const QDBusConnection& bus, const QString& name);
+// The process id of the name's owner, when it has one.
+std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString& name);
+
+// kernovad's debug query: every message received so far, oldest first.
+std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
+
+QString kernovadPath();
+QString desktopCliPath();
+
+// Starts kernovad and waits until it serves; stops it with SIGTERM at the end.
+class KernovadProcess {
+  public:
+    KernovadProcess();
+    ~KernovadProcess();
+    bool started() const { return started_; }
+    QProcess& process() { return *process_; }
+    // Sends SIGTERM and waits; the exit status, or -1 when it did not exit.
+    int terminate();
+
+  private:
+    std::unique_ptr<QProcess> process_;
+    bool started_ = false;
+};
+
+}  // namespace kernova::testing

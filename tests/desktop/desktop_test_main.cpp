@@ -1,0 +1,20 @@
+// Entry point of the desktop tests: a private preferences folder as for every
+// test binary, and a GUI application on the offscreen platform, so that timers,
+// bus events and the clipboard work without a display.
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <cstdlib>
+
+#include "support_lib/temp_dir.h"
+
+int main(int argc, char** argv) {
+    kernova::testing::TempDir prefs;
+    ::setenv("KERNOVA_PREFERENCES_DIR", prefs.path().c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", (prefs.path() / "xdg").c_str(), 1);
+    ::setenv("LANG", "en_US.UTF-8", 1);
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    ::testing::InitGoogleTest(&argc, argv);
+    QGuiApplication app(argc, argv);
+    return RUN_ALL_TESTS();
+}

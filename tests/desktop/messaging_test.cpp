@@ -1,0 +1,172 @@
+// Messages through a private session bus: a center serving on one connection,
+// senders on others, as between kernovad and the applications.
+#include <gtest/gtest.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QStringList>
+#include <cstdlib>
+#include <iostream>
+#include <thread>
+#include <vector>
+
+#include "desktop/dbus_messaging.h"
+#include "desktop/dbus_names.h"
+#include "desktop/dbus_value.h"
+#include "desktop_support.h"
+
+namespace kernova::desktop {
+namespace {
+
+using kernova::testing::waitFor;
+
+class Messaging : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(center.start(), DBusMessageCenter::StartResult::serving);
+        for (const char* name : {"notifySplode", "openUrl", "popButton", "showRunning"})
+            center.registerForMessageName(name, [this](const Message& m) { got.push_back(m); });
+    }
+    bool waitForCount(std::size_t n) {
+        return waitFor([&] { return center.receivedCount() >= n; });
+    }
+
+    DBusMessageCenter center{sessionConnection()};
+    DBusMessageSender sender{kernova::testing::otherConnection(QStringLiteral("sender"))};
+    std::vector<Message> got;
+};
+
+TEST_F(Messaging, DeliversRegisteredNamesAndIgnoresOthers) {
+    sender.sendMessageName("openUrl", Value(Dictionary{{"schemeToOpen", Value("https://a.b")}}));
+    sender.sendMessageName("noSuchName", Value(Dictionary{}));
+    sender.sendMessageName("popButton");
+    ASSERT_TRUE(waitForCount(3));
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_EQ(got[0].name, "openUrl");
+    EXPECT_EQ(got[0].userInfo["schemeToOpen"], Value("https://a.b"));
+    EXPECT_EQ(got[1].name, "popButton");
+    EXPECT_EQ(center.registeredNames(),
+              (std::vector<std::string>{"notifySplode", "openUrl", "popButton", "showRunning"}));
+}
+
+TEST_F(Messaging, AbsentAndEmptyDictionariesStayDistinct) {
+    sender.sendMessageName("popButton");
+    sender.sendMessageName("showRunning", Value(Dictionary{}));
+    sender.sendMessageName("popButton", Value("not a dictionary"));
+    ASSERT_TRUE(waitForCount(3));
+    ASSERT_EQ(got.size(), 3u);
+    EXPECT_TRUE(got[0].userInfo.isAbsent());
+    ASSERT_NE(got[1].userInfo.asDictionary(), nullptr);
+    EXPECT_TRUE(got[1].userInfo.asDictionary()->empty());
+    EXPECT_TRUE(got[2].userInfo.isAbsent()) << "anything but a dictionary travels as absent";
+}
+
+TEST_F(Messaging, EveryValueTypeKeepsItsType) {
+    Dictionary info{
+        {"yes", Value(true)},
+        {"no", Value(false)},
+        {"zero", Value(0)},
+        {"big", Value(std::numeric_limits<std::int64_t>::max())},
+        {"small", Value(std::numeric_limits<std::int64_t>::min())},
+        {"real", Value(-2.75)},
+        {"integralReal", Value(3.0)},
+        {"text", Value("héllo 世界 🎉")},
+        {"emptyText", Value("")},
+        {"data", Value(Bytes{0, 1, 255, 0})},
+        {"emptyData", Value(Bytes{})},
+        {"date", Value(Date{700000000.25})},
+        {"array", Value(Array{Value(1), Value("two"), Value(3.5), Value(false), Value(Array{}),
+                              Value(Dictionary{{"k", Value(Bytes{7})}})})},
+        {"emptyArray", Value(Array{})},
+        {"nested", Value(Dictionary{{"inner", Value(Dictionary{{"deep", Value(Date{-1})}})},
+                                    {"empty", Value(Dictionary{})}})},
+    };
+    sender.sendMessageName("notifySplode", Value(info));
+    ASSERT_TRUE(waitForCount(1));
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].userInfo, Value(info));
+    EXPECT_EQ(got[0].userInfo["integralReal"].type(), Value::Type::real);
+    EXPECT_EQ(got[0].userInfo["zero"].type(), Value::Type::integer);
+}
+
+TEST_F(Messaging, InvalidUtf8IsRepairedInNamesKeysAndValues) {
+    center.registerForMessageName("bad\xef\xbf\xbdname",
+                                  [this](const Message& m) { got.push_back(m); });
+    sender.sendMessageName("bad\xffname", Value(Dictionary{{"k\xc3", Value("v\xe2\x82")}}));
+    ASSERT_TRUE(waitForCount(1));
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].userInfo, Value(Dictionary{{"k\xef\xbf\xbd", Value("v\xef\xbf\xbd")}}));
+}
+
+TEST_F(Messaging, ABurstArrivesCompleteAndInOrder) {
+    constexpr int kCount = 1000;
+    for (int i = 0; i < kCount; ++i)
+        sender.sendMessageName("notifySplode", Value(Dictionary{{"i", Value(i)}}));
+    ASSERT_TRUE(waitForCount(kCount));
+    ASSERT_EQ(got.size(), static_cast<std::size_t>(kCount));
+    if (std::getenv("DEBUG_ORDER"))
+        for (auto& m : got)
+            std::cerr << m.userInfo["i"].integerValue() << ' ';
+    for (int i = 0; i < kCount; ++i)
+        ASSERT_EQ(got[static_cast<std::size_t>(i)].userInfo["i"], Value(i)) << "at " << i;
+}
+
+TEST_F(Messaging, SendsFromWorkerThreadsArriveOnTheMainThread) {
+    std::thread worker([&] {
+        for (int i = 0; i < 50; ++i)
+            sender.sendMessageName("openUrl", Value(Dictionary{{"i", Value(i)}}));
+    });
+    worker.join();
+    ASSERT_TRUE(waitForCount(50));
+    for (int i = 0; i < 50; ++i)
+        EXPECT_EQ(got[static_cast<std::size_t>(i)].userInfo["i"], Value(i));
+}
+
+TEST_F(Messaging, AHandlerMayReplaceItself) {
+    std::vector<int> order;
+    center.registerForMessageName("openUrl", [&](const Message& m) {
+        order.push_back(static_cast<int>(m.userInfo["i"].integerValue()));
+        center.registerForMessageName("openUrl", [&](const Message& next) {
+            order.push_back(100 + static_cast<int>(next.userInfo["i"].integerValue()));
+        });
+    });
+    for (int i = 0; i < 3; ++i)
+        sender.sendMessageName("openUrl", Value(Dictionary{{"i", Value(i)}}));
+    ASSERT_TRUE(waitForCount(3));
+    EXPECT_EQ(order, (std::vector<int>{0, 101, 102}));
+}
+
+TEST_F(Messaging, OutsideCallersMaySendOtherIntegerWidthsAndStringLists) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QString::fromLatin1(kMessagesService), QString::fromLatin1(kMessagesPath),
+        QString::fromLatin1(kMessagesInterface), QString::fromLatin1(kSendMethod));
+    QVariantMap info{{QStringLiteral("i32"), QVariant(int{-3})},
+                     {QStringLiteral("u32"), QVariant(uint{4})},
+                     {QStringLiteral("list"), QVariant(QStringList{QStringLiteral("a")})}};
+    call << QStringLiteral("popButton") << true << info;
+    ASSERT_TRUE(kernova::testing::otherConnection(QStringLiteral("outsider")).send(call));
+    ASSERT_TRUE(waitForCount(1));
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].userInfo,
+              Value(Dictionary{
+                  {"i32", Value(-3)}, {"u32", Value(4)}, {"list", Value(Array{Value("a")})}}));
+}
+
+TEST(MessagingService, OnlyOneCenterServesTheName) {
+    DBusMessageCenter first{sessionConnection()};
+    ASSERT_EQ(first.start(), DBusMessageCenter::StartResult::serving);
+    DBusMessageCenter second{kernova::testing::otherConnection(QStringLiteral("second"))};
+    EXPECT_EQ(second.start(), DBusMessageCenter::StartResult::alreadyRunning);
+    EXPECT_FALSE(second.serving());
+}
+
+TEST(MessagingService, ASenderWithoutABusDropsItsMessages) {
+    DBusMessageSender sender{QDBusConnection(QStringLiteral("never connected"))};
+    EXPECT_FALSE(sender.connected());
+    sender.sendMessageName("popButton", Value(Dictionary{}));
+    EXPECT_FALSE(sender.flush());
+}
+
+}  // namespace
+}  // namespace kernova::desktop
