@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kernova/layout_command.h"
 #include "kernova/split_command.h"
 #ifdef KERNOVA_HAS_DESKTOP
 #include "kernova/send_command.h"
@@ -25,6 +26,7 @@ struct Subcommand {
 
 constexpr std::array kSubcommands{
     Subcommand{"split", "split a text into words and symbols", kernova::cli::runSplit},
+    Subcommand{"layout", "lay a text out as tags on a board", kernova::cli::runLayout},
 #ifdef KERNOVA_HAS_DESKTOP
     Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
     Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},

@@ -1,0 +1,79 @@
+#include "board/tag_collection_view_layout.h"
+
+#include "board/tag_flow_pass.h"
+
+namespace kernova {
+
+void leftAlignFrameWithSectionInset(ui::LayoutAttributes& attributes,
+                                    const ui::EdgeInsets& sectionInset) {
+    attributes.frame.origin.x = sectionInset.left;
+}
+
+void GTagCollectionViewLayout::prepareLayout() {
+    ui::IndexedCollectionViewLayout::prepareLayout();
+    const bool boundsChanged = boundsChanged_;
+    boundsChanged_ = false;
+    ui::CollectionView* view = collectionView();
+    if (!view) return;
+    delegate_ = dynamic_cast<GTagLayoutDataProtocol*>(view->delegate());
+    ui::CollectionViewDataSource* source = view->dataSource();
+    std::int64_t n = source ? source->numberOfItemsInSection(*view, 0) : 0;
+    if (!delegate_) n = 0;
+    PassKey key{0, n, {}, 0, 0, 0};
+    if (delegate_) {
+        key.revision = delegate_->tagLayoutRevision();
+        key.insets = delegate_->insetForSectionAtIndex(*view, *this, 0);
+        key.lineSpacing = delegate_->minimumLineSpacingForSectionAtIndex(*view, *this, 0);
+        key.interitemSpacing = delegate_->minimumInteritemSpacingForSectionAtIndex(*view, *this, 0);
+        key.lineWidth = delegate_->maxWidthOfLine_BookSplodeCollectionViewLayout();
+    }
+    // Invalidated by a bounds change only (a scroll), with nothing changed that
+    // the frames depend on (the line width is the board's, not the collection
+    // view's): the frames this pass would compute are the ones already there.
+    if (boundsChanged && havePass_ && key == lastPass_) return;
+    havePass_ = true;
+    lastPass_ = key;
+    ++passes_;
+
+    auto& list = attributes();
+    list = {};
+    list.reserve(static_cast<std::size_t>(n > 0 ? n : 0));
+    TagLineMetrics metrics{key.insets, key.lineSpacing, key.interitemSpacing, key.lineWidth};
+    auto sizeAt = [&](std::int64_t item) {
+        return delegate_->sizeForItemAtIndexPath(*view, *this, ui::IndexPath{0, item});
+    };
+    auto emit = [&](std::int64_t item, const ui::Rect& frame) {
+        auto attributes = ui::LayoutAttributes::forCellWithIndexPath(ui::IndexPath{0, item});
+        attributes.frame = frame;
+        attributes.setSize(frame.size);
+        list.push_back(attributes);
+    };
+    if (auto content = layoutTagLines(n, metrics, sizeAt, emit)) contentSizeNeed_ = *content;
+    rebuildIndex();
+}
+
+std::vector<ui::LayoutAttributes> GTagCollectionViewLayout::layoutAttributesForElementsInRect(
+    const ui::Rect& rect) const {
+    (void)rect;
+    return attributes();
+}
+
+std::vector<ui::LayoutAttributes> GTagCollectionViewLayout::visibleAttributesInRect(
+    const ui::Rect& rect) const {
+    std::vector<ui::LayoutAttributes> visible;
+    for (auto& attributes :
+         ui::IndexedCollectionViewLayout::layoutAttributesForElementsInRect(rect)) {
+        if (!attributes.hidden && attributes.frame.intersects(rect))
+            visible.push_back(std::move(attributes));
+    }
+    return visible;
+}
+
+bool GTagCollectionViewLayout::shouldInvalidateLayoutForBoundsChange(const ui::Rect& newBounds) {
+    const bool changed = !(newBounds == boundsPrevious_);
+    if (changed) boundsChanged_ = true;
+    boundsPrevious_ = newBounds;
+    return changed;
+}
+
+}  // namespace kernova

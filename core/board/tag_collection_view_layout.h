@@ -1,0 +1,78 @@
+// The board's layout: tags in left-aligned lines (see layoutTagLines), every
+// frame computed in one pass over the items. The collection view finds the
+// cells it shows through the index the base class keeps, so scrolling a large
+// board costs O(log n + visible).
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "ui/collection_layout.h"
+#include "ui/collection_view.h"
+#include "ui/flow_layout.h"
+
+namespace kernova {
+
+// What the layout asks its delegate (the board answers all of it): the four
+// flow-layout answers for section 0, plus the line width.
+class GTagLayoutDataProtocol : public ui::FlowLayoutDelegate {
+  public:
+    virtual double maxWidthOfLine_BookSplodeCollectionViewLayout() = 0;
+    // Changes whenever the answers above may have changed (new items, new
+    // sizes, a reload). A pass started only because the content scrolled, with
+    // the same revision and the same metrics, keeps the frames it has.
+    virtual std::uint64_t tagLayoutRevision() const = 0;
+};
+
+// Moves the frame so that its x is the insets' left value; y and size stay.
+void leftAlignFrameWithSectionInset(ui::LayoutAttributes& attributes,
+                                    const ui::EdgeInsets& sectionInset);
+
+class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
+  public:
+    // The delegate is not owned: the board owns the collection view that owns
+    // this layout, and clears the link when it goes.
+    GTagLayoutDataProtocol* delegate() const { return delegate_; }
+    void setDelegate(GTagLayoutDataProtocol* delegate) { delegate_ = delegate; }
+    // One attributes object per item, in item order, rebuilt by every pass.
+    const std::vector<ui::LayoutAttributes>& arrayItemAtts() const { return attributes(); }
+    ui::Size contentSizeNeed() const { return contentSizeNeed_; }
+    void setContentSizeNeed(ui::Size size) { contentSizeNeed_ = size; }
+    ui::Rect boundsPrevious() const { return boundsPrevious_; }
+    void setBoundsPrevious(const ui::Rect& bounds) { boundsPrevious_ = bounds; }
+
+    // The full pass. An empty board keeps the previous content size.
+    void prepareLayout() override;
+    // The whole list, whatever the rectangle.
+    std::vector<ui::LayoutAttributes> layoutAttributesForElementsInRect(
+        const ui::Rect& rect) const override;
+    // What the collection view asks when it places cells: answered from the
+    // index, in O(log n + k).
+    std::vector<ui::LayoutAttributes> visibleAttributesInRect(const ui::Rect& rect) const override;
+    ui::Size collectionViewContentSize() const override { return contentSizeNeed_; }
+    // YES exactly when the bounds differ from the last ones asked about (any of
+    // the four values); always remembers the new bounds.
+    bool shouldInvalidateLayoutForBoundsChange(const ui::Rect& newBounds) override;
+
+    // Passes that computed frames (a scroll-only pass reuses them).
+    std::uint64_t passCount() const { return passes_; }
+
+  private:
+    struct PassKey {
+        std::uint64_t revision = 0;
+        std::int64_t count = 0;
+        ui::EdgeInsets insets;
+        double lineSpacing = 0, interitemSpacing = 0, lineWidth = 0;
+        friend bool operator==(const PassKey&, const PassKey&) = default;
+    };
+
+    GTagLayoutDataProtocol* delegate_ = nullptr;
+    ui::Size contentSizeNeed_;
+    ui::Rect boundsPrevious_;
+    bool boundsChanged_ = false;
+    bool havePass_ = false;
+    PassKey lastPass_;
+    std::uint64_t passes_ = 0;
+};
+
+}  // namespace kernova

@@ -1,0 +1,82 @@
+#include "board/tag_flow_item.h"
+
+#include <utility>
+
+#include "server/settings.h"
+
+namespace kernova {
+
+namespace {
+// The measurer is asked for the text's bounding box on one line of unbounded
+// width; the font falls back to the platform's default when cleared.
+constexpr double kFallbackFontSize = 12.0;
+}  // namespace
+
+GTagFlowAppearance::GTagFlowAppearance(std::int64_t fontSize)
+    : textFont(ui::Font::systemFont(static_cast<double>(fontSize))),
+      itemHeight(static_cast<double>(fontSize + static_cast<std::int64_t>(kTextPadding))) {}
+
+std::shared_ptr<GTagFlowAppearance> GTagFlowAppearance::create(const Context& context) {
+    std::int64_t size = readSettings(context).integer("fontSize");
+    // Extreme values would overflow the height sum; no real font is that large.
+    if (size == 0 || size > (std::int64_t{1} << 40) || size < -(std::int64_t{1} << 40))
+        size = kDefaultFontSize;
+    return std::make_shared<GTagFlowAppearance>(size);
+}
+
+GTagFlowItem::GTagFlowItem(const Context& context, const ui::TextMeasurer& measurer)
+    : measurer_(&measurer) {
+    setAppearance(GTagFlowAppearance::create(context));
+    setOrderCopy(true);
+}
+
+GTagFlowItemRef GTagFlowItem::tagFlowItemWithText(const Context& context,
+                                                  const ui::TextMeasurer& measurer,
+                                                  std::string text) {
+    auto item = std::make_shared<GTagFlowItem>(context, measurer);
+    item->setText(std::move(text));
+    return item;
+}
+
+GTagFlowItemRef GTagFlowItem::tagFlowItemWithText(const Context& context,
+                                                  const ui::TextMeasurer& measurer,
+                                                  std::string text,
+                                                  GTagFlowAppearanceRef appearance) {
+    auto item = std::make_shared<GTagFlowItem>(context, measurer);
+    item->setText(std::move(text));
+    item->setAppearance(std::move(appearance));
+    return item;
+}
+
+std::vector<GTagFlowItemRef> GTagFlowItem::factoryFolwLayoutWithItems(
+    const Context& context, const ui::TextMeasurer& measurer, std::span<const GSplodeItem> items,
+    const GTagFlowAppearanceRef& appearance) {
+    std::vector<GTagFlowItemRef> result;
+    result.reserve(items.size());
+    for (const GSplodeItem& source : items)
+        result.push_back(tagFlowItemWithText(context, measurer, source.text, appearance));
+    return result;
+}
+
+void GTagFlowItem::setText(std::string text) {
+    text_ = std::move(text);
+    calculateItemSize();
+}
+
+void GTagFlowItem::setAppearance(GTagFlowAppearanceRef appearance) {
+    if (!appearance) return;
+    appearance_ = std::move(appearance);
+    calculateItemSize();
+}
+
+void GTagFlowItem::calculateItemSize() {
+    if (text_.empty()) return;
+    if (!appearance_) return;
+    ui::Font font = appearance_->textFont.value_or(ui::Font::systemFont(kFallbackFontSize));
+    ui::Size measured = measurer_->boundingSize(text_, font);
+    double height = measured.height;
+    if (appearance_->itemHeight > 0.0) height = appearance_->itemHeight;
+    setItemSize(ui::Size{measured.width + GTagFlowAppearance::kTextPadding, height});
+}
+
+}  // namespace kernova

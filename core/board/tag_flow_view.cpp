@@ -1,0 +1,294 @@
+#include "board/tag_flow_view.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+
+#include "board/tag_flow_cell.h"
+#include "server/settings.h"
+#include "support/safe_array.h"
+#include "ui/animation.h"
+#include "ui/flow_layout.h"
+
+namespace kernova {
+
+std::shared_ptr<GTagFlowView> GTagFlowView::initWithFrame(ui::Application& application,
+                                                          const ui::Rect& frame) {
+    return std::make_shared<GTagFlowView>(application, frame);
+}
+
+GTagFlowView::GTagFlowView(ui::Application& application, const ui::Rect& frame)
+    : ui::View(frame), application_(application) {
+    lineSpacing_ = kDefaultLineSpacing;
+    interitemSpacing_ = kDefaultInteritemSpacing;
+    setSupportSlideSelection(true);
+    edgeInsets_ = kDefaultEdgeInsets;
+    // A plain flow layout until configTagCollectionViewLayout replaces it.
+    collectionView_ =
+        std::make_shared<ui::CollectionView>(frame, std::make_shared<ui::FlowLayout>());
+    collectionView_->setDataSource(this);
+    collectionView_->setDelegate(this);
+    collectionView_->setBackgroundColor(ui::Color::clear());
+    collectionView_->registerClass(
+        [&application] { return std::make_shared<GTagFlowCell>(application); },
+        kTagFlowCellIdentifier);
+    addSubview(collectionView_);
+    selectItems_.clear();
+    orderCopy_ = readSettings(application_.context()).boolean("orderCopy");
+}
+
+GTagFlowView::~GTagFlowView() {
+    // The collection view or its layout may outlive the board in someone
+    // else's hands; neither may keep pointing here.
+    if (auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
+            collectionView_->collectionViewLayout().get())) {
+        if (layout->delegate() == this) layout->setDelegate(nullptr);
+    }
+    collectionView_->setDelegate(nullptr);
+    collectionView_->setDataSource(nullptr);
+}
+
+void GTagFlowView::configTagCollectionViewLayout() {
+    auto layout = std::make_shared<GTagCollectionViewLayout>();
+    layout->setDelegate(this);
+    configCustomLayout(layout);
+}
+
+void GTagFlowView::configCustomLayout(std::shared_ptr<ui::CollectionViewLayout> layout) {
+    if (!layout) return;
+    ++revision_;
+    collectionView_->setCollectionViewLayout(std::move(layout));
+}
+
+void GTagFlowView::layoutSubviews() {
+    ui::View::layoutSubviews();
+    collectionView_->setFrame(bounds());
+}
+
+void GTagFlowView::setSupportSlideSelection(bool support) {
+    supportSlideSelection_ = support;
+    if (!support) return;
+    panRecognizer_ = std::make_shared<ui::PanGestureRecognizer>();
+    panRecognizer_->addTarget([this](ui::GestureRecognizer& r) { panRecognizer(r); });
+    panRecognizer_->setDelaysTouchesBegan(true);
+    addGestureRecognizer(panRecognizer_);
+}
+
+void GTagFlowView::setLineSpacing(double spacing) {
+    lineSpacing_ = spacing;
+    ++revision_;
+}
+
+void GTagFlowView::setInteritemSpacing(double spacing) {
+    interitemSpacing_ = spacing;
+    ++revision_;
+}
+
+void GTagFlowView::setEdgeInsets(ui::EdgeInsets insets) {
+    edgeInsets_ = insets;
+    ++revision_;
+}
+
+void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
+    flowDatas_ = std::move(items);
+    ++revision_;
+}
+
+void GTagFlowView::reloadDatas() {
+    for (const auto& item : flowDatas_) {
+        if (item) item->setOrderCopy(orderCopy_);
+    }
+    ++revision_;
+    collectionView_->reloadData();
+}
+
+void GTagFlowView::performReload(const std::vector<ui::IndexPath>& indexPaths) {
+    ui::Animator& animator = application_.animator();
+    animator.performWithActionsDisabled([&] {
+        animator.performWithoutAnimation([&] {
+            collectionView_->performBatchUpdates(
+                [&] { collectionView_->reloadItemsAtIndexPaths(indexPaths); }, nullptr);
+        });
+    });
+}
+
+void GTagFlowView::addSelectLayout(const GTagFlowItemRef& item) {
+    if (item) {
+        auto found = std::find(selectItems_.begin(), selectItems_.end(), item);
+        bool listed = found != selectItems_.end();
+        if (!item->isSelected() && listed) {
+            selectItems_.erase(found);
+        } else if (item->isSelected() && !listed) {
+            addObjectSafely(selectItems_, std::optional<GTagFlowItemRef>(item));
+        }
+    }
+    for (const auto& each : flowDatas_) {
+        if (each) each->setIndex(0);
+    }
+    std::int64_t place = 0;
+    for (const auto& each : selectItems_) {
+        if (each) each->setIndex(++place);
+    }
+    reloadDatas();
+}
+
+std::optional<std::string> GTagFlowView::getNewTextOrderByAdding(bool byAdding) const {
+    const std::vector<GTagFlowItemRef> source = byAdding ? selectItems_ : flowDatas_;
+    const bool spaceCompletion = readSettings(application_.context()).boolean("spaceCompletion");
+    std::optional<std::string> result;
+    std::optional<std::string> previous;
+    for (std::size_t i = 0; i < source.size(); ++i) {
+        const auto& item = source[i];
+        if (!item || !item->isSelected()) continue;
+        const std::string& text = item->text();
+        std::string joined = result.value_or(std::string());
+        bool glued = !spaceCompletion || i == 0 || text == " " || previous == " ";
+        if (!glued) joined += ' ';
+        joined += text;
+        result = std::move(joined);
+        previous = text;
+    }
+    return result;
+}
+
+std::optional<std::string> GTagFlowView::getAllTextstring() const {
+    std::optional<std::string> result;
+    for (const auto& item : flowDatas_) {
+        std::string joined = result.value_or(std::string());
+        if (item) joined += item->text();
+        result = std::move(joined);
+    }
+    return result;
+}
+
+std::vector<std::string> GTagFlowView::filterAllSelectTitles() const {
+    std::vector<std::string> titles;
+    for (const auto& item : flowDatas_) {
+        if (item && item->isSelected()) titles.push_back(item->text());
+    }
+    return titles;
+}
+
+std::vector<std::string> GTagFlowView::filterAllSelectTitlesOrderByAdding(bool byAdding) const {
+    std::vector<std::string> titles;
+    for (const auto& item : byAdding ? selectItems_ : flowDatas_) {
+        if (item && !item->isSelected()) titles.push_back(item->text());
+    }
+    return titles;
+}
+
+void GTagFlowView::hiddenAllVisibleCells() {
+    for (ui::CollectionViewCell* cell : collectionView_->visibleCells())
+        cell->setAlpha(0);
+}
+
+void GTagFlowView::showCellsWithAnimation() {
+    for (ui::CollectionViewCell* cell : collectionView_->visibleCells()) {
+        auto seconds = static_cast<double>(getRandomNumber(1, 4));
+        application_.animator().animate(seconds, [cell] { cell->setAlpha(1.0); });
+    }
+}
+
+std::int64_t GTagFlowView::getRandomNumber(std::int64_t from, std::int64_t too) {
+    const auto value = static_cast<std::int64_t>(random_());
+    // A modulus of 0 has no answer; the offset is then 0.
+    if (too == -1) return from;
+    const std::int64_t modulus = too == std::numeric_limits<std::int64_t>::max() ? too : too + 1;
+    const auto offset = static_cast<std::uint64_t>(value % modulus);
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(from) + offset);
+}
+
+std::int64_t GTagFlowView::numberOfSections(ui::CollectionView& collectionView) {
+    (void)collectionView;
+    return 1;
+}
+
+std::int64_t GTagFlowView::numberOfItemsInSection(ui::CollectionView& collectionView,
+                                                  std::int64_t section) {
+    (void)collectionView, (void)section;
+    return static_cast<std::int64_t>(flowDatas_.size());
+}
+
+std::shared_ptr<ui::CollectionViewCell> GTagFlowView::cellForItemAtIndexPath(
+    ui::CollectionView& collectionView, const ui::IndexPath& indexPath) {
+    auto cell =
+        collectionView.dequeueReusableCellWithReuseIdentifier(kTagFlowCellIdentifier, indexPath);
+    const auto count = static_cast<std::int64_t>(flowDatas_.size());
+    if (auto* tagCell = dynamic_cast<GTagFlowCell*>(cell.get());
+        tagCell && indexPath.item < count) {
+        if (itemAt(indexPath.item))
+            tagCell->configFlowLayout(flowDatas_[static_cast<std::size_t>(indexPath.item)]);
+    }
+    if (indexPath.item == count - 1) {
+        ui::Size board = bounds().size;
+        ui::Size content = collectionView.contentSize();
+        bool differs = board.width != content.width || board.height != content.height;
+        if (differs && heightChangedBlock_) heightChangedBlock_(board.height, content.height);
+    }
+    return cell;
+}
+
+void GTagFlowView::didSelectItemAtIndexPath(ui::CollectionView& collectionView,
+                                            const ui::IndexPath& indexPath) {
+    (void)collectionView;
+    if (!inRange(indexPath)) return;
+    playTapHaptic();
+    const GTagFlowItemRef& item = flowDatas_[static_cast<std::size_t>(indexPath.item)];
+    if (item) item->setIsSelected(!item->isSelected());
+    addSelectLayout(item);
+    notifySelectedChanged();
+    performReload({indexPath});
+}
+
+ui::Size GTagFlowView::sizeForItemAtIndexPath(ui::CollectionView& collectionView,
+                                              ui::CollectionViewLayout& layout,
+                                              const ui::IndexPath& indexPath) {
+    (void)collectionView, (void)layout;
+    GTagFlowItem* item = itemAt(indexPath.item);
+    return item ? item->itemSize() : ui::Size{};
+}
+
+ui::EdgeInsets GTagFlowView::insetForSectionAtIndex(ui::CollectionView& collectionView,
+                                                    ui::CollectionViewLayout& layout,
+                                                    std::int64_t section) {
+    (void)collectionView, (void)layout, (void)section;
+    return edgeInsets_;
+}
+
+double GTagFlowView::minimumLineSpacingForSectionAtIndex(ui::CollectionView& collectionView,
+                                                         ui::CollectionViewLayout& layout,
+                                                         std::int64_t section) {
+    (void)collectionView, (void)layout, (void)section;
+    return lineSpacing_;
+}
+
+double GTagFlowView::minimumInteritemSpacingForSectionAtIndex(ui::CollectionView& collectionView,
+                                                              ui::CollectionViewLayout& layout,
+                                                              std::int64_t section) {
+    (void)collectionView, (void)layout, (void)section;
+    return interitemSpacing_;
+}
+
+GTagFlowItem* GTagFlowView::itemAt(std::int64_t item) const {
+    if (item < 0) return nullptr;
+    const GTagFlowItemRef* found = objectAtIndexSafely(flowDatas_, static_cast<std::size_t>(item));
+    return found ? found->get() : nullptr;
+}
+
+bool GTagFlowView::inRange(const std::optional<ui::IndexPath>& indexPath) const {
+    return indexPath && indexPath->item >= 0 &&
+           indexPath->item < static_cast<std::int64_t>(flowDatas_.size());
+}
+
+void GTagFlowView::playTapHaptic() {
+    SettingsSnapshot settings = readSettings(application_.context());
+    if (!settings.has("vibrateSwitch") || !settings.boolean("vibrateSwitch")) return;
+    application_.platform().haptic.playSystemSound(
+        static_cast<std::uint32_t>(settings.vibrateSoundId()));
+}
+
+void GTagFlowView::notifySelectedChanged() {
+    if (selectedChangedBlock_) selectedChangedBlock_(!selectItems_.empty());
+}
+
+}  // namespace kernova

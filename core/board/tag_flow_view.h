@@ -1,0 +1,174 @@
+// The tag board: a collection view of tag cells in left-aligned lines, the
+// list of tags and the list of selected tags (in the order they were
+// selected). Tags are selected by tapping one or by sliding a finger across a
+// run of them; the selection turns into text for the panel's actions.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "board/tag_collection_view_layout.h"
+#include "board/tag_flow_item.h"
+#include "ui/application.h"
+#include "ui/collection_view.h"
+#include "ui/gestures.h"
+
+namespace kernova {
+
+inline constexpr const char* kTagFlowCellIdentifier = "GTagFlowCell";
+
+class GTagFlowView : public ui::View,
+                     public ui::CollectionViewDataSource,
+                     public ui::CollectionViewDelegate,
+                     public GTagLayoutDataProtocol {
+  public:
+    // Slide directions of recognizerState and lastRecognizerState.
+    static constexpr std::uint64_t kSlideNone = 0;
+    static constexpr std::uint64_t kSlideBackward = 1;
+    static constexpr std::uint64_t kSlideForward = 2;
+    // The defaults of a new board.
+    static constexpr double kDefaultLineSpacing = 10.0;
+    static constexpr double kDefaultInteritemSpacing = 4.0;
+    static constexpr ui::EdgeInsets kDefaultEdgeInsets{15.0, 10.0, 15.0, 10.0};
+
+    using HeightChangedBlock = std::function<void(double viewHeight, double contentHeight)>;
+    using SelectedChangedBlock = std::function<void(bool hasSelection)>;
+
+    // initWithFrame: the board with its defaults (reads "orderCopy" now).
+    static std::shared_ptr<GTagFlowView> initWithFrame(ui::Application& application,
+                                                       const ui::Rect& frame);
+    GTagFlowView(ui::Application& application, const ui::Rect& frame);
+    ~GTagFlowView() override;
+
+    // Layout.
+    void configTagCollectionViewLayout();
+    void configCustomLayout(std::shared_ptr<ui::CollectionViewLayout> layout);
+    void layoutSubviews() override;
+
+    // Data.
+    const std::vector<GTagFlowItemRef>& flowDatas() const { return flowDatas_; }
+    void setFlowDatas(std::vector<GTagFlowItemRef> items);
+    const std::vector<GTagFlowItemRef>& selectItems() const { return selectItems_; }
+    void setSelectItems(std::vector<GTagFlowItemRef> items) { selectItems_ = std::move(items); }
+    void reloadDatas();
+    void performReload(const std::vector<ui::IndexPath>& indexPaths);
+    void addSelectLayout(const GTagFlowItemRef& item);
+
+    // Text of the selection.
+    std::optional<std::string> getNewTextstring() const { return getNewTextOrderByAdding(false); }
+    std::optional<std::string> getNewTextOrderByAdding(bool byAdding) const;
+    std::optional<std::string> getAllTextstring() const;
+    std::vector<std::string> filterAllSelectTitles() const;
+    std::vector<std::string> filterAllSelectTitlesOrderByAdding(bool byAdding) const;
+    std::vector<std::string> filterNoSelectTitles() const {
+        return filterAllSelectTitlesOrderByAdding(false);
+    }
+
+    // Cell effects.
+    void hiddenAllVisibleCells();
+    void showCellsWithAnimation();
+    // from + (a uniform 32-bit random value modulo (too + 1)): with (1, 4), 1 to 5.
+    std::int64_t getRandomNumber(std::int64_t from, std::int64_t too);
+    void seedRandomNumbers(std::uint32_t seed) { random_.seed(seed); }
+
+    // Properties.
+    bool supportSlideSelection() const { return supportSlideSelection_; }
+    // YES attaches a new pan recognizer (again on every call); NO detaches nothing.
+    void setSupportSlideSelection(bool support);
+    bool orderCopy() const { return orderCopy_; }
+    void setOrderCopy(bool orderCopy) { orderCopy_ = orderCopy; }
+    bool beginSelectState() const { return beginSelectState_; }
+    void setBeginSelectState(bool state) { beginSelectState_ = state; }
+    const std::shared_ptr<ui::CollectionView>& collectionView() const { return collectionView_; }
+    double lineSpacing() const { return lineSpacing_; }
+    void setLineSpacing(double spacing);
+    double interitemSpacing() const { return interitemSpacing_; }
+    void setInteritemSpacing(double spacing);
+    ui::EdgeInsets edgeInsets() const { return edgeInsets_; }
+    void setEdgeInsets(ui::EdgeInsets insets);
+    const HeightChangedBlock& heightChangedBlock() const { return heightChangedBlock_; }
+    void setHeightChangedBlock(HeightChangedBlock block) { heightChangedBlock_ = std::move(block); }
+    const SelectedChangedBlock& selectedChangedBlock() const { return selectedChangedBlock_; }
+    void setSelectedChangedBlock(SelectedChangedBlock block) {
+        selectedChangedBlock_ = std::move(block);
+    }
+    const std::shared_ptr<ui::PanGestureRecognizer>& panRecognizer() const {
+        return panRecognizer_;
+    }
+
+    // Slide state.
+    const std::vector<ui::IndexPath>& indexPaths() const { return indexPaths_; }
+    const std::optional<ui::IndexPath>& beginIndexPath() const { return beginIndexPath_; }
+    const std::optional<ui::IndexPath>& lastIndexPath() const { return lastIndexPath_; }
+    std::uint64_t recognizerState() const { return recognizerState_; }
+    std::uint64_t lastRecognizerState() const { return lastRecognizerState_; }
+    // The slide-selection action.
+    void panRecognizer(ui::GestureRecognizer& recognizer);
+
+    // Data source.
+    std::int64_t numberOfSections(ui::CollectionView& collectionView) override;
+    std::int64_t numberOfItemsInSection(ui::CollectionView& collectionView,
+                                        std::int64_t section) override;
+    std::shared_ptr<ui::CollectionViewCell> cellForItemAtIndexPath(
+        ui::CollectionView& collectionView, const ui::IndexPath& indexPath) override;
+    // Delegate: a tap.
+    void didSelectItemAtIndexPath(ui::CollectionView& collectionView,
+                                  const ui::IndexPath& indexPath) override;
+    // Flow-layout and tag-layout delegate.
+    ui::Size sizeForItemAtIndexPath(ui::CollectionView& collectionView,
+                                    ui::CollectionViewLayout& layout,
+                                    const ui::IndexPath& indexPath) override;
+    ui::EdgeInsets insetForSectionAtIndex(ui::CollectionView& collectionView,
+                                          ui::CollectionViewLayout& layout,
+                                          std::int64_t section) override;
+    double minimumLineSpacingForSectionAtIndex(ui::CollectionView& collectionView,
+                                               ui::CollectionViewLayout& layout,
+                                               std::int64_t section) override;
+    double minimumInteritemSpacingForSectionAtIndex(ui::CollectionView& collectionView,
+                                                    ui::CollectionViewLayout& layout,
+                                                    std::int64_t section) override;
+    double maxWidthOfLine_BookSplodeCollectionViewLayout() override { return frame().size.width; }
+    std::uint64_t tagLayoutRevision() const override { return revision_; }
+
+  private:
+    GTagFlowItem* itemAt(std::int64_t item) const;
+    bool inRange(const std::optional<ui::IndexPath>& indexPath) const;
+    void playTapHaptic();
+    void notifySelectedChanged();
+    void sweep(const ui::IndexPath& cell);
+    void slideBegan(const std::optional<ui::IndexPath>& current);
+    void slideChanged(const std::optional<ui::IndexPath>& current);
+    void slideEnded();
+    // True when the event is fully handled by anchoring a slide that began off
+    // any tag.
+    bool anchorLateStart(const std::optional<ui::IndexPath>& current);
+    void startSlideOn(const ui::IndexPath& cell);
+
+    ui::Application& application_;
+    bool supportSlideSelection_ = false;
+    bool orderCopy_ = false;
+    bool beginSelectState_ = false;
+    std::shared_ptr<ui::CollectionView> collectionView_;
+    double lineSpacing_ = 0;
+    double interitemSpacing_ = 0;
+    std::vector<GTagFlowItemRef> flowDatas_;
+    HeightChangedBlock heightChangedBlock_;
+    SelectedChangedBlock selectedChangedBlock_;
+    std::vector<GTagFlowItemRef> selectItems_;
+    std::shared_ptr<ui::PanGestureRecognizer> panRecognizer_;
+    std::vector<ui::IndexPath> indexPaths_;
+    std::optional<ui::IndexPath> beginIndexPath_;
+    std::optional<ui::IndexPath> lastIndexPath_;
+    std::uint64_t recognizerState_ = kSlideNone;
+    std::uint64_t lastRecognizerState_ = kSlideNone;
+    ui::EdgeInsets edgeInsets_;
+    std::uint64_t revision_ = 1;
+    std::mt19937 random_{std::random_device{}()};
+};
+
+}  // namespace kernova

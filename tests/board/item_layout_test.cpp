@@ -1,0 +1,191 @@
+// Tags and their look, and the left-aligned line layout of the board.
+#include <gtest/gtest.h>
+
+#include "board/tag_flow_pass.h"
+#include "board_fixture.h"
+
+namespace kernova::testing {
+namespace {
+
+using ui::Rect;
+using ui::Size;
+
+using ItemTest = BoardTest;
+
+double textWidth(const ui::TextMeasurer& m, const std::string& text, double fontSize) {
+    return m.boundingSize(text, ui::Font::systemFont(fontSize)).width;
+}
+
+TEST_F(ItemTest, NewAppearanceHasTheDefaultLook) {
+    auto look = GTagFlowAppearance::create(context);
+    EXPECT_EQ(look->textColor, ui::Color::rgb255(71, 71, 71));
+    EXPECT_EQ(look->backgroundColor, ui::Color::white(1));
+    EXPECT_EQ(look->selectBackgroundColor, ui::Color::rgb255(74, 150, 247));
+    EXPECT_EQ(look->selectTextColor, (ui::Color{252 / 255.0, 253 / 255.0, 1, 1}));
+    EXPECT_EQ(look->borderWidth, 0.0);
+    EXPECT_EQ(look->borderColor, (ui::Color{1, 0, 0, 1}));
+    EXPECT_EQ(look->selectBorderColor, ui::Color::black());
+    EXPECT_EQ(look->textFont, ui::Font::systemFont(12));
+    EXPECT_EQ(look->cornerRadius, 4.0);
+    EXPECT_EQ(look->itemHeight, 30.0);
+}
+
+TEST_F(ItemTest, FontSizeComesFromTheSettingsFileAtCreation) {
+    setSetting("fontSize", 17);
+    auto tag = item("abc");
+    EXPECT_EQ(tag->appearance()->textFont, ui::Font::systemFont(17));
+    EXPECT_EQ(tag->itemSize().height, 35);
+    EXPECT_DOUBLE_EQ(tag->itemSize().width, textWidth(measurer, "abc", 17) + 18);
+    EXPECT_EQ(item("two\nlines")->itemSize().height, 35);
+
+    setSetting("fontSize", 0);
+    EXPECT_EQ(item("abc")->itemSize().height, 30);
+    setSetting("fontSize", "not a number");
+    EXPECT_EQ(GTagFlowAppearance::create(context)->itemHeight, 30);
+}
+
+TEST_F(ItemTest, MeasuresTextWithPaddingAndKeepsFractions) {
+    auto tag = item("abc");
+    EXPECT_TRUE(tag->orderCopy());
+    EXPECT_FALSE(tag->isSelected());
+    EXPECT_EQ(tag->index(), 0);
+    EXPECT_DOUBLE_EQ(tag->itemSize().width, textWidth(measurer, "abc", 12) + 18);
+    EXPECT_NE(tag->itemSize().width, std::floor(tag->itemSize().width));
+
+    EXPECT_EQ(item("")->itemSize(), (Size{0, 0}));
+    // An empty edit keeps the size of the last measured text.
+    Size before = tag->itemSize();
+    tag->setText("");
+    EXPECT_EQ(tag->itemSize(), before);
+}
+
+TEST_F(ItemTest, AppearanceChangesMeasureAgainButNullIsIgnored) {
+    auto tag = item("abc");
+    auto old = tag->appearance();
+    Size before = tag->itemSize();
+    tag->setAppearance(nullptr);
+    EXPECT_EQ(tag->appearance(), old);
+    EXPECT_EQ(tag->itemSize(), before);
+
+    auto look = GTagFlowAppearance::create(context);
+    look->itemHeight = 0;  // then the tag is as high as its text
+    tag->setAppearance(look);
+    EXPECT_DOUBLE_EQ(tag->itemSize().height, measurer.boundingSize("abc", *look->textFont).height);
+    tag->setText("a\nb");
+    EXPECT_DOUBLE_EQ(tag->itemSize().height,
+                     2 * measurer.boundingSize("a", *look->textFont).height);
+
+    look->textFont = ui::Font::systemFont(20);
+    auto big = GTagFlowItem::tagFlowItemWithText(context, measurer, "abc", look);
+    EXPECT_DOUBLE_EQ(big->itemSize().width, textWidth(measurer, "abc", 20) + 18);
+}
+
+TEST_F(ItemTest, FactorySharesTheGivenAppearanceOrGivesEachItsOwn) {
+    std::vector<GSplodeItem> segments{{"Hello", false}, {",", true}, {"world", false}};
+    auto look = GTagFlowAppearance::create(context);
+    auto shared = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, look);
+    ASSERT_EQ(shared.size(), 3u);
+    EXPECT_EQ(shared[1]->text(), ",");
+    for (const auto& each : shared)
+        EXPECT_EQ(each->appearance(), look);
+    look->textColor = ui::Color{0, 1, 0, 1};
+    EXPECT_EQ(shared[2]->appearance()->textColor, (ui::Color{0, 1, 0, 1}));
+
+    auto own = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
+    EXPECT_NE(own[0]->appearance(), own[1]->appearance());
+    EXPECT_TRUE(GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, {}, look).empty());
+}
+
+using LayoutTest = BoardTest;
+
+TEST_F(LayoutTest, WorkedExampleWithTheBoardDefaults) {
+    showUniform(3);
+    board->flowDatas()[0]->setItemSize({100, 30});
+    board->flowDatas()[1]->setItemSize({120, 30});
+    board->flowDatas()[2]->setItemSize({150, 30});
+    board->reloadDatas();
+    settle();
+    EXPECT_EQ(frameOf(0), Rect(10, 15, 100, 30));
+    EXPECT_EQ(frameOf(1), Rect(114, 15, 120, 30));
+    EXPECT_EQ(frameOf(2), Rect(10, 55, 150, 30));
+    EXPECT_EQ(board->collectionView()->contentSize(), (Size{0, 100}));
+    // Every cell is on screen with the frame the layout gave it.
+    ASSERT_NE(cellOf(2), nullptr);
+    EXPECT_EQ(cellOf(2)->frame(), Rect(10, 55, 150, 30));
+    EXPECT_EQ(cellOf(2)->tagLabel()->frame(), Rect(0, 0, 150, 30));
+}
+
+TEST_F(LayoutTest, WideTagsAreShortenedToTheLine) {
+    showUniform(1, 400);
+    EXPECT_EQ(frameOf(0), Rect(10, 15, 355, 30));
+    // Exactly the usable width stays whole; wider than that (up to W) is cut.
+    showUniform(2, 355);
+    EXPECT_EQ(frameOf(0), Rect(10, 15, 355, 30));
+    EXPECT_EQ(frameOf(1), Rect(10, 55, 355, 30));
+    showUniform(1, 360);
+    EXPECT_EQ(frameOf(0), Rect(10, 15, 355, 30));
+}
+
+TEST_F(LayoutTest, LinesStartAtTheLeftInsetWithExactGaps) {
+    showUniform(12, 60);  // five 60-point tags fit a line: 10 + 5 * 60 + 4 * 4 + 10 <= 375
+    for (std::int64_t i = 0; i < 12; ++i) {
+        std::int64_t line = i / 5, column = i % 5;
+        EXPECT_EQ(frameOf(i), Rect(10 + static_cast<double>(column) * 64,
+                                   15 + static_cast<double>(line) * 40, 60, 30))
+            << i;
+    }
+    // k lines: T + (k - 1) * (h + S) + h + B.
+    EXPECT_EQ(board->collectionView()->contentSize(), (Size{0, 15 + 2 * 40 + 30 + 15}));
+}
+
+TEST_F(LayoutTest, AnEmptyBoardKeepsThePreviousContentSize) {
+    showUniform(6, 60);
+    Size before = board->collectionView()->contentSize();
+    showItems({});
+    EXPECT_EQ(board->collectionView()->contentSize(), before);
+    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
+        board->collectionView()->collectionViewLayout().get());
+    ASSERT_NE(layout, nullptr);
+    EXPECT_TRUE(layout->arrayItemAtts().empty());
+    EXPECT_EQ(layout->contentSizeNeed(), before);
+}
+
+TEST_F(LayoutTest, BoundsQuestionAnswersYesOnceThenNo) {
+    GTagCollectionViewLayout layout;
+    EXPECT_FALSE(layout.shouldInvalidateLayoutForBoundsChange(Rect()));
+    EXPECT_TRUE(layout.shouldInvalidateLayoutForBoundsChange(Rect(0, 0, 375, 600)));
+    EXPECT_FALSE(layout.shouldInvalidateLayoutForBoundsChange(Rect(0, 0, 375, 600)));
+    EXPECT_TRUE(layout.shouldInvalidateLayoutForBoundsChange(Rect(0, 0.5, 375, 600)));
+    EXPECT_EQ(layout.boundsPrevious(), Rect(0, 0.5, 375, 600));
+}
+
+TEST_F(LayoutTest, RectangleQueriesAnswerTheWholeList) {
+    showUniform(30, 60);
+    auto& layout = *board->collectionView()->collectionViewLayout();
+    EXPECT_EQ(layout.layoutAttributesForElementsInRect(Rect(0, 0, 1, 1)).size(), 30u);
+    ui::LayoutAttributes a = ui::LayoutAttributes::forCellWithIndexPath({0, 3});
+    a.frame = Rect(50, 60, 70, 30);
+    leftAlignFrameWithSectionInset(a, GTagFlowView::kDefaultEdgeInsets);
+    EXPECT_EQ(a.frame, Rect(10, 60, 70, 30));
+}
+
+TEST(TagLinePass, AsksEachSizeTwiceAndNothingForNoItems) {
+    TagLineMetrics m{GTagFlowView::kDefaultEdgeInsets, 10, 4, 375};
+    int asked = 0;
+    auto sizeAt = [&](std::int64_t) {
+        ++asked;
+        return Size{50, 30};
+    };
+    std::vector<Rect> frames;
+    auto emit = [&](std::int64_t, const Rect& f) { frames.push_back(f); };
+    EXPECT_FALSE(layoutTagLines(0, m, sizeAt, emit));
+    EXPECT_FALSE(layoutTagLines(-3, m, sizeAt, emit));
+    auto content = layoutTagLines(4, m, sizeAt, emit);
+    ASSERT_TRUE(content);
+    EXPECT_EQ(asked, 7);  // each item once, plus each next item once ahead
+    EXPECT_EQ(frames.size(), 4u);
+    EXPECT_EQ(*content, (Size{0, 60}));
+}
+
+}  // namespace
+}  // namespace kernova::testing
