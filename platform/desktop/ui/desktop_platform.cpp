@@ -1,0 +1,102 @@
+#include "desktop/ui/desktop_platform.h"
+
+#include <QApplication>
+#include <QGuiApplication>
+#include <QObject>
+#include <QScreen>
+
+#include "base/log.h"
+#include "desktop/ui/presenter.h"
+#include "ui/web_view.h"
+
+namespace kernova::desktop {
+
+namespace {
+
+// Where no dialogs can be shown: presentations are kept, as if on screen,
+// until the model dismisses them.
+class RecordingPresenter final : public ui::Presenter {
+  public:
+    void present(const std::shared_ptr<ui::ViewController>& controller,
+                 ui::Window* window) override {
+        (void)window;
+        debugLog("RecordingPresenter", "no widgets: the presentation is not shown");
+        if (controller) shown_.push_back(controller);
+    }
+    void dismiss(ui::ViewController& controller) override {
+        std::erase_if(shown_, [&](const auto& c) { return c.get() == &controller; });
+    }
+
+  private:
+    std::vector<std::shared_ptr<ui::ViewController>> shown_;
+};
+
+bool runsWidgets() {
+    return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
+}
+
+// Sounds only where someone can hear them.
+bool canSound(const QString& platform) {
+    return platform != "offscreen" && platform != "minimal";
+}
+
+}  // namespace
+
+void prepareDesktopProcess() {
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    prepareWebEngineEnvironment();
+}
+
+DesktopPlatform::DesktopPlatform(Context& context, DesktopPlatformOptions options)
+    : qtPlatform_(QGuiApplication::platformName()),
+      widgets_(runsWidgets()),
+      pasteboard_(context),
+      haptic_(options.clickSound && canSound(qtPlatform_)),
+      keyboard_(makeKeyboard(qtPlatform_)),
+      receiver_(std::make_unique<QObject>()) {
+    if (widgets_) {
+        presenter_ = std::make_unique<QtPresenter>(pasteboard_);
+    } else {
+        presenter_ = std::make_unique<RecordingPresenter>();
+    }
+    updateScreen();
+    if (QScreen* screen = QGuiApplication::primaryScreen()) {
+        QObject::connect(screen, &QScreen::geometryChanged, receiver_.get(),
+                         [this] { updateScreen(); });
+    }
+    ui::WebViewBackingFactory factory;
+    if (widgets_) {
+        factory = [registry = webViews_](ui::WebView& view) -> std::unique_ptr<ui::WebViewBacking> {
+            return std::make_unique<QtWebViewBacking>(view, registry);
+        };
+    }
+    platform_ = std::unique_ptr<ui::Platform>(
+        new ui::Platform{measurer_, codec_, pasteboard_, *presenter_, std::move(factory), haptic_,
+                         *keyboard_, appearance_, urlOpener_, screen_});
+}
+
+DesktopPlatform::~DesktopPlatform() = default;
+
+QtPresenter* DesktopPlatform::dialogPresenter() const {
+    return dynamic_cast<QtPresenter*>(presenter_.get());
+}
+
+void DesktopPlatform::updateScreen() {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    if (!screen) return;
+    QRect geometry = screen->geometry();
+    screen_.bounds = ui::Rect(0, 0, geometry.width(), geometry.height());
+    screen_.scale = screen->devicePixelRatio();
+}
+
+std::unique_ptr<OverlayWindowHost> DesktopPlatform::makeWindowHost(
+    ui::Application& application) const {
+    return std::make_unique<OverlayWindowHost>(application, webViews_);
+}
+
+std::unique_ptr<DesktopPlatform> makeDesktopPlatform(Context& context,
+                                                     DesktopPlatformOptions options) {
+    return std::make_unique<DesktopPlatform>(context, options);
+}
+
+}  // namespace kernova::desktop

@@ -1,0 +1,66 @@
+// One toolkit window on the desktop: a frameless, translucent top-level widget
+// covering the screen, painting the window's tree and turning mouse, touch,
+// wheel and key events into the application's input.
+#pragma once
+
+#include <QWidget>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "desktop/ui/painter.h"
+#include "ui/application.h"
+#include "ui/window.h"
+
+namespace kernova::desktop {
+
+class OverlayWidget final : public QWidget {
+  public:
+    // The mouse is one finger with this id; touch points get ids above it.
+    static constexpr ui::TouchId kMouseTouchId = 1;
+    static constexpr ui::TouchId kFirstTouchPointId = 1000;
+    // Points scrolled per wheel notch (15 degrees).
+    static constexpr double kPointsPerWheelStep = 40.0;
+
+    OverlayWidget(ui::Application& application, const std::shared_ptr<ui::Window>& window);
+
+    // Null once the toolkit window has gone away.
+    std::shared_ptr<ui::Window> window() const { return window_.lock(); }
+    // Where the widget's top-left lies in the toolkit's screen coordinates.
+    void setScreenOrigin(QPointF origin) { screenOrigin_ = origin; }
+    // Called after every input event handed to the application.
+    void setInputHandler(std::function<void()> handler) { onInput_ = std::move(handler); }
+
+    bool needsAnimationFrames() const { return painter_.needsAnimationFrames(); }
+    std::uint64_t paintedFingerprint() const { return fingerprint_; }
+    void setPaintedFingerprint(std::uint64_t value) { fingerprint_ = value; }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    bool event(QEvent* event) override;
+
+  private:
+    void touch(ui::TouchId id, ui::TouchPhase phase, QPointF local);
+    bool handleTouchEvent(QEvent* event);
+    ui::Point toScreen(QPointF local) const;
+    void inputDone();
+
+    ui::Application& application_;
+    std::weak_ptr<ui::Window> window_;
+    Painter painter_;
+    QPointF screenOrigin_;
+    std::function<void()> onInput_;
+    std::uint64_t fingerprint_ = 0;
+    bool mouseDown_ = false;
+};
+
+// The toolkit key for a Qt key press; nullopt for keys the toolkit ignores.
+std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text);
+
+}  // namespace kernova::desktop

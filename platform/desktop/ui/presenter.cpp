@@ -1,0 +1,233 @@
+#include "desktop/ui/presenter.h"
+
+#include <QBoxLayout>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <algorithm>
+#include <functional>
+
+#include "base/log.h"
+#include "desktop/ui/image_codec.h"
+#include "desktop/ui/qt_convert.h"
+#include "desktop/ui/window_flags.h"
+
+namespace kernova::desktop {
+
+namespace {
+
+// A dialog whose dismissal without a choice (Escape, the close button) is
+// answered by the model instead of closing it outright.
+class ModelDialog final : public QDialog {
+  public:
+    explicit ModelDialog(std::function<void()> onReject)
+        : QDialog(nullptr, dialogWindowFlags()), onReject_(std::move(onReject)) {
+        setModal(false);
+        setAttribute(Qt::WA_DeleteOnClose, false);
+    }
+    void reject() override {
+        if (onReject_) onReject_();
+    }
+
+  private:
+    std::function<void()> onReject_;
+};
+
+QString indexedName(const char* prefix, std::size_t index) {
+    return QString::fromLatin1(prefix) + QString::number(index);
+}
+
+void addText(QBoxLayout& layout, const std::optional<std::string>& text, const char* name,
+             bool bold) {
+    if (!text || text->empty()) return;
+    auto* label = new QLabel(toQString(*text));
+    label->setObjectName(QString::fromLatin1(name));
+    label->setWordWrap(true);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    label->setAlignment(Qt::AlignHCenter);
+    if (bold) {
+        QFont font = label->font();
+        font.setBold(true);
+        label->setFont(font);
+    }
+    layout.addWidget(label);
+}
+
+// Cancel is bold, destructive red, as the phone's alerts set them apart.
+void styleAction(QPushButton& button, const ui::AlertAction& action) {
+    if (action.style() == ui::AlertActionStyle::cancel) {
+        QFont font = button.font();
+        font.setBold(true);
+        button.setFont(font);
+    } else if (action.style() == ui::AlertActionStyle::destructive) {
+        button.setStyleSheet("QPushButton { color: #ff3b30; }");
+    }
+    button.setEnabled(action.isEnabled());
+}
+
+void addFields(QBoxLayout& layout, ui::AlertController& alert) {
+    std::size_t index = 0;
+    for (const auto& field : alert.textFields()) {
+        auto* edit = new QLineEdit(toQString(field->text()));
+        edit->setObjectName(indexedName(QtPresenter::kFieldPrefix, index++));
+        edit->setPlaceholderText(toQString(field->placeholder()));
+        if (field->isSecureTextEntry()) edit->setEchoMode(QLineEdit::Password);
+        std::weak_ptr<ui::TextField> weak = field;
+        QObject::connect(edit, &QLineEdit::textChanged, edit, [weak](const QString& text) {
+            if (auto f = weak.lock()) f->setText(fromQString(text));
+        });
+        layout.addWidget(edit);
+    }
+}
+
+}  // namespace
+
+QtPresenter::~QtPresenter() {
+    for (Shown& shown : shown_)
+        delete shown.dialog.data();
+}
+
+void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
+                          ui::Window* window) {
+    (void)window;
+    if (!controller || dialogFor(*controller)) return;
+    QDialog* dialog = nullptr;
+    if (auto alert = std::dynamic_pointer_cast<ui::AlertController>(controller)) {
+        dialog = buildAlert(alert);
+    } else if (auto sheet = std::dynamic_pointer_cast<ui::ActivityViewController>(controller)) {
+        dialog = buildShareSheet(sheet);
+    } else {
+        debugLog("QtPresenter", "only alerts and share sheets are shown on the desktop");
+        return;
+    }
+    shown_.push_back(Shown{controller, dialog});
+    dialog->show();
+    dialog->raise();
+    dialog->activateWindow();
+}
+
+void QtPresenter::dismiss(ui::ViewController& controller) {
+    auto it = std::find_if(shown_.begin(), shown_.end(),
+                           [&](const Shown& s) { return s.controller.get() == &controller; });
+    if (it == shown_.end()) return;
+    if (QDialog* dialog = it->dialog.data()) {
+        dialog->hide();
+        // The dismissal may come from one of the dialog's own buttons.
+        dialog->deleteLater();
+    }
+    shown_.erase(it);
+}
+
+QDialog* QtPresenter::dialogFor(const ui::ViewController& controller) const {
+    for (const Shown& shown : shown_) {
+        if (shown.controller.get() == &controller) return shown.dialog.data();
+    }
+    return nullptr;
+}
+
+QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& alert) {
+    std::weak_ptr<ui::AlertController> weak = alert;
+    bool sheet = alert->preferredStyle() == ui::AlertControllerStyle::actionSheet;
+    auto* dialog = new ModelDialog([weak, sheet] {
+        auto model = weak.lock();
+        if (!model) return;
+        if (auto cancel = model->cancelActionIndex()) {
+            model->tapAction(*cancel);
+        } else if (sheet) {
+            model->dismissViewControllerAnimated(true);
+        }
+        // An alert without a cancel action stays until an action is chosen.
+    });
+    dialog->setWindowTitle(toQString(alert->title().value_or("")));
+    auto* layout = new QVBoxLayout(dialog);
+    addText(*layout, alert->title(), kTitleName, true);
+    addText(*layout, alert->message(), kMessageName, false);
+    addFields(*layout, *alert);
+
+    const auto& actions = alert->actions();
+    // Two actions of an alert sit side by side; otherwise they stack, and a
+    // sheet's cancel action comes last, apart from the others.
+    bool row = !sheet && actions.size() == 2;
+    QBoxLayout* buttons =
+        row ? static_cast<QBoxLayout*>(new QHBoxLayout) : static_cast<QBoxLayout*>(new QVBoxLayout);
+    QPushButton* cancelButton = nullptr;
+    for (std::size_t i = 0; i < actions.size(); ++i) {
+        auto* button = new QPushButton(toQString(actions[i]->title().value_or("")));
+        button->setObjectName(indexedName(kActionPrefix, i));
+        button->setAutoDefault(false);
+        styleAction(*button, *actions[i]);
+        if (alert->preferredAction() == actions[i].get()) button->setDefault(true);
+        QObject::connect(button, &QPushButton::clicked, button, [weak, i] {
+            if (auto model = weak.lock()) model->tapAction(i);
+        });
+        bool isCancel = actions[i]->style() == ui::AlertActionStyle::cancel;
+        if (sheet && isCancel && !cancelButton) {
+            cancelButton = button;
+            continue;
+        }
+        buttons->addWidget(button);
+    }
+    layout->addLayout(buttons);
+    if (cancelButton) {
+        layout->addSpacing(8);
+        layout->addWidget(cancelButton);
+    }
+    return dialog;
+}
+
+QDialog* QtPresenter::buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet) {
+    std::weak_ptr<ui::ActivityViewController> weak = sheet;
+    auto cancel = [weak] {
+        if (auto model = weak.lock()) model->cancel();
+    };
+    auto* dialog = new ModelDialog(cancel);
+    dialog->setWindowTitle(QStringLiteral("Share"));
+    auto* layout = new QVBoxLayout(dialog);
+    auto addEntry = [&](const std::string& type, const std::string& title,
+                        std::function<void()> before) {
+        auto* button = new QPushButton(toQString(title));
+        button->setObjectName(QString::fromLatin1(kActivityPrefix) + toQString(type));
+        button->setAutoDefault(false);
+        QObject::connect(button, &QPushButton::clicked, button, [weak, type, before] {
+            auto model = weak.lock();
+            if (!model) return;
+            if (before) before();
+            model->chooseActivity(type);
+        });
+        layout->addWidget(button);
+    };
+    for (const auto& activity : sheet->availableApplicationActivities()) {
+        addEntry(activity->activityType(), activity->activityTitle(), {});
+    }
+    if (!sheet->isExcluded(ui::kActivityTypeCopyToPasteboard)) {
+        auto items = sheet->activityItems();
+        addEntry(ui::kActivityTypeCopyToPasteboard, "Copy", [this, items] { copyItems(items); });
+    }
+    auto* cancelButton = new QPushButton(QStringLiteral("Cancel"));
+    cancelButton->setObjectName(QString::fromLatin1(kCancelName));
+    QFont font = cancelButton->font();
+    font.setBold(true);
+    cancelButton->setFont(font);
+    QObject::connect(cancelButton, &QPushButton::clicked, cancelButton, cancel);
+    layout->addSpacing(8);
+    layout->addWidget(cancelButton);
+    return dialog;
+}
+
+void QtPresenter::copyItems(const std::vector<ui::ActivityItem>& items) {
+    std::string text;
+    for (const ui::ActivityItem& item : items) {
+        if (item.kind() == ui::ActivityItem::Kind::image) {
+            if (item.imageValue())
+                QGuiApplication::clipboard()->setImage(toQImage(*item.imageValue()));
+            return;
+        }
+        if (!text.empty()) text += "\n";
+        text += item.string();
+    }
+    if (!text.empty()) pasteboard_.setString(text);
+}
+
+}  // namespace kernova::desktop

@@ -1,0 +1,57 @@
+// Presented controllers as Qt dialogs built from their models: alerts and
+// action sheets (title, message, text fields, one button per action, cancel and
+// destructive actions set apart), and the share sheet (the activities that can
+// act on the items, a Copy entry, Cancel). Dialogs are non-modal: they show and
+// return, and the user's choice calls back into the model from a signal.
+#pragma once
+
+#include <QDialog>
+#include <QPointer>
+#include <memory>
+#include <vector>
+
+#include "ui/activity.h"
+#include "ui/alert.h"
+#include "ui/pasteboard.h"
+#include "ui/services.h"
+
+namespace kernova::desktop {
+
+class QtPresenter final : public ui::Presenter {
+  public:
+    // Object names of the dialogs' parts, for tests and accessibility tools.
+    static constexpr const char* kTitleName = "title";
+    static constexpr const char* kMessageName = "message";
+    static constexpr const char* kActionPrefix = "action-";      // + index
+    static constexpr const char* kFieldPrefix = "field-";        // + index
+    static constexpr const char* kActivityPrefix = "activity-";  // + activity type
+    static constexpr const char* kCancelName = "cancel";
+
+    explicit QtPresenter(ui::Pasteboard& pasteboard) : pasteboard_(pasteboard) {}
+    ~QtPresenter() override;
+    QtPresenter(const QtPresenter&) = delete;
+    QtPresenter& operator=(const QtPresenter&) = delete;
+
+    void present(const std::shared_ptr<ui::ViewController>& controller,
+                 ui::Window* window) override;
+    void dismiss(ui::ViewController& controller) override;
+
+    // The dialog showing `controller`; null when it shows none.
+    QDialog* dialogFor(const ui::ViewController& controller) const;
+    std::size_t presentedCount() const { return shown_.size(); }
+
+  private:
+    struct Shown {
+        std::shared_ptr<ui::ViewController> controller;
+        QPointer<QDialog> dialog;
+    };
+
+    QDialog* buildAlert(const std::shared_ptr<ui::AlertController>& alert);
+    QDialog* buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet);
+    void copyItems(const std::vector<ui::ActivityItem>& items);
+
+    ui::Pasteboard& pasteboard_;
+    std::vector<Shown> shown_;
+};
+
+}  // namespace kernova::desktop

@@ -1,0 +1,153 @@
+#include "desktop/ui/services.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QFile>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QObject>
+#include <QPalette>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QUrl>
+
+#include "base/log.h"
+#include "desktop/ui/qt_convert.h"
+
+namespace kernova::desktop {
+
+namespace {
+
+QString schemeOf(const std::string& url) {
+    QUrl parsed(toQString(url));
+    return parsed.isValid() ? parsed.scheme().toLower() : QString();
+}
+
+// True when a line of `file` names "x-scheme-handler/<scheme>" with a handler.
+bool fileHandlesScheme(const QString& path, const QString& scheme) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) return false;
+    const QByteArray key = "x-scheme-handler/" + scheme.toUtf8() + "=";
+    while (!file.atEnd()) {
+        QByteArray line = file.readLine().trimmed();
+        if (line.startsWith(key) && line.size() > key.size()) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool DesktopUrlOpener::openURL(const std::string& url) {
+    if (!canOpenURL(url)) return false;
+    return QDesktopServices::openUrl(QUrl(toQString(url)));
+}
+
+bool DesktopUrlOpener::canOpenURL(const std::string& url) const {
+    QString scheme = schemeOf(url);
+    if (scheme.isEmpty()) return false;
+    if (scheme == "http" || scheme == "https" || scheme == "mailto" || scheme == "file") {
+        return true;
+    }
+    QStringList files;
+    for (const QString& dir :
+         QStandardPaths::standardLocations(QStandardPaths::GenericConfigLocation)) {
+        files << dir + "/mimeapps.list";
+    }
+    for (const QString& dir :
+         QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation)) {
+        files << dir + "/applications/mimeapps.list" << dir + "/applications/mimeinfo.cache";
+    }
+    for (const QString& file : files) {
+        if (fileHandlesScheme(file, scheme)) return true;
+    }
+    return false;
+}
+
+DesktopPasteboard::DesktopPasteboard(Context& context)
+    : context_(context), receiver_(std::make_unique<QObject>()) {
+    QObject::connect(QGuiApplication::clipboard(), &QClipboard::changed, receiver_.get(),
+                     [this](QClipboard::Mode mode) {
+                         if (mode == QClipboard::Clipboard) changed();
+                     });
+}
+
+DesktopPasteboard::~DesktopPasteboard() = default;
+
+void DesktopPasteboard::changed() {
+    ++changeCount_;
+    Context& context = context_;
+    context.runLoop().post(
+        [&context] { context.notifications().post(ui::kPasteboardChangedNotification); });
+}
+
+std::optional<std::string> DesktopPasteboard::string() const {
+    const QMimeData* data = QGuiApplication::clipboard()->mimeData(QClipboard::Clipboard);
+    if (!data || !data->hasText()) return std::nullopt;
+    return fromQString(data->text());
+}
+
+void DesktopPasteboard::setString(const std::string& text) {
+    std::uint64_t before = changeCount_;
+    QGuiApplication::clipboard()->setText(toQString(text), QClipboard::Clipboard);
+    // Some clipboards report their own writes later or not at all; a write
+    // counts once either way.
+    if (changeCount_ == before) changed();
+}
+
+bool DesktopPasteboard::hasPrimarySelection() const {
+    return QGuiApplication::clipboard()->supportsSelection();
+}
+
+std::optional<std::string> DesktopPasteboard::primarySelection() const {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (!clipboard->supportsSelection()) return std::nullopt;
+    const QMimeData* data = clipboard->mimeData(QClipboard::Selection);
+    if (!data || !data->hasText()) return std::nullopt;
+    return fromQString(data->text());
+}
+
+bool PaletteAppearance::isDarkMode() const {
+    QPalette palette = QGuiApplication::palette();
+    return palette.color(QPalette::Window).lightness() <
+           palette.color(QPalette::WindowText).lightness();
+}
+
+void DesktopHaptic::playSystemSound(std::uint32_t soundId) {
+    (void)soundId;
+    ++plays_;
+    if (sound_ && qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        QApplication::beep();
+    }
+}
+
+void CommandKeyboard::insertText(const std::string& text) {
+    if (text.empty()) return;
+    if (program_.isEmpty()) {
+        debugLog("CommandKeyboard", "no typing helper on this desktop; text dropped");
+        return;
+    }
+    QStringList arguments = arguments_;
+    arguments << toQString(text);
+    if (!QProcess::startDetached(program_, arguments)) {
+        debugLog("CommandKeyboard", "could not start " + fromQString(program_));
+    }
+}
+
+std::unique_ptr<CommandKeyboard> makeKeyboard(const QString& platformName) {
+    auto helper = [](const char* name) { return QStandardPaths::findExecutable(name); };
+    if (platformName == "xcb") {
+        QString xdotool = helper("xdotool");
+        if (!xdotool.isEmpty()) {
+            return std::make_unique<CommandKeyboard>(xdotool,
+                                                     QStringList{"type", "--clearmodifiers", "--"});
+        }
+    }
+    if (platformName.startsWith("wayland")) {
+        QString wtype = helper("wtype");
+        if (!wtype.isEmpty()) return std::make_unique<CommandKeyboard>(wtype, QStringList{"--"});
+    }
+    return std::make_unique<CommandKeyboard>(QString(), QStringList());
+}
+
+}  // namespace kernova::desktop

@@ -1,0 +1,145 @@
+// Overlay windows follow the model, and Qt input on them reaches the toolkit:
+// clicks as touches (a button's touch-up-inside), drags as pans, the wheel as
+// scrolling, Escape as a key for the key window.
+#include <QApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QWheelEvent>
+
+#include "desktop_ui/desktop_ui_fixture.h"
+#include "ui/alert.h"
+#include "ui/control.h"
+#include "ui/gestures.h"
+#include "ui/scroll_view.h"
+
+namespace kernova::desktop::testing {
+namespace {
+
+class InputTest : public DesktopUiTest {
+  protected:
+    void SetUp() override { host = desktop->makeWindowHost(app); }
+
+    void mouse(QWidget& widget, QEvent::Type type, QPointF point) {
+        Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+        QMouseEvent event(type, point, widget.mapToGlobal(point), Qt::LeftButton, held,
+                          Qt::NoModifier);
+        QApplication::sendEvent(&widget, &event);
+        clock.advance(0.016);
+    }
+
+    std::unique_ptr<OverlayWindowHost> host;
+};
+
+TEST_F(InputTest, OverlaysFollowVisibleWindowsByLevel) {
+    auto low = makeWindow({0, 0, 200, 200});
+    auto high = makeWindow({0, 0, 100, 100});
+    high->setWindowLevel(ui::kWindowLevelAlert + 1);
+    low->makeKeyWindow();
+    host->sync();
+    ASSERT_EQ(host->overlayCount(), 2u);
+    OverlayWidget* widget = host->widgetFor(*low);
+    ASSERT_NE(widget, nullptr);
+    EXPECT_TRUE(widget->isVisible());
+    EXPECT_TRUE(widget->windowFlags().testFlag(Qt::FramelessWindowHint));
+    EXPECT_TRUE(widget->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_TRUE(widget->testAttribute(Qt::WA_TranslucentBackground));
+    // A window smaller than the screen takes input only over its frame.
+    EXPECT_EQ(host->widgetFor(*high)->mask().boundingRect(), QRect(0, 0, 100, 100));
+
+    high->setHidden(true);
+    host->sync();
+    EXPECT_EQ(host->overlayCount(), 1u);
+    EXPECT_EQ(host->widgetFor(*high), nullptr);
+}
+
+TEST_F(InputTest, AnimationsKeepTheHostTickingUntilTheyEnd) {
+    auto window = makeWindow();
+    host->sync();
+    EXPECT_FALSE(host->isAnimating());
+    app.animator().animate(0.3, [&] { window->setAlpha(0.5); });
+    host->sync();
+    EXPECT_TRUE(host->isAnimating());
+    clock.advance(0.5);
+    host->sync();
+    EXPECT_FALSE(host->isAnimating());
+}
+
+TEST_F(InputTest, ClicksReachAButtonsTouchUpInside) {
+    auto window = makeWindow({0, 0, 300, 300});
+    auto button = std::make_shared<ui::Button>(ui::Rect{10, 10, 80, 40});
+    int upInside = 0;
+    button->addTarget([&](ui::Control&) { ++upInside; }, ui::kControlEventTouchUpInside);
+    window->addSubview(button);
+    host->sync();
+    QWidget& widget = *host->widgetFor(*window);
+
+    mouse(widget, QEvent::MouseButtonPress, {30, 30});
+    EXPECT_TRUE(button->isHighlighted());
+    mouse(widget, QEvent::MouseButtonRelease, {31, 30});
+    EXPECT_EQ(upInside, 1);
+
+    mouse(widget, QEvent::MouseButtonPress, {30, 30});
+    mouse(widget, QEvent::MouseMove, {250, 250});
+    mouse(widget, QEvent::MouseButtonRelease, {250, 250});  // lifted far away
+    EXPECT_EQ(upInside, 1);
+}
+
+TEST_F(InputTest, DragsArePans) {
+    auto window = makeWindow({0, 0, 300, 300});
+    auto board = std::make_shared<ui::View>(ui::Rect{0, 0, 300, 300});
+    window->addSubview(board);
+    auto pan = std::make_shared<ui::PanGestureRecognizer>();
+    std::vector<ui::GestureState> states;
+    double translation = 0;
+    pan->addTarget([&](ui::GestureRecognizer& r) {
+        states.push_back(r.state());
+        translation = pan->translationInView(board.get()).x;
+    });
+    board->addGestureRecognizer(pan);
+    host->sync();
+    QWidget& widget = *host->widgetFor(*window);
+
+    mouse(widget, QEvent::MouseButtonPress, {50, 50});
+    mouse(widget, QEvent::MouseMove, {80, 50});
+    mouse(widget, QEvent::MouseMove, {120, 50});
+    mouse(widget, QEvent::MouseButtonRelease, {120, 50});
+    ASSERT_GE(states.size(), 3u);
+    EXPECT_EQ(states.front(), ui::GestureState::began);
+    EXPECT_EQ(states.back(), ui::GestureState::ended);
+    EXPECT_NEAR(translation, 70, 0.01);
+}
+
+TEST_F(InputTest, WheelScrollsTheScrollViewUnderThePointer) {
+    auto window = makeWindow({0, 0, 300, 300});
+    auto scroll = std::make_shared<ui::ScrollView>(ui::Rect{0, 0, 300, 300});
+    scroll->setContentSize({300, 1000});
+    window->addSubview(scroll);
+    host->sync();
+    QWidget& widget = *host->widgetFor(*window);
+    QWheelEvent notch({100, 100}, widget.mapToGlobal(QPointF(100, 100)), QPoint(), QPoint(0, -120),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&widget, &notch);
+    EXPECT_EQ(scroll->contentOffset().y, OverlayWidget::kPointsPerWheelStep);
+    QWheelEvent touchpad({100, 100}, widget.mapToGlobal(QPointF(100, 100)), QPoint(0, 25),
+                         QPoint(0, 30), Qt::NoButton, Qt::NoModifier, Qt::ScrollUpdate, false);
+    QApplication::sendEvent(&widget, &touchpad);
+    EXPECT_EQ(scroll->contentOffset().y, OverlayWidget::kPointsPerWheelStep - 25);
+}
+
+TEST_F(InputTest, EscapeReachesTheKeyWindow) {
+    auto window = makeWindow({0, 0, 300, 300});
+    int escapes = 0;
+    window->setKeyHandler([&](const ui::KeyEvent& key) {
+        escapes += key.key == ui::Key::escape;
+        return true;
+    });
+    host->sync();
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(host->widgetFor(*window), &escape);
+    EXPECT_EQ(escapes, 1);
+    EXPECT_EQ(toKeyEvent(Qt::Key_A, "a")->text, "a");
+    EXPECT_FALSE(toKeyEvent(Qt::Key_Shift, "").has_value());
+}
+
+}  // namespace
+}  // namespace kernova::desktop::testing

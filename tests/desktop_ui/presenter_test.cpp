@@ -1,0 +1,142 @@
+// Alerts, action sheets and share sheets shown as dialogs, and the user's
+// choices (simulated on the dialogs' widgets) calling back into the models.
+#include "desktop/ui/presenter.h"
+
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include "desktop_ui/desktop_ui_fixture.h"
+#include "ui/activity.h"
+#include "ui/alert.h"
+
+namespace kernova::desktop::testing {
+namespace {
+
+class PresenterTest : public DesktopUiTest {
+  protected:
+    void SetUp() override {
+        window = makeWindow();
+        root = std::make_shared<ui::ViewController>();
+        window->setRootViewController(root);
+    }
+    QtPresenter& presenter() { return *desktop->dialogPresenter(); }
+    template <class T>
+    T* find(const ui::ViewController& controller, const QString& name) {
+        QDialog* dialog = presenter().dialogFor(controller);
+        return dialog ? dialog->findChild<T*>(name) : nullptr;
+    }
+
+    std::shared_ptr<ui::Window> window;
+    std::shared_ptr<ui::ViewController> root;
+    std::vector<std::string> tapped;
+};
+
+TEST_F(PresenterTest, AlertShowsItsModelAndAButtonCallsBackIntoIt) {
+    auto alert = ui::AlertController::alertControllerWithTitle("Translation result", "Bonjour",
+                                                               ui::AlertControllerStyle::alert);
+    std::string fieldText;
+    alert->addAction(ui::AlertAction::actionWithTitle(
+        "Copy", ui::AlertActionStyle::defaultStyle, [&](ui::AlertAction&) {
+            tapped.push_back("Copy");
+            fieldText = alert->textFields().front()->text();
+        }));
+    alert->addAction(
+        ui::AlertAction::actionWithTitle("Cancel", ui::AlertActionStyle::cancel,
+                                         [&](ui::AlertAction&) { tapped.push_back("Cancel"); }));
+    alert->addTextFieldWithConfigurationHandler([](ui::TextField& f) { f.setPlaceholder("Name"); });
+    root->presentViewController(alert, true);
+
+    QDialog* dialog = presenter().dialogFor(*alert);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(dialog->isVisible());
+    EXPECT_FALSE(dialog->isModal());
+    EXPECT_EQ(find<QLabel>(*alert, "title")->text(), "Translation result");
+    EXPECT_EQ(find<QLabel>(*alert, "message")->text(), "Bonjour");
+    auto* field = find<QLineEdit>(*alert, "field-0");
+    ASSERT_NE(field, nullptr);
+    EXPECT_EQ(field->placeholderText(), "Name");
+    field->setText("typed");
+    EXPECT_TRUE(find<QPushButton>(*alert, "action-1")->font().bold());  // cancel stands out
+
+    find<QPushButton>(*alert, "action-0")->click();
+    EXPECT_EQ(tapped, std::vector<std::string>{"Copy"});
+    EXPECT_EQ(fieldText, "typed");
+    EXPECT_EQ(presenter().dialogFor(*alert), nullptr);
+    EXPECT_EQ(root->presentedViewController(), nullptr);
+}
+
+TEST_F(PresenterTest, DismissingWithoutAChoiceTakesTheCancelActionOrNothing) {
+    auto alert = ui::AlertController::alertControllerWithTitle("Title", std::nullopt,
+                                                               ui::AlertControllerStyle::alert);
+    alert->addAction(
+        ui::AlertAction::actionWithTitle("OK", ui::AlertActionStyle::defaultStyle,
+                                         [&](ui::AlertAction&) { tapped.push_back("OK"); }));
+    root->presentViewController(alert, true);
+    QDialog* dialog = presenter().dialogFor(*alert);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(find<QLabel>(*alert, "message"), nullptr);
+    dialog->reject();  // no cancel action: the alert stays
+    EXPECT_EQ(presenter().dialogFor(*alert), dialog);
+    EXPECT_TRUE(tapped.empty());
+    alert->tapAction(0);
+    EXPECT_EQ(presenter().presentedCount(), 0u);
+
+    auto sheet = ui::AlertController::alertControllerWithTitle(
+        std::nullopt, std::nullopt, ui::AlertControllerStyle::actionSheet);
+    sheet->addAction(
+        ui::AlertAction::actionWithTitle("Delete", ui::AlertActionStyle::destructive,
+                                         [&](ui::AlertAction&) { tapped.push_back("Delete"); }));
+    sheet->addAction(
+        ui::AlertAction::actionWithTitle("Cancel", ui::AlertActionStyle::cancel,
+                                         [&](ui::AlertAction&) { tapped.push_back("Cancel"); }));
+    root->presentViewController(sheet, true);
+    EXPECT_TRUE(find<QPushButton>(*sheet, "action-0")->styleSheet().contains("color"));
+    presenter().dialogFor(*sheet)->reject();
+    EXPECT_EQ(tapped, (std::vector<std::string>{"OK", "Cancel"}));
+    EXPECT_EQ(presenter().presentedCount(), 0u);
+}
+
+class RecordingActivity : public ui::Activity {
+  public:
+    std::string activityType() const override { return "fun.quorle.KernovaActivity"; }
+    std::string activityTitle() const override { return "Kernova"; }
+    bool canPerformWithActivityItems(const std::vector<ui::ActivityItem>&) const override {
+        return true;
+    }
+    void performActivity() override {
+        ++performed;
+        activityDidFinish(true);
+    }
+    int performed = 0;
+};
+
+TEST_F(PresenterTest, ShareSheetListsActivitiesCopiesAndCancels) {
+    auto activity = std::make_shared<RecordingActivity>();
+    auto sheet = ui::ActivityViewController::initWithActivityItems(
+        app, {ui::ActivityItem::text("shared words")}, {activity});
+    std::vector<std::pair<std::string, bool>> finished;
+    sheet->setCompletionWithItemsHandler(
+        [&](const std::string& type, bool completed) { finished.emplace_back(type, completed); });
+    root->presentViewController(sheet, true);
+    ASSERT_NE(find<QPushButton>(*sheet, "activity-fun.quorle.KernovaActivity"), nullptr);
+    find<QPushButton>(*sheet, QString("activity-") + ui::kActivityTypeCopyToPasteboard)->click();
+    EXPECT_EQ(desktop->platform().pasteboard.string(), "shared words");
+    ASSERT_EQ(finished.size(), 1u);
+    EXPECT_EQ(finished[0], std::make_pair(std::string(ui::kActivityTypeCopyToPasteboard), true));
+    EXPECT_EQ(presenter().presentedCount(), 0u);
+
+    auto second = ui::ActivityViewController::initWithActivityItems(
+        app, {ui::ActivityItem::text("more")}, {activity});
+    second->setExcludedActivityTypes({ui::kActivityTypeCopyToPasteboard});
+    root->presentViewController(second, true);
+    EXPECT_EQ(find<QPushButton>(*second, QString("activity-") + ui::kActivityTypeCopyToPasteboard),
+              nullptr);
+    find<QPushButton>(*second, "activity-fun.quorle.KernovaActivity")->click();
+    EXPECT_EQ(activity->performed, 1);
+    EXPECT_EQ(presenter().dialogFor(*second), nullptr);
+}
+
+}  // namespace
+}  // namespace kernova::desktop::testing

@@ -1,0 +1,119 @@
+// The desktop services: text measurement, the image codec, the clipboard, URL
+// handlers and the platform's choices on the offscreen plugin.
+#include <QClipboard>
+#include <QGuiApplication>
+
+#include "desktop_ui/desktop_ui_fixture.h"
+
+namespace kernova::desktop::testing {
+namespace {
+
+using ServicesTest = DesktopUiTest;
+
+TEST_F(ServicesTest, MeasurerFollowsLinesFontsAndFallbackScripts) {
+    const ui::TextMeasurer& m = desktop->platform().textMeasurer;
+    ui::Font body = ui::Font::systemFont(17);
+    EXPECT_EQ(m.boundingSize("", body), (ui::Size{0, 0}));
+    ui::Size one = m.boundingSize("word", body);
+    ui::Size two = m.boundingSize("word\nword", body);
+    EXPECT_GT(one.width, 0);
+    EXPECT_NEAR(two.width, one.width, 0.01);
+    EXPECT_NEAR(two.height, 2 * one.height, 0.5);
+    EXPECT_NEAR(m.boundingSize("word\r\nword", body).height, two.height, 0.01);
+    EXPECT_GT(m.boundingSize("word word", body).width, one.width);
+    EXPECT_GT(m.boundingSize("word", ui::Font::systemFont(34)).width, one.width * 1.8);
+    EXPECT_GE(m.boundingSize("word", ui::Font::boldSystemFont(17)).width, one.width);
+    EXPECT_GT(m.boundingSize("中文", body).width, 17);  // drawn by a fallback font
+    EXPECT_GT(m.boundingSize("bad \xff\xfe bytes", body).width, 0);
+}
+
+TEST_F(ServicesTest, CodecRoundTripsPngAndRefusesGarbage) {
+    const ui::ImageCodec& codec = desktop->platform().imageCodec;
+    ui::PixelBuffer pixels{
+        3, 2, {0xffff0000u, 0xff00ff00u, 0xff0000ffu, 0x80000080u, 0u, 0xffffffffu}};
+    auto image = ui::Image::fromPixels(pixels);
+    auto png = codec.encode(*image, ui::ImageFormat::png);
+    ASSERT_TRUE(png.has_value());
+    auto decoded = codec.decode(*png);
+    ASSERT_NE(decoded, nullptr);
+    ASSERT_NE(decoded->pixels(), nullptr);
+    EXPECT_EQ(decoded->pixels()->argb, pixels.argb);
+    EXPECT_EQ(decoded->size(), (ui::Size{3, 2}));
+
+    auto jpeg = codec.encode(*image, ui::ImageFormat::jpeg, 0.8);
+    ASSERT_TRUE(jpeg.has_value());
+    auto fromJpeg = codec.decode(*jpeg);
+    ASSERT_NE(fromJpeg, nullptr);
+    EXPECT_EQ(fromJpeg->size(), (ui::Size{3, 2}));
+
+    EXPECT_EQ(codec.decode({}), nullptr);
+    EXPECT_EQ(codec.decode(Bytes{'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'g'}), nullptr);
+    Bytes truncated(png->begin(), png->begin() + 20);
+    EXPECT_EQ(codec.decode(truncated), nullptr);
+}
+
+TEST_F(ServicesTest, CodecEncodesVectorImages) {
+    const ui::ImageCodec& codec = desktop->platform().imageCodec;
+    auto drawn = ui::Image::fromPaths(
+        {8, 8}, {ui::StrokedPath{{{0, 4}, {8, 4}}, 2, ui::Color{1, 0, 0, 1}, false}}, 2.0);
+    auto png = codec.encode(*drawn, ui::ImageFormat::png);
+    ASSERT_TRUE(png.has_value());
+    auto decoded = codec.decode(*png);
+    ASSERT_NE(decoded, nullptr);
+    EXPECT_EQ(decoded->pixels()->width, 16);
+}
+
+TEST_F(ServicesTest, PasteboardCountsWritesAndPostsChanges) {
+    ui::Pasteboard& board = desktop->platform().pasteboard;
+    int posted = 0;
+    context.notifications().addObserver(ui::kPasteboardChangedNotification, this,
+                                        [&](const Notification&) { ++posted; });
+    std::uint64_t before = board.changeCount();
+    board.setString("copied 文字");
+    EXPECT_EQ(board.string(), "copied 文字");
+    EXPECT_EQ(board.changeCount(), before + 1);
+    EXPECT_EQ(posted, 0);  // delivered on the run loop
+    clock.runUntilIdle();
+    EXPECT_EQ(posted, 1);
+
+    QGuiApplication::clipboard()->setText("from elsewhere");
+    EXPECT_EQ(board.changeCount(), before + 2);
+    clock.runUntilIdle();
+    EXPECT_EQ(posted, 2);
+    // The offscreen plugin has no primary selection.
+    EXPECT_FALSE(desktop->pasteboard().primarySelection().has_value());
+}
+
+TEST_F(ServicesTest, PlatformChoosesServicesForTheOffscreenPlugin) {
+    EXPECT_EQ(desktop->qtPlatformName(), "offscreen");
+    EXPECT_TRUE(desktop->hasWidgets());
+    EXPECT_NE(desktop->dialogPresenter(), nullptr);
+    EXPECT_TRUE(desktop->keyboard().program().isEmpty());
+    desktop->platform().keyboard.insertText("dropped");  // no helper: nothing happens
+    desktop->platform().haptic.playSystemSound(1519);
+    EXPECT_EQ(desktop->haptic().playCount(), 1u);
+    EXPECT_GT(desktop->screen().bounds.size.width, 0);
+    EXPECT_GT(desktop->screen().scale, 0);
+    EXPECT_TRUE(static_cast<bool>(desktop->platform().webViewBackingFactory));
+
+    const ui::UrlOpener& urls = desktop->platform().urlOpener;
+    EXPECT_TRUE(urls.canOpenURL("https://example.org/a?b=c"));
+    EXPECT_FALSE(urls.canOpenURL("no-such-scheme-for-kernova://x"));
+    EXPECT_FALSE(urls.canOpenURL(""));
+}
+
+TEST_F(ServicesTest, WebViewsMakeNoEngineUntilTheyLoad) {
+    auto window = makeWindow();
+    auto web =
+        std::make_shared<ui::WebView>(app, ui::Rect{0, 0, 50, 50}, ui::WebViewConfiguration{});
+    window->addSubview(web);
+    ASSERT_EQ(desktop->webViews()->backings().size(), 1u);
+    EXPECT_FALSE(desktop->webViews()->backings().front()->hasEngine());
+    EXPECT_EQ(web->selectedText(), "");
+    web.reset();
+    window->subviews().front()->removeFromSuperview();
+    EXPECT_TRUE(desktop->webViews()->backings().empty());
+}
+
+}  // namespace
+}  // namespace kernova::desktop::testing

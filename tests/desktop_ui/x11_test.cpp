@@ -1,0 +1,87 @@
+// Overlay windows on a real X server: they map, paint and take clicks that
+// the server delivers; the primary selection and the typing helper exist.
+#include <QClipboard>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QScreen>
+#include <QStandardPaths>
+#include <QWindow>
+#include <functional>
+
+#include "desktop_ui/desktop_ui_fixture.h"
+#include "ui/control.h"
+
+namespace kernova::desktop::testing {
+namespace {
+
+// Runs Qt's event loop until `done` holds or `milliseconds` pass.
+bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > milliseconds) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    }
+    return true;
+}
+
+class X11Test : public DesktopUiTest {
+  protected:
+    void SetUp() override {
+        if (std::getenv("KERNOVA_NO_X11")) GTEST_SKIP() << "Xvfb is not available";
+        host = desktop->makeWindowHost(app);
+    }
+
+    std::unique_ptr<OverlayWindowHost> host;
+};
+
+TEST_F(X11Test, OverlayMapsAboveAndPaintsTheWindow) {
+    EXPECT_EQ(desktop->qtPlatformName(), "xcb");
+    auto window = makeWindow({0, 0, 1024, 768});
+    auto view = std::make_shared<ui::View>(ui::Rect{100, 100, 50, 50});
+    view->setBackgroundColor(ui::Color{1, 0, 0, 1});
+    window->addSubview(view);
+    host->sync();
+    OverlayWidget* widget = host->widgetFor(*window);
+    ASSERT_NE(widget, nullptr);
+    ASSERT_TRUE(
+        waitFor([&] { return widget->windowHandle() && widget->windowHandle()->isExposed(); }));
+    EXPECT_TRUE(widget->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint));
+    widget->repaint();
+    QImage grabbed;
+    ASSERT_TRUE(waitFor([&] {
+        grabbed = QGuiApplication::primaryScreen()->grabWindow(0, 120, 120, 1, 1).toImage();
+        return !grabbed.isNull() && near(grabbed.pixelColor(0, 0), Qt::red);
+    }));
+}
+
+TEST_F(X11Test, ClicksFromTheServerReachAButton) {
+    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    auto window = makeWindow({0, 0, 1024, 768});
+    auto button = std::make_shared<ui::Button>(ui::Rect{100, 100, 80, 40});
+    int upInside = 0;
+    button->addTarget([&](ui::Control&) { ++upInside; }, ui::kControlEventTouchUpInside);
+    window->addSubview(button);
+    host->start();
+    ASSERT_TRUE(waitFor([&] {
+        OverlayWidget* widget = host->widgetFor(*window);
+        return widget && widget->windowHandle() && widget->windowHandle()->isExposed();
+    }));
+    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "130", "120", "click", "1"}), 0);
+    EXPECT_TRUE(waitFor([&] { return upInside == 1; }));
+    host->stop();
+}
+
+TEST_F(X11Test, PrimarySelectionAndTypingHelperAreAvailable) {
+    EXPECT_TRUE(desktop->pasteboard().hasPrimarySelection());
+    QGuiApplication::clipboard()->setText("selected words", QClipboard::Selection);
+    EXPECT_EQ(desktop->pasteboard().primarySelection(), "selected words");
+    if (!QStandardPaths::findExecutable("xdotool").isEmpty()) {
+        EXPECT_TRUE(desktop->keyboard().program().endsWith("xdotool"));
+    }
+}
+
+}  // namespace
+}  // namespace kernova::desktop::testing
