@@ -38,7 +38,6 @@ constexpr std::string_view kLayoutHelp =
     "Without --json each tag is printed on its own line as a JSON string followed\n"
     "by x, y, width and height, then a last line \"contentSize\" width height.\n";
 
-constexpr std::size_t kMaxLayoutInputBytes = std::size_t{64} << 20;
 // Wider boards are no screen; the bound keeps the arithmetic finite.
 constexpr double kMaxWidth = 1e9;
 
@@ -165,18 +164,10 @@ int runLayout(std::span<const std::string> args, std::istream& in, std::ostream&
         out << kLayoutUsage << "\n\n" << kLayoutHelp;
         return 0;
     }
-    std::string text;
-    if (options.text) {
-        text = *options.text;
-    } else {
-        std::optional<std::string> input = readLimited(in, kMaxLayoutInputBytes);
-        if (!input) {
-            err << "kernova layout: standard input is larger than 64 MiB; refusing to lay it out\n";
-            return 1;
-        }
-        text = std::move(*input);
-    }
-    text = repairUtf8(text);
+    std::optional<std::string> input =
+        readCommandText(options.text, in, err, "layout", "lay it out");
+    if (!input) return 1;
+    const std::string& text = *input;
 
     // The settings are all this needs of a process: no loop ever runs.
     VirtualClock clock;

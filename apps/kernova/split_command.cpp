@@ -122,6 +122,19 @@ std::optional<std::string> readLimited(std::istream& in, std::size_t limit) {
     return data;
 }
 
+std::optional<std::string> readCommandText(const std::optional<std::string>& text, std::istream& in,
+                                           std::ostream& err, std::string_view command,
+                                           std::string_view refusal) {
+    if (text) return repairUtf8(*text);
+    std::optional<std::string> input = readLimited(in, kMaxInputBytes);
+    if (!input) {
+        err << "kernova " << command << ": standard input is larger than 64 MiB; refusing to "
+            << refusal << '\n';
+        return std::nullopt;
+    }
+    return repairUtf8(*input);
+}
+
 int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& out,
              std::ostream& err) {
     SplitParse parsed = parseSplitArguments(args);
@@ -134,19 +147,9 @@ int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& 
         out << kSplitUsage << "\n\n" << kSplitHelp;
         return 0;
     }
-    std::string text;
-    if (options.text) {
-        text = *options.text;
-    } else {
-        std::optional<std::string> input = readLimited(in, kMaxInputBytes);
-        if (!input) {
-            err << "kernova split: standard input is larger than 64 MiB; refusing to split it\n";
-            return 1;
-        }
-        text = std::move(*input);
-    }
-    text = repairUtf8(text);
-    std::vector<GSplodeItem> items = split(options, text);
+    std::optional<std::string> text = readCommandText(options.text, in, err, "split", "split it");
+    if (!text) return 1;
+    std::vector<GSplodeItem> items = split(options, *text);
     out << (options.json ? formatJson(items) : formatPlain(items));
     out.flush();
     return 0;

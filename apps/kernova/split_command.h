@@ -46,6 +46,13 @@ std::string formatJson(const std::vector<GSplodeItem>& items);
 
 // Reads all of `in`; absent when it holds more than `limit` bytes.
 std::optional<std::string> readLimited(std::istream& in, std::size_t limit);
+// The text a command works on: `text` when given, else standard input (at most
+// 64 MiB), repaired to valid UTF-8. On oversized input, prints
+// "kernova <command>: standard input is larger than 64 MiB; refusing to <refusal>"
+// and gives nothing.
+std::optional<std::string> readCommandText(const std::optional<std::string>& text, std::istream& in,
+                                           std::ostream& err, std::string_view command,
+                                           std::string_view refusal);
 
 // Runs the command; returns the exit status.
 int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& out,
