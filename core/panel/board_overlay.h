@@ -1,0 +1,82 @@
+// The tag board of one text on a full-screen overlay window: a dimmed backdrop
+// and, centred on it, a card holding the board. Tapping a tag or sliding
+// across tags selects them; Escape, or a tap on the backdrop outside the card,
+// closes the overlay. The plain style paints the card alone, filling the
+// window, for still renderings of a board.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "board/tag_flow_view.h"
+#include "floating/splode_window.h"
+#include "ui/application.h"
+#include "ui/gestures.h"
+
+namespace kernova {
+
+class BoardOverlay {
+  public:
+    enum class Style { floating, plain };
+
+    // Room kept free around the card on the screen, and the card's largest size.
+    static constexpr double kScreenMargin = 24.0;
+    static constexpr double kMaxCardWidth = 640.0;
+    static constexpr double kMaxCardHeightFraction = 0.7;
+    static constexpr double kCardCornerRadius = 12.0;
+    static constexpr double kBackdropAlpha = 0.35;
+
+    // One tag as it stands: its text, its frame in screen coordinates (the
+    // layout's frame, even when scrolled out of view) and its place in the
+    // selection order (0 when not selected).
+    struct TagState {
+        std::string text;
+        ui::Rect frame;
+        std::int64_t selectionIndex = 0;
+    };
+
+    // Splits `text` into tags and shows them on a new overlay window covering
+    // `frame` (the screen's bounds for the floating style). The window becomes
+    // the key window.
+    static std::shared_ptr<BoardOverlay> show(ui::Application& application, std::string_view text,
+                                              const ui::Rect& frame, Style style = Style::floating);
+
+    BoardOverlay(ui::Application& application, Style style);
+    ~BoardOverlay();
+    BoardOverlay(const BoardOverlay&) = delete;
+    BoardOverlay& operator=(const BoardOverlay&) = delete;
+
+    // Hides the window and calls the closed block once; later calls do nothing.
+    void close();
+    bool isShown() const { return shown_; }
+    void setClosedBlock(std::function<void()> block) { closedBlock_ = std::move(block); }
+
+    GSplodeWindow& window() const { return *window_; }
+    GTagFlowView& board() const { return *board_; }
+    ui::View& card() const { return *card_; }
+
+    std::vector<TagState> tagStates() const;
+    // The selected tags' texts in the order they were picked.
+    std::vector<std::string> selectedTexts() const;
+
+  private:
+    void build(std::string_view text, const ui::Rect& frame);
+    // The card's frame inside a window of `size`, for content `contentHeight` tall.
+    ui::Rect cardFrame(ui::Size size, double contentHeight) const;
+
+    ui::Application& application_;
+    Style style_;
+    bool shown_ = false;
+    std::shared_ptr<GSplodeWindow> window_;
+    std::shared_ptr<ui::View> backdrop_;
+    std::shared_ptr<ui::View> card_;
+    std::shared_ptr<GTagFlowView> board_;
+    std::shared_ptr<ui::TapGestureRecognizer> backdropTap_;
+    std::function<void()> closedBlock_;
+};
+
+}  // namespace kernova
