@@ -1,5 +1,7 @@
 #include "kernovad/daemon.h"
 
+#include "base/paths.h"
+#include "kernovad/board_host.h"
 #include "kernovad/message_names.h"
 
 namespace kernova::daemon {
@@ -12,14 +14,23 @@ std::string describeMessage(const Message& message) {
 
 QStringList DebugEndpoint::ReceivedMessages() const {
     QStringList lines;
-    lines.reserve(static_cast<qsizetype>(log_.size()));
-    for (const std::string& line : log_)
+    lines.reserve(static_cast<qsizetype>(daemon_.received().size()));
+    for (const std::string& line : daemon_.received())
         lines.append(QString::fromUtf8(line.data(), static_cast<qsizetype>(line.size())));
     return lines;
 }
 
 uint DebugEndpoint::ReceivedCount() const {
-    return static_cast<uint>(log_.size());
+    return static_cast<uint>(daemon_.received().size());
+}
+
+QString DebugEndpoint::BoardState() const {
+    if (!daemon_.boardHost()) return QStringLiteral(R"({"shown":false,"tags":[],"selection":[]})");
+    return QString::fromStdString(daemon_.boardHost()->stateJson());
+}
+
+bool DebugEndpoint::SaveScreenshot(const QString& path) const {
+    return daemon_.boardHost() && daemon_.boardHost()->saveScreenshot(path);
 }
 
 Daemon::Daemon(QDBusConnection connection, std::ostream& log)
@@ -27,7 +38,9 @@ Daemon::Daemon(QDBusConnection connection, std::ostream& log)
       log_(log),
       center_(connection),
       systemNotifications_(connection),
-      debug_(received_) {}
+      context_(runLoop_, systemNotifications_,
+               Paths{preferencesDirectory(processEnvironment()), {}}),
+      debug_(*this) {}
 
 Daemon::~Daemon() {
     if (debugExported_) connection_.unregisterObject(QString::fromLatin1(kDebugPath));
@@ -53,6 +66,23 @@ void Daemon::handle(const Message& message) {
     std::string line = describeMessage(message);
     log_ << "kernovad: received " << line << '\n' << std::flush;
     received_.push_back(std::move(line));
+    if (message.name == "notifySplode") notifySplode(message);
+}
+
+void Daemon::notifySplode(const Message& message) {
+    if (!boardHost_) return;
+    std::string text = message.userInfo["selection"].stringValue().value_or("");
+    switch (boardHost_->openBoard(text)) {
+        case BoardHost::OpenResult::opened:
+            log_ << "kernovad: board opened\n" << std::flush;
+            break;
+        case BoardHost::OpenResult::alreadyShown:
+            log_ << "kernovad: a board is already shown; request ignored\n" << std::flush;
+            break;
+        case BoardHost::OpenResult::noText:
+            log_ << "kernovad: no text to show; request ignored\n" << std::flush;
+            break;
+    }
 }
 
 }  // namespace kernova::daemon

@@ -12,7 +12,10 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <string_view>
 
+#include "desktop/ui/desktop_platform.h"
+#include "kernovad/board_host.h"
 #include "kernovad/daemon.h"
 
 namespace {
@@ -31,16 +34,29 @@ int stopSignalDescriptor() {
     return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-void useX11UnlessChosen() {
-    // Floating elements need global positions, which only X11 (or XWayland) gives.
-    if (std::getenv("QT_QPA_PLATFORM") == nullptr) ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+// Floating elements need global positions, which only X11 (or XWayland)
+// gives. False, with a message, when X11 is wanted but no display is set:
+// Qt would abort.
+bool useX11UnlessChosen() {
+    const char* chosen = std::getenv("QT_QPA_PLATFORM");
+    if (chosen == nullptr || *chosen == '\0') {
+        ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+        chosen = "xcb";
+    }
+    const char* display = std::getenv("DISPLAY");
+    if (std::string_view(chosen).starts_with("xcb") && (display == nullptr || *display == '\0')) {
+        std::cerr << "kernovad: no X display: set DISPLAY (under Wayland, XWayland provides one)\n";
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    useX11UnlessChosen();
+    if (!useX11UnlessChosen()) return 1;
     int signalFd = stopSignalDescriptor();
+    kernova::desktop::prepareDesktopProcess();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("kernovad"));
     QApplication::setQuitOnLastWindowClosed(false);
@@ -57,6 +73,9 @@ int main(int argc, char** argv) {
         case kernova::daemon::Daemon::StartResult::serving:
             break;
     }
+    // Declared after the daemon: it goes first, while the context still exists.
+    kernova::daemon::BoardHost boardHost(daemon.context());
+    daemon.setBoardHost(&boardHost);
 
     std::unique_ptr<QSocketNotifier> stopNotifier;
     if (signalFd >= 0) {
@@ -75,6 +94,7 @@ int main(int argc, char** argv) {
     busCheck.start(kBusCheckMilliseconds);
 
     int status = QApplication::exec();
+    daemon.setBoardHost(nullptr);
     stopNotifier.reset();
     if (signalFd >= 0) ::close(signalFd);
     return status;

@@ -52,6 +52,18 @@ std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
     return reply.value();
 }
 
+std::optional<nlohmann::json> boardState(const QDBusConnection& bus) {
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QString::fromLatin1(desktop::kMessagesService), QString::fromLatin1(daemon::kDebugPath),
+        QString::fromLatin1(daemon::kDebugInterface), QStringLiteral("BoardState"));
+    call.setAutoStartService(false);
+    QDBusReply<QString> reply = bus.call(call, QDBus::Block, 5000);
+    if (!reply.isValid()) return std::nullopt;
+    nlohmann::json state = nlohmann::json::parse(reply.value().toStdString(), nullptr, false);
+    if (state.is_discarded()) return std::nullopt;
+    return state;
+}
+
 QString kernovadPath() {
     return QStringLiteral(KERNOVAD_PATH);
 }
@@ -59,8 +71,10 @@ QString desktopCliPath() {
     return QStringLiteral(KERNOVA_DESKTOP_CLI_PATH);
 }
 
-KernovadProcess::KernovadProcess() : process_(std::make_unique<QProcess>()) {
+KernovadProcess::KernovadProcess(const QProcessEnvironment& environment)
+    : process_(std::make_unique<QProcess>()) {
     process_->setProgram(kernovadPath());
+    process_->setProcessEnvironment(environment);
     process_->start();
     QDBusConnection bus = desktop::sessionConnection();
     started_ = process_->waitForStarted(10000) && waitFor([&] {

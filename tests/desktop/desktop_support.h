@@ -4,10 +4,12 @@
 
 #include <QDBusConnection>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <functional>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace kernova::testing {
@@ -25,13 +27,18 @@ std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString&
 // kernovad's debug query: every message received so far, oldest first.
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
 
+// kernovad's debug query of the board on screen, parsed; absent when the
+// query failed.
+std::optional<nlohmann::json> boardState(const QDBusConnection& bus);
+
 QString kernovadPath();
 QString desktopCliPath();
 
 // Starts kernovad and waits until it serves; stops it with SIGTERM at the end.
 class KernovadProcess {
   public:
-    KernovadProcess();
+    KernovadProcess() : KernovadProcess(QProcessEnvironment::systemEnvironment()) {}
+    explicit KernovadProcess(const QProcessEnvironment& environment);
     ~KernovadProcess();
     bool started() const { return started_; }
     QProcess& process() { return *process_; }

@@ -90,5 +90,55 @@ TEST(Kernovad, TheFirstMessageStartsItByActivation) {
     EXPECT_TRUE(waitFor([&] { return !serviceRunning(bus, service()); }));
 }
 
+TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
+    KernovadProcess daemon;
+    ASSERT_TRUE(daemon.started());
+    QDBusConnection bus = desktop::sessionConnection();
+    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
+    // Nothing to show: no dictionary, an empty selection, a selection of the wrong type.
+    sender.sendMessageName("notifySplode");
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"selection", Value("")}}));
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"selection", Value(Array{})}}));
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
+                                                            {"selection", Value("你好 world")}}));
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
+                                                            {"selection", Value("second")}}));
+    std::optional<nlohmann::json> state;
+    ASSERT_TRUE(waitFor([&] {
+        auto received = receivedMessages(bus);
+        if (!received || received->size() != 5) return false;
+        state = boardState(bus);
+        return state.has_value();
+    }));
+    EXPECT_TRUE((*state)["shown"].get<bool>());
+    std::vector<std::string> texts;
+    for (const auto& tag : (*state)["tags"]) {
+        texts.push_back(tag["text"].get<std::string>());
+        EXPECT_GT(tag["width"].get<double>(), 0.0);
+        EXPECT_EQ(tag["selected"].get<int>(), 0);
+    }
+    // The first request with text wins; the second finds a board on screen.
+    EXPECT_EQ(texts, (std::vector<std::string>{"你好", " ", "world"}));
+    EXPECT_TRUE((*state)["selection"].empty());
+    EXPECT_EQ(daemon.terminate(), 0);
+    std::string log = daemon.process().readAllStandardError().toStdString();
+    EXPECT_NE(log.find("kernovad: board opened"), std::string::npos) << log;
+    EXPECT_NE(log.find("kernovad: a board is already shown; request ignored"), std::string::npos);
+    EXPECT_NE(log.find("kernovad: no text to show; request ignored"), std::string::npos);
+}
+
+TEST(Kernovad, WithoutADisplayItSaysSo) {
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("DISPLAY"));
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    process.setProcessEnvironment(env);
+    process.start(kernovadPath(), {});
+    ASSERT_TRUE(process.waitForFinished(10000));
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_NE(process.readAllStandardError().toStdString().find("kernovad: no X display"),
+              std::string::npos);
+}
+
 }  // namespace
 }  // namespace kernova::daemon

@@ -1,0 +1,168 @@
+// The whole path on a real X server: kernovad on a private Xvfb display, the
+// board opened by `kernova splode` and by the stock gdbus tool, tags picked
+// with the mouse through xdotool, the board closed by Escape and by a click
+// outside it. The board's state is read through kernovad's debug query.
+#include <gtest/gtest.h>
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStandardPaths>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "desktop/dbus_messaging.h"
+#include "desktop_support.h"
+
+namespace kernova::testing {
+namespace {
+
+QString display() {
+    return qEnvironmentVariable("KERNOVA_TEST_DISPLAY");
+}
+
+bool haveTool(const char* name) {
+    return !QStandardPaths::findExecutable(QString::fromLatin1(name)).isEmpty();
+}
+
+std::vector<std::string> texts(const nlohmann::json& list) {
+    std::vector<std::string> all;
+    for (const auto& each : list)
+        all.push_back(each.is_string() ? each.get<std::string>() : each["text"].get<std::string>());
+    return all;
+}
+
+class BoardEndToEnd : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (display().isEmpty() || !haveTool("xdotool") || !haveTool("gdbus")) {
+            if (qEnvironmentVariableIsSet("CI")) FAIL() << "Xvfb, xdotool and gdbus are needed";
+            GTEST_SKIP() << "needs Xvfb, xdotool and gdbus";
+        }
+        env_ = QProcessEnvironment::systemEnvironment();
+        env_.insert(QStringLiteral("DISPLAY"), display());
+        env_.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        daemon_ = std::make_unique<KernovadProcess>(env_);
+        ASSERT_TRUE(daemon_->started()) << daemon_->process().readAllStandardError().toStdString();
+    }
+
+    void TearDown() override {
+        if (daemon_ && daemon_->process().state() == QProcess::Running) {
+            EXPECT_EQ(daemon_->terminate(), 0);
+        }
+        if (HasFailure() && daemon_)
+            std::cerr << daemon_->process().readAllStandardError().toStdString();
+    }
+
+    // Runs a program on the test display; its exit status and standard output.
+    std::pair<int, std::string> run(const QString& program, const QStringList& args) {
+        QProcess process;
+        process.setProcessEnvironment(env_);
+        process.start(program, args);
+        if (!process.waitForFinished(20000)) {
+            process.kill();
+            process.waitForFinished();
+            return {-1, {}};
+        }
+        int status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        return {status, process.readAllStandardOutput().toStdString()};
+    }
+    bool xdotool(const QStringList& args) {
+        return run(QStringLiteral("xdotool"), args).first == 0;
+    }
+
+    std::optional<nlohmann::json> state() { return boardState(desktop::sessionConnection()); }
+    bool waitForShown(bool shown) {
+        return waitFor([&] {
+            auto s = state();
+            return s && (*s)["shown"].get<bool>() == shown;
+        });
+    }
+    bool waitForSelection(const std::vector<std::string>& expected) {
+        return waitFor([&] {
+            auto s = state();
+            return s && texts((*s)["selection"]) == expected;
+        });
+    }
+    std::vector<std::string> selection() {
+        auto s = state();
+        return s ? texts((*s)["selection"]) : std::vector<std::string>{"(no state)"};
+    }
+
+    // A point inside `tag` in device pixels, `fraction` of the way across it.
+    QStringList at(const nlohmann::json& tag, double fraction = 0.5) {
+        double scale = (*state())["devicePixelRatio"].get<double>();
+        double x = tag["x"].get<double>() + tag["width"].get<double>() * fraction;
+        double y = tag["y"].get<double>() + tag["height"].get<double>() / 2;
+        return {QString::number(std::lround(x * scale)), QString::number(std::lround(y * scale))};
+    }
+    bool moveTo(const QStringList& point) {
+        return xdotool(QStringList{"mousemove", "--sync"} + point);
+    }
+    bool boardWindowVisible() {
+        auto [status, out] =
+            run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--class", "kernovad"});
+        return status == 0 && !out.empty();
+    }
+
+    QProcessEnvironment env_;
+    std::unique_ptr<KernovadProcess> daemon_;
+};
+
+TEST_F(BoardEndToEnd, SplodeOpensTheBoardAndTheMousePicksTags) {
+    auto [status, out] =
+        run(desktopCliPath(), {"splode", QString::fromUtf8("alpha beta gamma delta")});
+    ASSERT_EQ(status, 0) << out;
+    ASSERT_TRUE(waitForShown(true));
+    ASSERT_TRUE(waitFor([&] { return boardWindowVisible(); }));
+    nlohmann::json tags = (*state())["tags"];
+    ASSERT_EQ(texts(tags),
+              (std::vector<std::string>{"alpha", " ", "beta", " ", "gamma", " ", "delta"}));
+
+    // A click picks one tag.
+    ASSERT_TRUE(moveTo(at(tags[6])));
+    ASSERT_TRUE(xdotool({"click", "1"}));
+    ASSERT_TRUE(waitForSelection({"delta"})) << ::testing::PrintToString(selection());
+
+    // A drag from alpha to beta picks the three tags it crosses, in order.
+    ASSERT_TRUE(moveTo(at(tags[0], 0.1)));
+    ASSERT_TRUE(xdotool({"mousedown", "1"}));
+    ASSERT_TRUE(moveTo(at(tags[0], 0.9)));
+    ASSERT_TRUE(waitForSelection({"delta", "alpha"})) << ::testing::PrintToString(selection());
+    ASSERT_TRUE(moveTo(at(tags[2])));
+    ASSERT_TRUE(waitForSelection({"delta", "alpha", " ", "beta"}))
+        << ::testing::PrintToString(selection());
+    ASSERT_TRUE(xdotool({"mouseup", "1"}));
+    nlohmann::json after = (*state())["tags"];
+    EXPECT_EQ(after[6]["selected"].get<int>(), 1);
+    EXPECT_EQ(after[0]["selected"].get<int>(), 2);
+    EXPECT_EQ(after[2]["selected"].get<int>(), 4);
+    EXPECT_EQ(after[4]["selected"].get<int>(), 0);
+
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    EXPECT_TRUE(waitForShown(false));
+    EXPECT_TRUE(waitFor([&] { return !boardWindowVisible(); }));
+}
+
+TEST_F(BoardEndToEnd, AStockDBusClientOpensItAndAClickOutsideClosesIt) {
+    auto [status, out] =
+        run(QStringLiteral("gdbus"),
+            {"call", "--session", "--dest", "fun.quorle.kernova.prefs", "--object-path",
+             "/fun/quorle/kernova/prefs", "--method", "fun.quorle.kernova.Messages.Send",
+             "notifySplode", "true",
+             QString::fromUtf8("{'callFromResponder': <true>, 'selection': <'gdbus 你好'>}")});
+    ASSERT_EQ(status, 0) << out;
+    ASSERT_TRUE(waitForShown(true));
+    EXPECT_EQ(texts((*state())["tags"]), (std::vector<std::string>{"gdbus", " ", "你好"}));
+    ASSERT_TRUE(waitFor([&] { return boardWindowVisible(); }));
+
+    // The screen's corner is backdrop, outside the board's card.
+    ASSERT_TRUE(moveTo({"3", "3"}));
+    ASSERT_TRUE(xdotool({"click", "1"}));
+    EXPECT_TRUE(waitForShown(false));
+    EXPECT_TRUE(selection().empty());
+}
+
+}  // namespace
+}  // namespace kernova::testing

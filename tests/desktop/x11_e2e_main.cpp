@@ -1,0 +1,26 @@
+// Entry point of the end-to-end tests: a private preferences folder, a private
+// Xvfb display for kernovad and the X tools (the test process itself stays on
+// the offscreen platform), inside the private session bus the test runner
+// gives every test.
+#include <gtest/gtest.h>
+
+#include <QGuiApplication>
+#include <cstdlib>
+
+#include "support_lib/temp_dir.h"
+#include "support_lib/xvfb.h"
+
+int main(int argc, char** argv) {
+    kernova::testing::TempDir prefs;
+    ::setenv("KERNOVA_PREFERENCES_DIR", prefs.path().c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", (prefs.path() / "xdg").c_str(), 1);
+    ::setenv("LANG", "en_US.UTF-8", 1);
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    ::testing::InitGoogleTest(&argc, argv);
+    if (::testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
+
+    kernova::testing::Xvfb xvfb;
+    if (xvfb.started()) ::setenv("KERNOVA_TEST_DISPLAY", xvfb.display().c_str(), 1);
+    QGuiApplication app(argc, argv);
+    return RUN_ALL_TESTS();
+}
