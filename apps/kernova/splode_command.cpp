@@ -49,6 +49,10 @@ std::optional<std::string> readClipboard(bool primary, std::string& error) {
 
 SplodeParse parseSplodeArguments(std::span<const std::string> args) {
     SplodeOptions options;
+    if (args.size() == 2 && args[0] == "--") {  // a text that may start with a dash
+        options.text = repairUtf8(args[1]);
+        return {options, {}};
+    }
     if (args.empty()) return {std::nullopt, "missing TEXT, -, --primary or --clipboard"};
     if (args.size() > 1) return {std::nullopt, "expected one argument (quote a text with spaces)"};
     const std::string& a = args[0];

@@ -15,7 +15,7 @@
 namespace kernova::cli {
 
 inline constexpr std::string_view kSplodeUsage =
-    "usage: kernova splode TEXT | - | --primary | --clipboard\n"
+    "usage: kernova splode [--] TEXT | - | --primary | --clipboard\n"
     "  -            read the text from standard input\n"
     "  --primary    the current X11 selection (PRIMARY)\n"
     "  --clipboard  the clipboard";

@@ -115,6 +115,8 @@ TEST(SplodeArguments, Sources) {
     EXPECT_EQ(source({"-"}), Source::standardInput);
     EXPECT_EQ(source({"--primary"}), Source::primary);
     EXPECT_EQ(source({"--clipboard"}), Source::clipboard);
+    EXPECT_EQ(parseSplodeArguments(std::vector<std::string>{"--", "--primary"}).options->text,
+              "--primary");
     EXPECT_EQ(parseSplodeArguments(std::vector<std::string>{"a\xff"}).options->text,
               "a\xef\xbf\xbd");
     for (std::vector<std::string> bad : {std::vector<std::string>{}, {"a", "b"}, {"--bogus"}}) {
