@@ -10,6 +10,7 @@
 #include "kernova/layout_command.h"
 #include "kernova/split_command.h"
 #ifdef KERNOVA_HAS_DESKTOP
+#include "kernova/render_command.h"
 #include "kernova/send_command.h"
 #include "kernova/splode_command.h"
 #endif
@@ -30,6 +31,7 @@ constexpr std::array kSubcommands{
 #ifdef KERNOVA_HAS_DESKTOP
     Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
     Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},
+    Subcommand{"render", "paint a text's tag board into a PNG image", kernova::cli::runRender},
 #endif
 };
 

@@ -1,0 +1,219 @@
+#include "kernova/render_command.h"
+
+#include <QByteArray>
+#include <QCoreApplication>
+#include <QFile>
+#include <QGuiApplication>
+#include <QSaveFile>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <istream>
+#include <ostream>
+
+#include "base/context.h"
+#include "base/notification_center.h"
+#include "base/paths.h"
+#include "base/virtual_run_loop.h"
+#include "desktop/ui/desktop_platform.h"
+#include "desktop/ui/painter.h"
+#include "kernova/split_command.h"
+
+namespace kernova::cli {
+namespace {
+
+constexpr std::string_view kRenderHelp =
+    "Splits TEXT into tags and paints the tag board, as the panel shows it, into\n"
+    "a PNG image of one pixel per point. Needs no display: the painting happens\n"
+    "offscreen. The tag font size is \"fontSize\" from the settings file.\n"
+    "\n"
+    "  --text TEXT    the text; \"-\" reads standard input (its final newline is\n"
+    "                 dropped)\n"
+    "  --width W      the board's width in points (default 375)\n"
+    "  --height H     the board's height in points (default: tall enough for\n"
+    "                 every tag); a shorter board shows the first lines only\n"
+    "  --out FILE     the PNG file to write, replaced as a whole or left alone\n"
+    "  --help         show this help\n"
+    "\n"
+    "Sizes are at most 16384 points. On success the written path is printed.\n";
+
+RenderParse fail(std::string message) {
+    return {std::nullopt, std::move(message)};
+}
+
+// The size, or an error message naming `flag`.
+std::optional<double> parseSide(const std::string& flag, const std::string& s, std::string& error) {
+    double value = 0;
+    const char* end = s.data() + s.size();
+    auto [ptr, ec] = std::from_chars(s.data(), end, value);
+    if (s.empty() || ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0) {
+        error = flag + " needs a positive number of points, not \"" + s + "\"";
+        return std::nullopt;
+    }
+    if (value > kMaxRenderSide) {
+        error = flag + " " + s +
+                " is too large: at most 16384 points (a larger image would exhaust memory)";
+        return std::nullopt;
+    }
+    return value;
+}
+
+// The value following the flag at `i`, which moves past it; absent at the end.
+const std::string* valueAfter(std::span<const std::string> args, std::size_t& i) {
+    if (i + 1 >= args.size()) return nullptr;
+    return &args[++i];
+}
+
+// A piped text usually ends with the newline of its last line, which is no part
+// of the text meant.
+std::string withoutFinalNewline(std::string text) {
+    if (text.ends_with("\r\n")) {
+        text.resize(text.size() - 2);
+    } else if (text.ends_with('\n')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+QString localPath(const std::string& path) {
+    return QFile::decodeName(QByteArray(path.data(), static_cast<qsizetype>(path.size())));
+}
+
+// Renders in a process that has a Qt GUI application.
+int renderInApplication(const RenderOptions& options, const std::string& text, std::ostream& out,
+                        std::ostream& err) {
+    VirtualClock clock;
+    VirtualRunLoop loop(clock);
+    InProcessSystemNotifications notifications;
+    Context context(loop, notifications, Paths{preferencesDirectory(processEnvironment()), {}});
+    std::unique_ptr<desktop::DesktopPlatform> desktop = desktop::makeDesktopPlatform(context);
+    ui::Application application(context, desktop->platform());
+    QImage image = renderBoardImage(application, text, options.width, options.height.value_or(0));
+    std::string error;
+    if (!writePng(image, options.out, error)) {
+        err << "kernova render: cannot write " << options.out << ": " << error << '\n';
+        return 1;
+    }
+    out << options.out << '\n';
+    out.flush();
+    return 0;
+}
+
+}  // namespace
+
+RenderParse parseRenderArguments(std::span<const std::string> args) {
+    RenderOptions options;
+    bool hasText = false;
+    bool hasOut = false;
+    std::string error;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (arg == "--help" || arg == "-h") {
+            options.help = true;
+            continue;
+        }
+        if (arg != "--text" && arg != "--width" && arg != "--height" && arg != "--out")
+            return fail(arg.starts_with('-') ? "unknown option " + arg
+                                             : "unexpected argument \"" + arg + "\"");
+        const std::string* value = valueAfter(args, i);
+        if (value == nullptr) return fail(arg + " needs a value");
+        if (arg == "--text") {
+            hasText = true;
+            options.text = *value;
+        } else if (arg == "--out") {
+            if (value->empty()) return fail("--out needs a file name");
+            hasOut = true;
+            options.out = *value;
+        } else {
+            std::optional<double> side = parseSide(arg, *value, error);
+            if (!side) return fail(error);
+            if (arg == "--width") {
+                options.width = *side;
+            } else {
+                options.height = side;
+            }
+        }
+    }
+    if (options.help) return {options, {}};
+    if (!hasText) return fail("missing --text (give \"-\" to read standard input)");
+    if (!hasOut) return fail("missing --out");
+    if (options.text == "-") options.text.reset();
+    return {options, {}};
+}
+
+std::shared_ptr<BoardOverlay> showBoard(ui::Application& application, std::string_view text,
+                                        double width, double height) {
+    auto overlay = BoardOverlay::show(application, text, ui::Rect(0, 0, width, height),
+                                      BoardOverlay::Style::plain);
+    application.layoutIfNeeded();
+    return overlay;
+}
+
+QImage renderBoard(BoardOverlay& overlay) {
+    ui::Window& window = overlay.window();
+    return desktop::renderWindow(window, window.frame().size, 1.0);
+}
+
+QImage renderBoardImage(ui::Application& application, std::string_view text, double width,
+                        double height) {
+    std::shared_ptr<BoardOverlay> overlay = showBoard(application, text, width, height);
+    QImage image = renderBoard(*overlay);
+    overlay->close();
+    return image;
+}
+
+bool writePng(const QImage& image, const std::string& path, std::string& error) {
+    // QSaveFile writes a sibling and renames it over `path` on commit only.
+    QSaveFile file(localPath(path));
+    if (!file.open(QIODevice::WriteOnly)) {
+        error = file.errorString().toStdString();
+        return false;
+    }
+    if (!image.save(&file, "PNG")) {
+        file.cancelWriting();
+        error = file.error() != QFileDevice::NoError ? file.errorString().toStdString()
+                                                     : "the PNG encoder failed";
+        return false;
+    }
+    if (!file.commit()) {
+        error = file.errorString().toStdString();
+        return false;
+    }
+    return true;
+}
+
+int runRender(std::span<const std::string> args, std::istream& in, std::ostream& out,
+              std::ostream& err) {
+    RenderParse parsed = parseRenderArguments(args);
+    if (!parsed.options) {
+        err << "kernova render: " << parsed.error << '\n' << kRenderUsage << '\n';
+        return 2;
+    }
+    const RenderOptions& options = *parsed.options;
+    if (options.help) {
+        out << kRenderUsage << "\n\n" << kRenderHelp;
+        return 0;
+    }
+    std::optional<std::string> input =
+        readCommandText(options.text, in, err, "render", "render it");
+    if (!input) return 1;
+    std::string text = options.text ? *input : withoutFinalNewline(std::move(*input));
+
+    if (QCoreApplication::instance() != nullptr) {
+        if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) {
+            err << "kernova render: this process runs Qt without a GUI; cannot paint\n";
+            return 1;
+        }
+        return renderInApplication(options, text, out, err);
+    }
+    // The painting is offscreen whatever the session: no display is needed.
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    desktop::prepareDesktopProcess();
+    int argc = 1;
+    char arg0[] = "kernova";
+    char* argv[] = {arg0, nullptr};
+    QGuiApplication qt(argc, argv);
+    return renderInApplication(options, text, out, err);
+}
+
+}  // namespace kernova::cli

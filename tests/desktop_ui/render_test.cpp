@@ -1,0 +1,187 @@
+// `kernova render`: the board painted offscreen (colours of selected and plain
+// tags, rounded corners), its arguments, and the PNG written as a whole.
+#include <QImage>
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "desktop_ui/desktop_ui_fixture.h"
+#include "kernova/render_command.h"
+#include "support_lib/temp_dir.h"
+
+namespace kernova::desktop::testing {
+namespace {
+
+using cli::parseRenderArguments;
+using cli::RenderParse;
+
+const QColor kSelectedBlue(74, 150, 247);
+
+std::size_t indexOf(const std::vector<BoardOverlay::TagState>& tags, const std::string& text) {
+    auto it = std::find_if(tags.begin(), tags.end(), [&](const auto& t) { return t.text == text; });
+    EXPECT_NE(it, tags.end()) << "no tag " << text;
+    return static_cast<std::size_t>(it - tags.begin());
+}
+
+// The bottom of the lowest tag plus the board's bottom inset.
+double fittedHeight(const std::vector<BoardOverlay::TagState>& tags) {
+    double bottom = 0;
+    for (const auto& tag : tags)
+        bottom = std::max(bottom, tag.frame.origin.y + tag.frame.size.height);
+    return bottom + GTagFlowView::kDefaultEdgeInsets.bottom;
+}
+
+using RenderTest = DesktopUiTest;
+
+TEST_F(RenderTest, PaintsSelectedAndPlainTagsWithRoundedCorners) {
+    auto overlay = cli::showBoard(app, "alpha beta gamma", 300, 0);
+    std::vector<BoardOverlay::TagState> tags = overlay->tagStates();
+    std::size_t beta = indexOf(tags, "beta");
+    std::size_t alpha = indexOf(tags, "alpha");
+    GTagFlowView& board = overlay->board();
+    board.didSelectItemAtIndexPath(*board.collectionView(), {0, static_cast<std::int64_t>(beta)});
+    clock.advance(1.0);  // past any selection animation
+    tags = overlay->tagStates();
+    ASSERT_EQ(tags[beta].selectionIndex, 1);
+
+    QImage image = cli::renderBoard(*overlay);
+    ASSERT_EQ(image.size(), QSize(300, static_cast<int>(std::ceil(fittedHeight(tags)))));
+    // Just inside the left edge at mid height: left of the text's glyphs.
+    auto inside = [&](const ui::Rect& f) {
+        return at(image, f.origin.x + 2.5, f.origin.y + f.size.height / 2);
+    };
+    const ui::Rect& selected = tags[beta].frame;
+    const ui::Rect& plain = tags[alpha].frame;
+    EXPECT_TRUE(near(inside(selected), kSelectedBlue));
+    EXPECT_TRUE(near(inside(plain), Qt::white));
+    // The frames' exact corners lie outside the 4-point radius: the card shows.
+    QColor selectedCorner = at(image, selected.origin.x, selected.origin.y);
+    QColor plainCorner = at(image, plain.origin.x, plain.origin.y);
+    EXPECT_FALSE(near(selectedCorner, kSelectedBlue, 30));
+    EXPECT_FALSE(near(plainCorner, Qt::white, 3));
+    EXPECT_TRUE(near(plainCorner, selectedCorner));
+    // Around the tags the card is opaque.
+    EXPECT_EQ(at(image, 2, 2).alpha(), 255);
+}
+
+TEST(RenderArguments, DefaultsAndStandardInput) {
+    std::vector<std::string> args{"--text", "hi there", "--out", "a.png"};
+    RenderParse parse = parseRenderArguments(args);
+    ASSERT_TRUE(parse.options) << parse.error;
+    EXPECT_EQ(parse.options->width, 375);
+    EXPECT_FALSE(parse.options->height);
+    EXPECT_EQ(parse.options->text, "hi there");
+    EXPECT_EQ(parse.options->out, "a.png");
+
+    args = {"--out", "b.png", "--height", "40.5", "--text", "-", "--width", "16384"};
+    parse = parseRenderArguments(args);
+    ASSERT_TRUE(parse.options) << parse.error;
+    EXPECT_FALSE(parse.options->text);  // standard input
+    EXPECT_EQ(parse.options->width, 16384);
+    EXPECT_EQ(parse.options->height, 40.5);
+
+    args = {"--help"};
+    parse = parseRenderArguments(args);
+    ASSERT_TRUE(parse.options);
+    EXPECT_TRUE(parse.options->help);
+}
+
+TEST(RenderArguments, RefusesBadSizesAndMissingArguments) {
+    auto errorOf = [](std::vector<std::string> args) {
+        RenderParse parse = parseRenderArguments(args);
+        EXPECT_FALSE(parse.options);
+        return parse.error;
+    };
+    for (std::string bad : {"", "abc", "0", "-3", "nan", "inf", "12px", "1e999"}) {
+        EXPECT_NE(errorOf({"--text", "a", "--out", "a.png", "--width", bad}).find("positive"),
+                  std::string::npos)
+            << bad;
+        EXPECT_NE(errorOf({"--text", "a", "--out", "a.png", "--height", bad}).find("--height"),
+                  std::string::npos)
+            << bad;
+    }
+    for (std::string big : {"16384.5", "100000", "1e300"}) {
+        EXPECT_NE(errorOf({"--text", "a", "--out", "a.png", "--width", big}).find("16384"),
+                  std::string::npos)
+            << big;
+    }
+    EXPECT_EQ(errorOf({"--text", "a"}), "missing --out");
+    EXPECT_NE(errorOf({"--out", "a.png"}).find("missing --text"), std::string::npos);
+    EXPECT_EQ(errorOf({"--text", "a", "--out"}), "--out needs a value");
+    EXPECT_EQ(errorOf({"--text", "a", "--out", "a.png", "--scale", "2"}), "unknown option --scale");
+    EXPECT_NE(errorOf({"--text", "a", "--out", "a.png", "extra"}).find("unexpected"),
+              std::string::npos);
+
+    std::istringstream in;
+    std::ostringstream out;
+    std::ostringstream err;
+    std::vector<std::string> args{"--text", "a", "--out", "a.png", "--width", "20000"};
+    EXPECT_EQ(cli::runRender(args, in, out, err), 2);
+    EXPECT_TRUE(out.str().empty());
+    EXPECT_NE(err.str().find(cli::kRenderUsage), std::string::npos);
+}
+
+struct CommandRun {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+CommandRun runCommand(std::vector<std::string> args, const std::string& input = {}) {
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    int status = cli::runRender(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
+TEST_F(RenderTest, WritesThePngAtTheRequestedOrFittedSize) {
+    kernova::testing::TempDir dir;
+    std::string sized = (dir / "sized.png").string();
+    CommandRun run =
+        runCommand({"--text", "你好 world", "--width", "200", "--height", "80", "--out", sized});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, sized + "\n");
+    QImage image(QString::fromStdString(sized));
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.size(), QSize(200, 80));
+
+    // Without a height the image is as tall as the content, measured as the
+    // board in this process measures it.
+    auto overlay = cli::showBoard(app, "你好 world", 375, 0);
+    int expected = static_cast<int>(std::ceil(fittedHeight(overlay->tagStates())));
+    std::string fitted = (dir / "fitted.png").string();
+    run = runCommand({"--text", "-", "--out", fitted}, "你好 world\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    QImage fromInput(QString::fromStdString(fitted));
+    EXPECT_EQ(fromInput.size(), QSize(375, expected));
+    // Standard input's final newline is no tag: the same board as the argument.
+    std::string fromArgument = (dir / "argument.png").string();
+    ASSERT_EQ(runCommand({"--text", "你好 world", "--out", fromArgument}).status, 0);
+    EXPECT_EQ(QImage(QString::fromStdString(fromArgument)), fromInput);
+    EXPECT_EQ(dir.entries(), (std::vector<std::string>{"argument.png", "fitted.png", "sized.png"}));
+}
+
+TEST_F(RenderTest, AFailedWriteExitsOneAndLeavesNoFile) {
+    kernova::testing::TempDir dir;
+    std::string path = (dir / "missing" / "r.png").string();
+    CommandRun run = runCommand({"--text", "hello", "--out", path});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(run.out.empty());
+    EXPECT_TRUE(run.err.starts_with("kernova render: cannot write " + path + ": ")) << run.err;
+    EXPECT_GT(run.err.size(), ("kernova render: cannot write " + path + ": \n").size());
+    EXPECT_TRUE(dir.entries().empty());
+
+    // A folder in the file's place: nothing replaces it, no sibling is left.
+    std::filesystem::create_directory(dir / "taken.png");
+    run = runCommand({"--text", "hello", "--out", (dir / "taken.png").string()});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "taken.png"));
+    EXPECT_EQ(dir.entries(), std::vector<std::string>{"taken.png"});
+}
+
+}  // namespace
+}  // namespace kernova::desktop::testing
