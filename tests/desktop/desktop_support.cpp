@@ -42,24 +42,30 @@ std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString&
     return static_cast<qint64>(reply.value());
 }
 
-std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
+namespace {
+
+// Calls a method of kernovad's debug interface without starting kernovad.
+template <class Result>
+std::optional<Result> debugCall(const QDBusConnection& bus, const char* method) {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QString::fromLatin1(desktop::kMessagesService), QString::fromLatin1(daemon::kDebugPath),
-        QString::fromLatin1(daemon::kDebugInterface), QStringLiteral("ReceivedMessages"));
+        QString::fromLatin1(daemon::kDebugInterface), QString::fromLatin1(method));
     call.setAutoStartService(false);
-    QDBusReply<QStringList> reply = bus.call(call, QDBus::Block, 5000);
+    QDBusReply<Result> reply = bus.call(call, QDBus::Block, 5000);
     if (!reply.isValid()) return std::nullopt;
     return reply.value();
 }
 
+}  // namespace
+
+std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
+    return debugCall<QStringList>(bus, "ReceivedMessages");
+}
+
 std::optional<nlohmann::json> boardState(const QDBusConnection& bus) {
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QString::fromLatin1(desktop::kMessagesService), QString::fromLatin1(daemon::kDebugPath),
-        QString::fromLatin1(daemon::kDebugInterface), QStringLiteral("BoardState"));
-    call.setAutoStartService(false);
-    QDBusReply<QString> reply = bus.call(call, QDBus::Block, 5000);
-    if (!reply.isValid()) return std::nullopt;
-    nlohmann::json state = nlohmann::json::parse(reply.value().toStdString(), nullptr, false);
+    std::optional<QString> reply = debugCall<QString>(bus, "BoardState");
+    if (!reply) return std::nullopt;
+    nlohmann::json state = nlohmann::json::parse(reply->toStdString(), nullptr, false);
     if (state.is_discarded()) return std::nullopt;
     return state;
 }

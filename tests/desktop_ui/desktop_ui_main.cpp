@@ -9,9 +9,7 @@
 
 int main(int argc, char** argv) {
     kernova::testing::TempDir prefs;
-    ::setenv("KERNOVA_PREFERENCES_DIR", prefs.path().c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (prefs.path() / "xdg").c_str(), 1);
-    ::setenv("LANG", "en_US.UTF-8", 1);
+    kernova::testing::usePrivateEnvironment(prefs);
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     ::testing::InitGoogleTest(&argc, argv);
     QApplication app(argc, argv);

@@ -12,10 +12,8 @@
 
 int main(int argc, char** argv) {
     kernova::testing::TempDir prefs;
-    ::setenv("KERNOVA_PREFERENCES_DIR", prefs.path().c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (prefs.path() / "xdg").c_str(), 1);
+    kernova::testing::usePrivateEnvironment(prefs);
     ::setenv("XDG_RUNTIME_DIR", prefs.path().c_str(), 1);
-    ::setenv("LANG", "en_US.UTF-8", 1);
     ::testing::InitGoogleTest(&argc, argv);
     if (::testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
 

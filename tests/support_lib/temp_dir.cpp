@@ -46,4 +46,10 @@ std::vector<std::string> TempDir::entries() const {
     return names;
 }
 
+void usePrivateEnvironment(const TempDir& dir) {
+    ::setenv("KERNOVA_PREFERENCES_DIR", dir.path().c_str(), 1);
+    ::setenv("XDG_CONFIG_HOME", (dir.path() / "xdg").c_str(), 1);
+    ::setenv("LANG", "en_US.UTF-8", 1);
+}
+
 }  // namespace kernova::testing

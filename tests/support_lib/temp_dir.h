@@ -27,4 +27,8 @@ class TempDir {
     std::filesystem::path path_;
 };
 
+// Points the process's settings at a private folder under `dir` and fixes the
+// locale, so that nothing reads or writes the developer's own settings.
+void usePrivateEnvironment(const TempDir& dir);
+
 }  // namespace kernova::testing
