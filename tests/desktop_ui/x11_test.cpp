@@ -1,5 +1,6 @@
 // Overlay windows on a real X server: they map, paint and take clicks that
-// the server delivers; the primary selection and the typing helper exist.
+// the server delivers, and show what lies beneath them without a compositor;
+// the primary selection and the typing helper exist.
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -7,9 +8,11 @@
 #include <QProcess>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QWidget>
 #include <QWindow>
 #include <functional>
 
+#include "desktop/ui/screen_behind.h"
 #include "desktop_ui/desktop_ui_fixture.h"
 #include "ui/control.h"
 
@@ -55,6 +58,38 @@ TEST_F(X11Test, OverlayMapsAboveAndPaintsTheWindow) {
         grabbed = QGuiApplication::primaryScreen()->grabWindow(0, 120, 120, 1, 1).toImage();
         return !grabbed.isNull() && near(grabbed.pixelColor(0, 0), Qt::red);
     }));
+}
+
+TEST_F(X11Test, WithoutACompositorTheOverlayShowsWhatLiesBeneath) {
+    // Xvfb runs no compositing manager: a translucent window alone would show
+    // black where it is transparent.
+    ASSERT_FALSE(windowsAreComposited());
+    QWidget beneath(nullptr, Qt::FramelessWindowHint);
+    beneath.setGeometry(200, 200, 100, 100);
+    beneath.setStyleSheet(QStringLiteral("background: rgb(0, 200, 0)"));
+    beneath.show();
+    auto greenOnScreen = [] {
+        QImage pixel = QGuiApplication::primaryScreen()->grabWindow(0, 250, 250, 1, 1).toImage();
+        return !pixel.isNull() && near(pixel.pixelColor(0, 0), QColor(0, 200, 0));
+    };
+    ASSERT_TRUE(waitFor(greenOnScreen));
+
+    auto window = makeWindow({0, 0, 1024, 768});
+    auto dim = std::make_shared<ui::View>(ui::Rect{0, 0, 1024, 768});
+    dim->setBackgroundColor(ui::Color{0, 0, 0, 0.5});
+    window->addSubview(dim);
+    host->sync();
+    OverlayWidget* widget = host->widgetFor(*window);
+    ASSERT_NE(widget, nullptr);
+    EXPECT_FALSE(widget->backdrop().isNull());
+    ASSERT_TRUE(
+        waitFor([&] { return widget->windowHandle() && widget->windowHandle()->isExposed(); }));
+    widget->repaint();
+    // The green window, dimmed by half, shows through the overlay.
+    ASSERT_TRUE(waitFor([&] {
+        QImage pixel = QGuiApplication::primaryScreen()->grabWindow(0, 250, 250, 1, 1).toImage();
+        return !pixel.isNull() && near(pixel.pixelColor(0, 0), QColor(0, 100, 0));
+    })) << "overlay does not show the window beneath";
 }
 
 TEST_F(X11Test, ClicksFromTheServerReachAButton) {

@@ -25,6 +25,10 @@ void OverlayWidget::paintEvent(QPaintEvent* event) {
     target.setCompositionMode(QPainter::CompositionMode_Source);
     // Painted off screen first so that blur views can read what lies beneath them.
     QImage canvas = makeCanvas(ui::Size{double(width()), double(height())}, devicePixelRatioF());
+    if (!backdrop_.isNull()) {
+        QPainter painter(&canvas);
+        painter.drawImage(QRectF(0, 0, width(), height()), backdrop_);
+    }
     if (window) {
         QPainter painter(&canvas);
         painter.translate(-screenOrigin_);

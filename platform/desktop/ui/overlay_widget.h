@@ -3,6 +3,7 @@
 // wheel and key events into the application's input.
 #pragma once
 
+#include <QImage>
 #include <QWidget>
 #include <cstdint>
 #include <functional>
@@ -29,6 +30,10 @@ class OverlayWidget final : public QWidget {
     std::shared_ptr<ui::Window> window() const { return window_.lock(); }
     // Where the widget's top-left lies in the toolkit's screen coordinates.
     void setScreenOrigin(QPointF origin) { screenOrigin_ = origin; }
+    // A picture of what lies beneath, painted under the window's tree (for
+    // screens where translucent windows are not composited); null for none.
+    void setBackdrop(QImage backdrop) { backdrop_ = std::move(backdrop); }
+    const QImage& backdrop() const { return backdrop_; }
     // Called after every input event handed to the application.
     void setInputHandler(std::function<void()> handler) { onInput_ = std::move(handler); }
 
@@ -55,6 +60,7 @@ class OverlayWidget final : public QWidget {
     std::weak_ptr<ui::Window> window_;
     Painter painter_;
     QPointF screenOrigin_;
+    QImage backdrop_;
     std::function<void()> onInput_;
     std::uint64_t fingerprint_ = 0;
     bool mouseDown_ = false;

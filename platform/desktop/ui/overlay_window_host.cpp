@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "desktop/ui/qt_convert.h"
+#include "desktop/ui/screen_behind.h"
 #include "desktop/ui/tree_fingerprint.h"
 
 namespace kernova::desktop {
@@ -122,6 +123,8 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
     if (auto shared = std::static_pointer_cast<ui::Window>(window.weak_from_this().lock())) {
         entry.widget = std::make_unique<OverlayWidget>(application_, shared);
         entry.widget->setInputHandler([this] { requestSync(); });
+        // Taken before the overlay appears, so that it shows what is beneath.
+        if (!windowsAreComposited()) entry.widget->setBackdrop(grabScreen(screenGeometry()));
     }
     entries_.push_back(std::move(entry));
     return entries_.back();
