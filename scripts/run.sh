@@ -24,7 +24,7 @@ shots=${KERNOVA_SCREENSHOT_DIR:-$root/build/screenshots}
 mkdir -p "$shots"
 shot=$shots/board-$(date +%Y%m%d-%H%M%S).png
 work=$(mktemp -d)
-log=$work/kernovad.log
+log=$root/build/kernovad.log
 
 private_pids=()
 cleanup() {
@@ -78,11 +78,12 @@ fi
 if debug ReceivedCount >/dev/null 2>&1; then
     echo "kernovad is already running on this session; using it"
 else
-    QT_QPA_PLATFORM=xcb "$kernovad" 2>"$log" &
+    # Its own session, away from this terminal's pipes and hang-up signal.
+    QT_QPA_PLATFORM=xcb setsid "$kernovad" </dev/null >"$log" 2>&1 &
     daemon_pid=$!
     if ((private_display)); then private_pids=("$daemon_pid" "${private_pids[@]}"); fi
     wait_for debug ReceivedCount || fail "kernovad did not start"
-    echo "Started kernovad (pid $daemon_pid)"
+    echo "Started kernovad (pid $daemon_pid); its log: $log"
 fi
 
 echo "Text: $sample"
