@@ -155,15 +155,9 @@ std::string formatLayoutJson(const BoardLayout& layout) {
 int runLayout(std::span<const std::string> args, std::istream& in, std::ostream& out,
               std::ostream& err) {
     LayoutParse parsed = parseLayoutArguments(args);
-    if (!parsed.options) {
-        err << "kernova layout: " << parsed.error << '\n' << kLayoutUsage << '\n';
-        return 2;
-    }
+    if (auto status = endsBeforeRunning(parsed, "layout", kLayoutUsage, kLayoutHelp, out, err))
+        return *status;
     const LayoutOptions& options = *parsed.options;
-    if (options.help) {
-        out << kLayoutUsage << "\n\n" << kLayoutHelp;
-        return 0;
-    }
     std::optional<std::string> input =
         readCommandText(options.text, in, err, "layout", "lay it out");
     if (!input) return 1;

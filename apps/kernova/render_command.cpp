@@ -185,15 +185,9 @@ bool writePng(const QImage& image, const std::string& path, std::string& error) 
 int runRender(std::span<const std::string> args, std::istream& in, std::ostream& out,
               std::ostream& err) {
     RenderParse parsed = parseRenderArguments(args);
-    if (!parsed.options) {
-        err << "kernova render: " << parsed.error << '\n' << kRenderUsage << '\n';
-        return 2;
-    }
+    if (auto status = endsBeforeRunning(parsed, "render", kRenderUsage, kRenderHelp, out, err))
+        return *status;
     const RenderOptions& options = *parsed.options;
-    if (options.help) {
-        out << kRenderUsage << "\n\n" << kRenderHelp;
-        return 0;
-    }
     std::optional<std::string> input =
         readCommandText(options.text, in, err, "render", "render it");
     if (!input) return 1;

@@ -138,15 +138,9 @@ std::optional<std::string> readCommandText(const std::optional<std::string>& tex
 int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& out,
              std::ostream& err) {
     SplitParse parsed = parseSplitArguments(args);
-    if (!parsed.options) {
-        err << "kernova split: " << parsed.error << '\n' << kSplitUsage << '\n';
-        return 2;
-    }
+    if (auto status = endsBeforeRunning(parsed, "split", kSplitUsage, kSplitHelp, out, err))
+        return *status;
     const SplitOptions& options = *parsed.options;
-    if (options.help) {
-        out << kSplitUsage << "\n\n" << kSplitHelp;
-        return 0;
-    }
     std::optional<std::string> text = readCommandText(options.text, in, err, "split", "split it");
     if (!text) return 1;
     std::vector<GSplodeItem> items = split(options, *text);

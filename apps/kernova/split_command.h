@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <optional>
+#include <ostream>
 #include <span>
 #include <string>
 #include <string_view>
@@ -43,6 +44,24 @@ std::string jsonStringLiteral(std::string_view text);
 std::string formatPlain(const std::vector<GSplodeItem>& items);
 // One JSON array of {"text": ..., "symbol": ...}, followed by a newline.
 std::string formatJson(const std::vector<GSplodeItem>& items);
+
+// The start every subcommand shares, given the result of its parser: a parse
+// error prints the message and the usage on `err` (status 2); --help prints
+// the usage, then `help` when there is one, on `out` (status 0). Absent when
+// the command goes on with *parsed.options.
+template <class Parse>
+std::optional<int> endsBeforeRunning(const Parse& parsed, std::string_view command,
+                                     std::string_view usage, std::string_view help,
+                                     std::ostream& out, std::ostream& err) {
+    if (!parsed.options) {
+        err << "kernova " << command << ": " << parsed.error << '\n' << usage << '\n';
+        return 2;
+    }
+    if (!parsed.options->help) return std::nullopt;
+    out << usage << '\n';
+    if (!help.empty()) out << '\n' << help;
+    return 0;
+}
 
 // Reads all of `in`; absent when it holds more than `limit` bytes.
 std::optional<std::string> readLimited(std::istream& in, std::size_t limit);

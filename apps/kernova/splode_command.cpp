@@ -108,15 +108,9 @@ std::optional<std::string> readSystemSelection(bool primary, std::string& error)
 int runSplode(std::span<const std::string> args, std::istream& in, std::ostream& out,
               std::ostream& err) {
     SplodeParse parse = parseSplodeArguments(args);
-    if (!parse.options) {
-        err << "kernova splode: " << parse.error << '\n' << kSplodeUsage << '\n';
-        return 2;
-    }
+    if (auto status = endsBeforeRunning(parse, "splode", kSplodeUsage, {}, out, err))
+        return *status;
     const SplodeOptions& options = *parse.options;
-    if (options.help) {
-        out << kSplodeUsage << '\n';
-        return 0;
-    }
     std::optional<std::string> text;
     std::string error;
     switch (options.source) {
