@@ -15,9 +15,13 @@
 #include "base/notification_center.h"
 #include "base/paths.h"
 #include "base/virtual_run_loop.h"
-#include "desktop/ui/desktop_platform.h"
+#include "desktop/ui/image_codec.h"
 #include "desktop/ui/painter.h"
+#include "desktop/ui/text_measurer.h"
 #include "kernova/split_command.h"
+#include "sim/pasteboard.h"
+#include "sim/services.h"
+#include "ui/platform.h"
 
 namespace kernova::cli {
 namespace {
@@ -79,6 +83,26 @@ QString localPath(const std::string& path) {
     return QFile::decodeName(QByteArray(path.data(), static_cast<qsizetype>(path.size())));
 }
 
+// What a still rendering needs of a platform: Qt's text measurement and image
+// codec. The services it never calls (clipboard, dialogs, keyboard, URLs) are
+// the simulated device's inert in-memory ones; the look is the light one.
+struct StillServices {
+    explicit StillServices(RunLoop& loop, ui::Size size)
+        : presenter(loop), screen{ui::Rect(0, 0, size.width, size.height), 1.0} {}
+
+    desktop::QtTextMeasurer measurer;
+    desktop::QtImageCodec codec;
+    sim::SimPasteboard pasteboard;
+    sim::SimPresenter presenter;
+    sim::SimHaptic haptic;
+    sim::SimKeyboard keyboard;
+    sim::SimAppearance appearance;
+    sim::SimUrlOpener urlOpener;
+    ui::Screen screen;
+    ui::Platform platform{measurer, codec,    pasteboard, presenter, nullptr,
+                          haptic,   keyboard, appearance, urlOpener, screen};
+};
+
 // Renders in a process that has a Qt GUI application.
 int renderInApplication(const RenderOptions& options, const std::string& text, std::ostream& out,
                         std::ostream& err) {
@@ -86,8 +110,8 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
     VirtualRunLoop loop(clock);
     InProcessSystemNotifications notifications;
     Context context(loop, notifications, Paths{preferencesDirectory(processEnvironment()), {}});
-    std::unique_ptr<desktop::DesktopPlatform> desktop = desktop::makeDesktopPlatform(context);
-    ui::Application application(context, desktop->platform());
+    StillServices services(loop, ui::Size{options.width, options.height.value_or(0)});
+    ui::Application application(context, services.platform);
     QImage image = renderBoardImage(application, text, options.width, options.height.value_or(0));
     std::string error;
     if (!writePng(image, options.out, error)) {
@@ -202,7 +226,6 @@ int runRender(std::span<const std::string> args, std::istream& in, std::ostream&
     }
     // The painting is offscreen whatever the session: no display is needed.
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    desktop::prepareDesktopProcess();
     int argc = 1;
     char arg0[] = "kernova";
     char* argv[] = {arg0, nullptr};
