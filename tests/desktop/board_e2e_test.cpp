@@ -1,7 +1,8 @@
 // The whole path on a real X server: kernovad on a private Xvfb display, the
 // board opened by `kernova splode` and by the stock gdbus tool, tags picked
 // with the mouse through xdotool, the board closed by Escape and by a click
-// outside it. The board's state is read through kernovad's debug query.
+// outside it; and the hotkey's command on another application's selection. The board's state is
+// read through kernovad's debug query.
 #include <gtest/gtest.h>
 
 #include <QProcess>
@@ -162,6 +163,30 @@ TEST_F(BoardEndToEnd, AStockDBusClientOpensItAndAClickOutsideClosesIt) {
     ASSERT_TRUE(xdotool({"click", "1"}));
     EXPECT_TRUE(waitForShown(false));
     EXPECT_TRUE(selection().empty());
+}
+
+TEST_F(BoardEndToEnd, TheHotkeyCommandOpensThePrimarySelection) {
+    if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
+    // Another application owns the PRIMARY selection, as after the user
+    // selects text in it.
+    QProcess owner;
+    owner.setProcessEnvironment(env_);
+    owner.start(QStringLiteral("xclip"), {"-quiet", "-selection", "primary"});
+    ASSERT_TRUE(owner.waitForStarted());
+    owner.write(QString::fromUtf8("selected 文字").toUtf8());
+    owner.closeWriteChannel();
+    ASSERT_TRUE(waitFor([&] {
+        return run(QStringLiteral("xclip"), {"-o", "-selection", "primary"}).second ==
+               "selected 文字";
+    }));
+    auto [status, out] = run(desktopCliPath(), {"splode", "--primary"});
+    EXPECT_EQ(status, 0) << out;
+    EXPECT_TRUE(waitForShown(true));
+    auto shown = state();
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(texts((*shown)["tags"]), (std::vector<std::string>{"selected", " ", "文字"}));
+    owner.kill();
+    owner.waitForFinished();
 }
 
 }  // namespace
