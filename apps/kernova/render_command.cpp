@@ -112,7 +112,14 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
     Context context(loop, notifications, Paths{preferencesDirectory(processEnvironment()), {}});
     StillServices services(loop, ui::Size{options.width, options.height.value_or(0)});
     ui::Application application(context, services.platform);
-    QImage image = renderBoardImage(application, text, options.width, options.height.value_or(0));
+    std::shared_ptr<BoardOverlay> overlay =
+        showBoard(application, text, options.width, options.height.value_or(0));
+    const double height = overlay->window().frame().size.height;
+    if (height > kMaxRenderSide)
+        err << "kernova render: the board is " << std::ceil(height)
+            << " points tall; the image shows its first " << kMaxRenderSide << '\n';
+    QImage image = renderBoard(*overlay);
+    overlay->close();
     std::string error;
     if (!writePng(image, options.out, error)) {
         err << "kernova render: cannot write " << options.out << ": " << error << '\n';

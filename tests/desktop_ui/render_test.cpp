@@ -165,6 +165,18 @@ TEST_F(RenderTest, WritesThePngAtTheRequestedOrFittedSize) {
     EXPECT_EQ(dir.entries(), (std::vector<std::string>{"argument.png", "fitted.png", "sized.png"}));
 }
 
+TEST_F(RenderTest, ABoardTallerThanTheLargestImageIsCutWithAWarning) {
+    kernova::testing::TempDir dir;
+    std::string text;
+    for (int i = 0; i < 500; ++i)
+        text += "w ";  // one tag per line on a narrow board: far beyond 16384 points
+    std::string path = (dir / "tall.png").string();
+    CommandRun run = runCommand({"--text", text, "--width", "50", "--out", path});
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_NE(run.err.find("the image shows its first 16384"), std::string::npos) << run.err;
+    EXPECT_EQ(QImage(QString::fromStdString(path)).size(), QSize(50, 16384));
+}
+
 TEST_F(RenderTest, AFailedWriteExitsOneAndLeavesNoFile) {
     kernova::testing::TempDir dir;
     std::string path = (dir / "missing" / "r.png").string();
