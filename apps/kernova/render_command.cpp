@@ -68,17 +68,6 @@ const std::string* valueAfter(std::span<const std::string> args, std::size_t& i)
     return &args[++i];
 }
 
-// A piped text usually ends with the newline of its last line, which is no part
-// of the text meant.
-std::string withoutFinalNewline(std::string text) {
-    if (text.ends_with("\r\n")) {
-        text.resize(text.size() - 2);
-    } else if (text.ends_with('\n')) {
-        text.pop_back();
-    }
-    return text;
-}
-
 QString localPath(const std::string& path) {
     return QFile::decodeName(QByteArray(path.data(), static_cast<qsizetype>(path.size())));
 }

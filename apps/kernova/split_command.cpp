@@ -110,6 +110,15 @@ std::string formatJson(const std::vector<GSplodeItem>& items) {
     return array.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
+std::string withoutFinalNewline(std::string text) {
+    if (text.ends_with("\r\n")) {
+        text.resize(text.size() - 2);
+    } else if (text.ends_with('\n')) {
+        text.pop_back();
+    }
+    return text;
+}
+
 std::optional<std::string> readLimited(std::istream& in, std::size_t limit) {
     std::string data;
     char buffer[1 << 16];

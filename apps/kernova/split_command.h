@@ -63,6 +63,10 @@ std::optional<int> endsBeforeRunning(const Parse& parsed, std::string_view comma
     return 0;
 }
 
+// Drops the newline (or CR LF) that ends the last line of a piped text: it is
+// no part of what the user meant.
+std::string withoutFinalNewline(std::string text);
+
 // Reads all of `in`; absent when it holds more than `limit` bytes.
 std::optional<std::string> readLimited(std::istream& in, std::size_t limit);
 // The text a command works on: `text` when given, else standard input (at most

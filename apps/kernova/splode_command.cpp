@@ -20,17 +20,6 @@ bool hasEnvironment(const char* name) {
     return value != nullptr && *value != '\0';
 }
 
-// A piped text usually ends with the newline of its last line, which is no part
-// of what the user meant.
-std::string withoutFinalNewline(std::string text) {
-    if (text.ends_with("\r\n")) {
-        text.resize(text.size() - 2);
-    } else if (text.ends_with('\n')) {
-        text.pop_back();
-    }
-    return text;
-}
-
 std::optional<std::string> readClipboard(bool primary, std::string& error) {
     QClipboard* clipboard = QGuiApplication::clipboard();
     if (clipboard == nullptr) {
