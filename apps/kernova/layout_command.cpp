@@ -46,11 +46,8 @@ LayoutParse fail(std::string message) {
 }
 
 std::optional<double> parseWidth(const std::string& s) {
-    double value = 0;
-    const char* end = s.data() + s.size();
-    auto [ptr, ec] = std::from_chars(s.data(), end, value);
-    if (s.empty() || ec != std::errc() || ptr != end || !std::isfinite(value)) return std::nullopt;
-    if (value <= 0 || value > kMaxWidth) return std::nullopt;
+    std::optional<double> value = parsePositiveNumber(s);
+    if (value && *value > kMaxWidth) return std::nullopt;
     return value;
 }
 
@@ -66,10 +63,6 @@ std::string number(double value) {
         text.pop_back();
     if (text.back() == '.') text.pop_back();
     return text == "-0" ? "0" : text;
-}
-
-std::string jsonStringLiteral(const std::string& text) {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace
@@ -111,8 +104,7 @@ BoardLayout layoutText(const Context& context, const ui::TextMeasurer& measurer,
     auto items = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
     BoardLayout result;
     result.tags.reserve(items.size());
-    TagLineMetrics metrics{GTagFlowView::kDefaultEdgeInsets, GTagFlowView::kDefaultLineSpacing,
-                           GTagFlowView::kDefaultInteritemSpacing, width};
+    TagLineMetrics metrics = GTagFlowView::defaultLineMetrics(width);
     auto sizeAt = [&](std::int64_t i) { return items[static_cast<std::size_t>(i)]->itemSize(); };
     auto emit = [&](std::int64_t i, const ui::Rect& frame) {
         result.tags.push_back({items[static_cast<std::size_t>(i)]->text(), frame});

@@ -5,7 +5,6 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QSaveFile>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <istream>
@@ -47,14 +46,12 @@ RenderParse fail(std::string message) {
 
 // The size, or an error message naming `flag`.
 std::optional<double> parseSide(const std::string& flag, const std::string& s, std::string& error) {
-    double value = 0;
-    const char* end = s.data() + s.size();
-    auto [ptr, ec] = std::from_chars(s.data(), end, value);
-    if (s.empty() || ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0) {
+    std::optional<double> value = parsePositiveNumber(s);
+    if (!value) {
         error = flag + " needs a positive number of points, not \"" + s + "\"";
         return std::nullopt;
     }
-    if (value > kMaxRenderSide) {
+    if (*value > kMaxRenderSide) {
         error = flag + " " + s +
                 " is too large: at most 16384 points (a larger image would exhaust memory)";
         return std::nullopt;

@@ -1,6 +1,7 @@
 #include "kernova/split_command.h"
 
 #include <charconv>
+#include <cmath>
 #include <istream>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -108,6 +109,15 @@ std::string formatJson(const std::vector<GSplodeItem>& items) {
         array.push_back({{"text", item.text}, {"symbol", item.isSymbolOrEmoji}});
     }
     return array.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::optional<double> parsePositiveNumber(const std::string& s) {
+    double value = 0;
+    const char* end = s.data() + s.size();
+    auto [ptr, ec] = std::from_chars(s.data(), end, value);
+    if (s.empty() || ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0)
+        return std::nullopt;
+    return value;
 }
 
 std::string withoutFinalNewline(std::string text) {

@@ -63,6 +63,10 @@ std::optional<int> endsBeforeRunning(const Parse& parsed, std::string_view comma
     return 0;
 }
 
+// A finite number above zero written as the whole of `s` ("12", "1.5e2");
+// absent for anything else.
+std::optional<double> parsePositiveNumber(const std::string& s);
+
 // Drops the newline (or CR LF) that ends the last line of a piped text: it is
 // no part of what the user meant.
 std::string withoutFinalNewline(std::string text);

@@ -14,6 +14,7 @@
 
 #include "board/tag_collection_view_layout.h"
 #include "board/tag_flow_item.h"
+#include "board/tag_flow_pass.h"
 #include "ui/application.h"
 #include "ui/collection_view.h"
 #include "ui/gestures.h"
@@ -35,6 +36,10 @@ class GTagFlowView : public ui::View,
     static constexpr double kDefaultLineSpacing = 10.0;
     static constexpr double kDefaultInteritemSpacing = 4.0;
     static constexpr ui::EdgeInsets kDefaultEdgeInsets{15.0, 10.0, 15.0, 10.0};
+    // The line pass's metrics of a new board `width` wide.
+    static constexpr TagLineMetrics defaultLineMetrics(double width) {
+        return {kDefaultEdgeInsets, kDefaultLineSpacing, kDefaultInteritemSpacing, width};
+    }
 
     using HeightChangedBlock = std::function<void(double viewHeight, double contentHeight)>;
     using SelectedChangedBlock = std::function<void(bool hasSelection)>;

@@ -15,8 +15,7 @@ ui::Color cardColor(bool dark) {
 }
 
 double contentHeightOf(const std::vector<GTagFlowItemRef>& items, double width) {
-    TagLineMetrics metrics{GTagFlowView::kDefaultEdgeInsets, GTagFlowView::kDefaultLineSpacing,
-                           GTagFlowView::kDefaultInteritemSpacing, width};
+    TagLineMetrics metrics = GTagFlowView::defaultLineMetrics(width);
     auto sizeAt = [&](std::int64_t i) { return items[static_cast<std::size_t>(i)]->itemSize(); };
     auto content = layoutTagLines(static_cast<std::int64_t>(items.size()), metrics, sizeAt,
                                   [](std::int64_t, const ui::Rect&) {});
