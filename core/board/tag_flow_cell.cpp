@@ -112,9 +112,9 @@ void GTagFlowCell::longPress(ui::GestureRecognizer& recognizer) {
 
 void GTagFlowCell::playHaptic() {
     SettingsSnapshot settings = readSettings(application_.context());
-    if (!settings.has("vibrateSwitch") || !settings.boolean("vibrateSwitch")) return;
+    if (!settings.get(settings_key::kVibrateSwitch)) return;
     application_.platform().haptic.playSystemSound(
-        static_cast<std::uint32_t>(settings.vibrateSoundId()));
+        static_cast<std::uint32_t>(settings.get(settings_key::kVibrate)));
 }
 
 void GTagFlowCell::presentEditor() {

@@ -17,11 +17,8 @@ GTagFlowAppearance::GTagFlowAppearance(std::int64_t fontSize)
       itemHeight(static_cast<double>(fontSize + static_cast<std::int64_t>(kTextPadding))) {}
 
 std::shared_ptr<GTagFlowAppearance> GTagFlowAppearance::create(const Context& context) {
-    std::int64_t size = readSettings(context).integer("fontSize");
-    // Extreme values would overflow the height sum; no real font is that large.
-    if (size == 0 || size > (std::int64_t{1} << 40) || size < -(std::int64_t{1} << 40))
-        size = kDefaultFontSize;
-    return std::make_shared<GTagFlowAppearance>(size);
+    // The table keeps the size in a range that gives visible, finite tags.
+    return std::make_shared<GTagFlowAppearance>(readSettings(context).get(settings_key::kFontSize));
 }
 
 GTagFlowItem::GTagFlowItem(const Context& context, const ui::TextMeasurer& measurer)

@@ -23,14 +23,13 @@ namespace kernova {
 // font) are optional: a cleared one leaves a reused cell's previous value.
 class GTagFlowAppearance {
   public:
-    // The font size used when "fontSize" is missing or 0.
-    static constexpr std::int64_t kDefaultFontSize = 12;
     // Room around the text: tags are this much wider than their text, and
     // itemHeight is the font size plus this.
     static constexpr double kTextPadding = 18.0;
 
     // A new appearance with the defaults; reads "fontSize" from the settings
-    // file now (once per appearance, never cached).
+    // file now (once per appearance, never cached): 12 when missing or 0, and
+    // kept within the key's range.
     static std::shared_ptr<GTagFlowAppearance> create(const Context& context);
     explicit GTagFlowAppearance(std::int64_t fontSize);
 

@@ -34,7 +34,7 @@ GTagFlowView::GTagFlowView(ui::Application& application, const ui::Rect& frame)
         kTagFlowCellIdentifier);
     addSubview(collectionView_);
     selectItems_.clear();
-    orderCopy_ = readSettings(application_.context()).boolean("orderCopy");
+    orderCopy_ = readSettings(application_.context()).get(settings_key::kOrderCopy);
 }
 
 GTagFlowView::~GTagFlowView() {
@@ -134,7 +134,8 @@ void GTagFlowView::addSelectLayout(const GTagFlowItemRef& item) {
 
 std::optional<std::string> GTagFlowView::getNewTextOrderByAdding(bool byAdding) const {
     const std::vector<GTagFlowItemRef> source = byAdding ? selectItems_ : flowDatas_;
-    const bool spaceCompletion = readSettings(application_.context()).boolean("spaceCompletion");
+    const bool spaceCompletion =
+        readSettings(application_.context()).get(settings_key::kSpaceCompletion);
     std::optional<std::string> result;
     std::optional<std::string> previous;
     for (std::size_t i = 0; i < source.size(); ++i) {
@@ -282,9 +283,9 @@ bool GTagFlowView::inRange(const std::optional<ui::IndexPath>& indexPath) const 
 
 void GTagFlowView::playTapHaptic() {
     SettingsSnapshot settings = readSettings(application_.context());
-    if (!settings.has("vibrateSwitch") || !settings.boolean("vibrateSwitch")) return;
+    if (!settings.get(settings_key::kVibrateSwitch)) return;
     application_.platform().haptic.playSystemSound(
-        static_cast<std::uint32_t>(settings.vibrateSoundId()));
+        static_cast<std::uint32_t>(settings.get(settings_key::kVibrate)));
 }
 
 void GTagFlowView::notifySelectedChanged() {

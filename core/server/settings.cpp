@@ -8,22 +8,6 @@ namespace {
 
 using namespace settings_key;
 
-// The defaults that differ from NO, 0 and absent.
-const Dictionary& defaultsTable() {
-    static const Dictionary table = {
-        {kSystemMenu, Value(true)},
-        {kWechatMenu, Value(true)},
-        {kQqMenu, Value(true)},
-        {kStyle, Value(0)},
-        {kLongPress, Value("translateText:")},
-        {kSearchEngine, Value("https://www.google.com/search?q=%s")},
-        {kApiKey, Value("")},
-        {kSecretKey, Value("")},
-        {kLanguageType, Value("CHN_ENG")},
-    };
-    return table;
-}
-
 std::string titleOr(const Value& v, const char* fallback) {
     auto s = v.stringValue();
     return s && !s->empty() ? *s : std::string(fallback);
@@ -31,29 +15,12 @@ std::string titleOr(const Value& v, const char* fallback) {
 
 }  // namespace
 
-const Value& settingDefault(std::string_view key) {
-    static const Value absent;
-    const Dictionary& table = defaultsTable();
-    auto it = table.find(key);
-    return it == table.end() ? absent : it->second;
-}
-
-const Value& SettingsSnapshot::value(std::string_view key) const {
-    const Value& v = dict_[key];
-    return v.isAbsent() ? settingDefault(key) : v;
-}
-
 std::string SettingsSnapshot::generalMenuTitle() const {
-    return titleOr(dict_[kCustomMenuName], "Kernova");
+    return titleOr(stored(kCustomMenuName), "Kernova");
 }
 
 std::string SettingsSnapshot::chatMenuTitle() const {
-    return titleOr(dict_[kCustomMenuName], "Splode");
-}
-
-std::int64_t SettingsSnapshot::vibrateSoundId() const {
-    std::int64_t id = dict_[kVibrate].integerValue();
-    return id == 0 ? 1519 : id;
+    return titleOr(stored(kCustomMenuName), "Splode");
 }
 
 SettingsSnapshot readSettings(const Context& context) {
@@ -67,14 +34,30 @@ SaveResult updateSettings(const Context& context, const std::function<void(Dicti
     return savePropertyList(context.paths().settingsFile(), Value(std::move(dict)));
 }
 
+SaveResult writeSetting(const Context& context, const SettingKey& key, const Value& value) {
+    const bool fits = (key.type == SettingType::boolean && value.type() == Value::Type::boolean) ||
+                      (key.type == SettingType::integer && value.type() == Value::Type::integer) ||
+                      (key.type == SettingType::string && value.isString());
+    if (!fits)
+        return {false, "\"" + std::string(key.name) + "\" takes " + settingValuesDescription(key)};
+    const std::filesystem::path& file = context.paths().settingsFile();
+    Value current = loadDictionary(file);
+    std::error_code ec;
+    if (current.isAbsent() && std::filesystem::exists(file, ec))
+        return {false, file.string() + " is not a readable settings file; fix or remove it first"};
+    Dictionary dict = current.asDictionary() ? *current.asDictionary() : Dictionary{};
+    dict[std::string(key.name)] = value;
+    return savePropertyList(file, Value(std::move(dict)));
+}
+
 void ReloadPrefs(Context& context) {
     SettingsGlobals& g = context.settings();
-    Value prefs = loadDictionary(context.paths().settingsFile());
-    g.tweakEnabled = prefs[kEnabled].boolValue();
-    g.watchClipboard = prefs[kWatchClipboard].boolValue();
-    g.applistFlag = prefs[kApplistFlag].integerValue();
-    g.customMenuName = prefs[kCustomMenuName];
-    g.menuType = prefs[kMenuType].integerValue();
+    SettingsSnapshot prefs = readSettings(context);
+    g.tweakEnabled = prefs.get(kEnabled);
+    g.watchClipboard = prefs.get(kWatchClipboard);
+    g.applistFlag = prefs.get(kApplistFlag);
+    g.customMenuName = prefs.stored(kCustomMenuName);
+    g.menuType = prefs.get(kMenuType);
 
     std::error_code ec;
     std::filesystem::path list = context.paths().enabledAppsFile();
@@ -99,8 +82,9 @@ void ReloadPrefs(Context& context) {
 
 void LoadSettings(Context& context) {
     SettingsGlobals& g = context.settings();
-    g.pref = loadDictionary(context.paths().settingsFile());
-    g.enabled = g.pref[kEnabled].boolValue();
+    SettingsSnapshot prefs = readSettings(context);
+    g.enabled = prefs.get(kEnabled);
+    g.pref = prefs.dictionary();
     if (g.releaseSelectionBar) {
         g.releaseSelectionBar();
         g.isFirstLoad = true;

@@ -13,6 +13,7 @@
 #include "base/context.h"
 #include "base/plist.h"
 #include "base/value.h"
+#include "server/settings_keys.h"
 
 namespace kernova {
 
@@ -20,71 +21,39 @@ namespace kernova {
 inline constexpr const char* kReloadPreferencesNotification =
     "fun.quorle.kernova/ReloadPreferences";
 
-// The keys of the settings file.
-namespace settings_key {
-inline constexpr const char* kEnabled = "enabled";
-inline constexpr const char* kWatchClipboard = "watchClipboard";
-inline constexpr const char* kApplistFlag = "applistFlag";
-inline constexpr const char* kMenuType = "menuType";
-inline constexpr const char* kCustomMenuName = "customMenuName";
-inline constexpr const char* kSystemMenu = "systemMenu";
-inline constexpr const char* kWechatMenu = "wechatMenu";
-inline constexpr const char* kQqMenu = "qqMenu";
-inline constexpr const char* kStyle = "style";
-inline constexpr const char* kNotification = "notification";
-inline constexpr const char* kNotifyFlag = "notifyFlag";
-inline constexpr const char* kPopButton = "popButton";
-inline constexpr const char* kButtonSize = "buttonSize";
-inline constexpr const char* kEdgeDistance = "edgeDistance";
-inline constexpr const char* kVerticalPosition = "verticalPosition";
-inline constexpr const char* kHorizontalPosition = "horizontalPosition";
-inline constexpr const char* kLongPress = "longPress";
-inline constexpr const char* kVibrateSwitch = "vibrateSwitch";
-inline constexpr const char* kVibrate = "vibrate";
-inline constexpr const char* kSpaceCompletion = "spaceCompletion";
-inline constexpr const char* kHistoryCount = "historyCount";
-inline constexpr const char* kBackground = "background";
-inline constexpr const char* kSearchEngine = "SearchEngine";
-inline constexpr const char* kTranslationService = "TranslationService";
-inline constexpr const char* kTranslationAlert = "TranslationAlert";
-inline constexpr const char* kTranslateStyle = "translateStyle";
-inline constexpr const char* kLanguageSelect = "languageSelect";
-inline constexpr const char* kOcrMenuName = "ocrMenuName";
-inline constexpr const char* kOcrApiType = "ocrApiType";
-inline constexpr const char* kApiKey = "APIKey";
-inline constexpr const char* kSecretKey = "SecretKey";
-inline constexpr const char* kLanguageType = "languageType";
-}  // namespace settings_key
-
 // The key of the enabled-applications list that holds the application ids.
 inline constexpr const char* kEnabledAppsKey = "Enabled";
 
-// The value a key reads as when the file lacks it; absent when the key has no
-// default of its own (a boolean then reads NO, a number 0, a string absent).
-const Value& settingDefault(std::string_view key);
-
-// The settings as read at one moment; every read applies the key's default.
+// The settings as read at one moment; every read goes through the key table
+// (settings_keys.h), which applies the key's default and range.
 class SettingsSnapshot {
   public:
     explicit SettingsSnapshot(Value dictionary) : dict_(std::move(dictionary)) {}
 
     const Value& dictionary() const { return dict_; }
-    bool has(std::string_view key) const { return !dict_[key].isAbsent(); }
-    // The stored value, or the key's default when missing.
-    const Value& value(std::string_view key) const;
-    bool boolean(std::string_view key) const { return value(key).boolValue(); }
-    std::int64_t integer(std::string_view key) const { return value(key).integerValue(); }
-    double real(std::string_view key) const { return value(key).doubleValue(); }
-    std::optional<std::string> string(std::string_view key) const {
-        return value(key).stringValue();
+    // The value as it stands in the file, absent when missing.
+    template <class T>
+    const Value& stored(Setting<T> key) const {
+        return dict_[key.name()];
     }
+    template <class T>
+    bool has(Setting<T> key) const {
+        return !stored(key).isAbsent();
+    }
+    bool get(Setting<bool> key) const { return readBooleanSetting(key.key(), stored(key)); }
+    std::int64_t get(Setting<std::int64_t> key) const {
+        return readIntegerSetting(key.key(), stored(key));
+    }
+    std::string get(Setting<std::string> key) const {
+        return readStringSetting(key.key(), stored(key));
+    }
+    // Any key of the table, as a typed value.
+    Value get(const SettingKey& key) const { return readSetting(key, dict_[key.name]); }
 
     // The selection menu's title: "customMenuName", or "Kernova" when missing or empty.
     std::string generalMenuTitle() const;
     // The chat applications' menu title: "customMenuName", or "Splode" when missing or empty.
     std::string chatMenuTitle() const;
-    // The haptic sound: "vibrate", where 0 or missing means 1519.
-    std::int64_t vibrateSoundId() const;
 
   private:
     Value dict_;
@@ -95,6 +64,12 @@ SettingsSnapshot readSettings(const Context& context);
 // Rewrites the settings file whole and atomically with `change` applied to its
 // current content (an unreadable file starts from an empty dictionary).
 SaveResult updateSettings(const Context& context, const std::function<void(Dictionary&)>& change);
+
+// Writes one key, checked against the table, into the settings file, whole and
+// atomically, keeping the other keys. Refuses (and leaves the file as it is)
+// when `value` has not the key's type, or when the file exists but cannot be
+// read as a settings dictionary: writing would lose what it holds.
+SaveResult writeSetting(const Context& context, const SettingKey& key, const Value& value);
 
 // Refreshes tweakEnabled, watchClipboard, applistFlag, customMenuName, menuType
 // and applistWhite from the files.

@@ -42,6 +42,14 @@ TEST_F(ItemTest, FontSizeComesFromTheSettingsFileAtCreation) {
     EXPECT_EQ(item("abc")->itemSize().height, 30);
     setSetting("fontSize", "not a number");
     EXPECT_EQ(GTagFlowAppearance::create(context)->itemHeight, 30);
+
+    // Sizes outside the key's range are clamped: never a negative height, never
+    // a tag too big to show.
+    setSetting("fontSize", -30);
+    EXPECT_EQ(item("abc")->itemSize().height, 6 + 18);
+    EXPECT_GT(item("abc")->itemSize().width, 18);
+    setSetting("fontSize", std::int64_t{1} << 40);
+    EXPECT_EQ(item("abc")->itemSize().height, 96 + 18);
 }
 
 TEST_F(ItemTest, MeasuresTextWithPaddingAndKeepsFractions) {

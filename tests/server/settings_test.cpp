@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
+#include <set>
 
 #include "base/virtual_run_loop.h"
 #include "support_lib/temp_dir.h"
@@ -69,11 +71,11 @@ TEST_F(SettingsTest, MissingFileGivesEveryDefault) {
 }
 
 TEST_F(SettingsTest, GlobalsReadLenientlyAndFollowTheNotification) {
-    writeSettings({{kEnabled, Value("YES")},
-                   {kWatchClipboard, Value(1)},
-                   {kApplistFlag, Value("7 apps")},
-                   {kMenuType, Value(2.9)},
-                   {kCustomMenuName, Value("Split")}});
+    writeSettings({{"enabled", Value("YES")},
+                   {"watchClipboard", Value(1)},
+                   {"applistFlag", Value("7 apps")},
+                   {"menuType", Value(2.9)},
+                   {"customMenuName", Value("Split")}});
     startReloadPrefs(context, &owner);
     startLoadSettings(context, &owner);
     SettingsGlobals& g = context.settings();
@@ -85,7 +87,7 @@ TEST_F(SettingsTest, GlobalsReadLenientlyAndFollowTheNotification) {
     EXPECT_EQ(g.customMenuName, Value("Split"));
 
     // A file without "enabled" switches the feature off in both globals.
-    writeSettings({{kMenuType, Value(1)}, {kEnabled + std::string("X"), Value(true)}});
+    writeSettings({{"menuType", Value(1)}, {"enabledX", Value(true)}});
     postReload();
     EXPECT_FALSE(g.tweakEnabled);
     EXPECT_FALSE(g.enabled);
@@ -93,7 +95,7 @@ TEST_F(SettingsTest, GlobalsReadLenientlyAndFollowTheNotification) {
     EXPECT_TRUE(g.customMenuName.isAbsent());
 
     // Wrong types read as NO; a malformed file reads as empty.
-    writeSettings({{kEnabled, Value(Array{Value(true)})}});
+    writeSettings({{"enabled", Value(Array{Value(true)})}});
     postReload();
     EXPECT_FALSE(g.tweakEnabled);
     dir.write("fun.quorle.kernova.prefs.plist", "<plist><dict><key>enabled</key><true/>");
@@ -102,7 +104,7 @@ TEST_F(SettingsTest, GlobalsReadLenientlyAndFollowTheNotification) {
     EXPECT_TRUE(g.pref.isAbsent());
 
     // After the observers are gone, the globals stay as they were.
-    writeSettings({{kEnabled, Value(true)}});
+    writeSettings({{"enabled", Value(true)}});
     notifications.removeObservers(&owner);
     postReload();
     EXPECT_FALSE(g.tweakEnabled);
@@ -147,55 +149,171 @@ TEST_F(SettingsTest, SelectionBarIsReleasedOnlyWhereThereIsOne) {
     EXPECT_TRUE(context.settings().isFirstLoad);
 }
 
-TEST_F(SettingsTest, KeysReadAtTheMomentOfUseApplyTheirDefaults) {
+// Every key of the table with the value it reads as when the file lacks it.
+TEST_F(SettingsTest, EveryKeyHasItsDefault) {
+    const std::map<std::string, Value> defaults = {
+        {"enabled", Value(false)},
+        {"watchClipboard", Value(false)},
+        {"vibrateSwitch", Value(false)},
+        {"vibrate", Value(1519)},
+        {"menuType", Value(0)},
+        {"customMenuName", Value("")},
+        {"systemMenu", Value(true)},
+        {"style", Value(0)},
+        {"fontSize", Value(12)},
+        {"orderCopy", Value(false)},
+        {"spaceCompletion", Value(false)},
+        {"tips", Value(0)},
+        {"background", Value(0)},
+        {"textCheck", Value(false)},
+        {"historyCount", Value(20)},
+        {"popButton", Value(0)},
+        {"buttonSize", Value(65)},
+        {"edgeDistance", Value(0)},
+        {"verticalPosition", Value(0)},
+        {"horizontalPosition", Value(0)},
+        {"longPress", Value("translateText:")},
+        {"SearchEngine", Value("https://www.google.com/search?q=%s")},
+        {"translateStyle", Value(0)},
+        {"languageSelect", Value(0)},
+        {"TranslationService", Value("https://translate.google.com/?vi=c#auto/%l/%s")},
+        {"TranslationAlert",
+         Value("http://fanyi.youdao.com/translate?&doctype=json&type=AUTO&i=%s")},
+        {"ocrMenuName", Value("OCR & Splode")},
+        {"ocrApiType", Value(0)},
+        {"APIKey", Value("")},
+        {"SecretKey", Value("")},
+        {"languageType", Value("CHN_ENG")},
+        {"applistFlag", Value(0)},
+        {"wechatMenu", Value(true)},
+        {"qqMenu", Value(true)},
+        {"notification", Value("")},
+        {"notifyFlag", Value(false)},
+    };
+    ASSERT_EQ(defaults.size(), kSettingKeys.size());
     SettingsSnapshot empty = readSettings(context);
-    EXPECT_TRUE(empty.boolean(kSystemMenu));
-    EXPECT_TRUE(empty.boolean(kWechatMenu));
-    EXPECT_TRUE(empty.boolean(kQqMenu));
-    EXPECT_EQ(empty.integer(kStyle), 0);
-    EXPECT_EQ(empty.string(kLongPress), "translateText:");
-    EXPECT_EQ(empty.string(kLanguageType), "CHN_ENG");
-    EXPECT_EQ(empty.string(kApiKey), "");
-    EXPECT_NE(empty.string(kSearchEngine)->find("%s"), std::string::npos);
-    EXPECT_FALSE(empty.string(kNotification).has_value());
+    std::set<std::string_view> names;
+    for (const SettingKey& key : kSettingKeys) {
+        EXPECT_TRUE(names.insert(key.name).second) << key.name << " is listed twice";
+        EXPECT_FALSE(key.description.empty()) << key.name;
+        auto it = defaults.find(std::string(key.name));
+        ASSERT_NE(it, defaults.end()) << key.name;
+        EXPECT_EQ(empty.get(key), it->second) << key.name;
+        EXPECT_EQ(findSettingKey(key.name), &key);
+    }
+    EXPECT_EQ(findSettingKey("nosuchkey"), nullptr);
+    for (const char* hidden : {"notification", "notifyFlag", "applistFlag", "wechatMenu", "qqMenu"})
+        EXPECT_FALSE(findSettingKey(hidden)->userVisible()) << hidden;
+    EXPECT_TRUE(findSettingKey("enabled")->userVisible());
     EXPECT_EQ(empty.generalMenuTitle(), "Kernova");
     EXPECT_EQ(empty.chatMenuTitle(), "Splode");
-    EXPECT_EQ(empty.vibrateSoundId(), 1519);
+}
 
-    writeSettings({{kSystemMenu, Value(false)},
-                   {kQqMenu, Value("NO")},
-                   {kStyle, Value("2")},
-                   {kCustomMenuName, Value("")},
-                   {kVibrate, Value(1520)}});
+TEST_F(SettingsTest, ReadsAreLenientAndKeepNumbersInRange) {
+    writeSettings({{"systemMenu", Value(false)},
+                   {"qqMenu", Value("NO")},
+                   {"orderCopy", Value("yes")},
+                   {"style", Value("2")},
+                   {"tips", Value(7)},  // a choice the reader gives its own meaning
+                   {"customMenuName", Value("")},
+                   {"vibrate", Value(0)},
+                   {"fontSize", Value(-30)},
+                   {"buttonSize", Value(std::int64_t{1} << 40)},
+                   {"historyCount", Value("0")},
+                   {"ocrMenuName", Value("")},
+                   {"APIKey", Value(42)},
+                   {"SearchEngine", Value(Array{})}});
     SettingsSnapshot now = readSettings(context);  // no notification needed
-    EXPECT_FALSE(now.boolean(kSystemMenu));
-    EXPECT_TRUE(now.boolean(kWechatMenu));
-    EXPECT_FALSE(now.boolean(kQqMenu));
-    EXPECT_EQ(now.integer(kStyle), 2);
+    EXPECT_FALSE(now.get(kSystemMenu));
+    EXPECT_TRUE(now.get(kWechatMenu));
+    EXPECT_FALSE(now.get(kQqMenu));
+    EXPECT_TRUE(now.get(kOrderCopy));
+    EXPECT_EQ(now.get(kStyle), 2);
+    EXPECT_EQ(now.get(kTips), 7);
     EXPECT_EQ(now.generalMenuTitle(), "Kernova");
     EXPECT_EQ(now.chatMenuTitle(), "Splode");
-    EXPECT_EQ(now.vibrateSoundId(), 1520);
+    EXPECT_EQ(now.get(kVibrate), 1519);
+    EXPECT_EQ(now.get(kFontSize), 6);
+    EXPECT_EQ(now.get(kButtonSize), 300);
+    EXPECT_EQ(now.get(kHistoryCount), 1);
+    EXPECT_EQ(now.get(kOcrMenuName), "OCR & Splode");
+    EXPECT_EQ(now.get(kApiKey), "42");
+    EXPECT_EQ(now.get(kSearchEngine), "https://www.google.com/search?q=%s");
+    EXPECT_FALSE(now.has(kEnabled));
+    EXPECT_TRUE(now.has(kStyle));
 
-    writeSettings({{kCustomMenuName, Value(12)}});
+    writeSettings({{"customMenuName", Value(12)}, {"vibrate", Value(1520)}});
     EXPECT_EQ(readSettings(context).generalMenuTitle(), "12");
+    EXPECT_EQ(readSettings(context).get(kVibrate), 1520);
+}
+
+TEST_F(SettingsTest, TextsAreCheckedAgainstTheKeyBeforeWriting) {
+    auto parse = [](std::string_view name, std::string_view text) {
+        std::string error;
+        std::optional<Value> v = parseSettingText(*findSettingKey(name), text, error);
+        return v ? *v : Value("error: " + error);
+    };
+    EXPECT_EQ(parse("enabled", "YES"), Value(true));
+    EXPECT_EQ(parse("enabled", "off"), Value(false));
+    EXPECT_EQ(parse("enabled", "maybe"),
+              Value("error: \"enabled\" takes YES or NO, not \"maybe\""));
+    EXPECT_EQ(parse("fontSize", "17"), Value(17));
+    EXPECT_EQ(parse("fontSize", "0"), Value(0));
+    EXPECT_EQ(parse("fontSize", "-30"),
+              Value("error: \"fontSize\" takes a whole number from 6 to 96, or 0 for the "
+                    "default, not \"-30\""));
+    EXPECT_EQ(parse("fontSize", "1099511627776").asString()->substr(0, 6), "error:");
+    EXPECT_EQ(parse("fontSize", "12.5").asString()->substr(0, 6), "error:");
+    EXPECT_EQ(parse("historyCount", "+30"), Value(30));
+    EXPECT_EQ(parse("popButton", "bottom"), Value(1));
+    EXPECT_EQ(parse("popButton", "2"), Value(2));
+    EXPECT_EQ(parse("popButton", "3"),
+              Value("error: \"popButton\" takes one of 0 (left), 1 (bottom), 2 (right), not "
+                    "\"3\""));
+    EXPECT_EQ(parse("longPress", "searchText:"), Value("searchText:"));
+    EXPECT_EQ(parse("longPress", "rm -rf").asString()->substr(0, 6), "error:");
+    EXPECT_EQ(parse("SearchEngine", "https://duckduckgo.com/?q=%s"),
+              Value("https://duckduckgo.com/?q=%s"));
+    EXPECT_EQ(parse("SearchEngine", "https://example.org/"),
+              Value("error: \"SearchEngine\" takes a text containing %s, not "
+                    "\"https://example.org/\""));
+    EXPECT_EQ(parse("customMenuName", "\xff"), Value("error: the text is not valid UTF-8"));
+    EXPECT_EQ(parse("customMenuName", std::string(5000, 'a')).asString()->substr(0, 6), "error:");
 }
 
 TEST_F(SettingsTest, UpdateRewritesTheWholeFileAndKeepsOtherKeys) {
-    writeSettings({{kEnabled, Value(true)}, {kStyle, Value(1)}});
+    writeSettings({{"enabled", Value(true)}, {"style", Value(1)}});
     ASSERT_TRUE(updateSettings(context, [](Dictionary& d) {
-        d[kNotification] = Value("notice");
-        d[kNotifyFlag] = Value(true);
+        d["notification"] = Value("notice");
+        d["notifyFlag"] = Value(true);
     }));
     SettingsSnapshot s = readSettings(context);
-    EXPECT_TRUE(s.boolean(kEnabled));
-    EXPECT_EQ(s.integer(kStyle), 1);
-    EXPECT_EQ(s.string(kNotification), "notice");
+    EXPECT_TRUE(s.get(kEnabled));
+    EXPECT_EQ(s.get(kStyle), 1);
+    EXPECT_EQ(s.get(kNotification), "notice");
     EXPECT_EQ(dir.entries(), std::vector<std::string>{"fun.quorle.kernova.prefs.plist"});
 
     // A malformed file is replaced by a fresh dictionary rather than lost in place.
     dir.write("fun.quorle.kernova.prefs.plist", "garbage");
-    ASSERT_TRUE(updateSettings(context, [](Dictionary& d) { d[kStyle] = Value(2); }));
-    EXPECT_EQ(readSettings(context).integer(kStyle), 2);
+    ASSERT_TRUE(updateSettings(context, [](Dictionary& d) { d["style"] = Value(2); }));
+    EXPECT_EQ(readSettings(context).get(kStyle), 2);
+}
+
+TEST_F(SettingsTest, WritingOneKeyKeepsTheOthersAndNeverLosesAFile) {
+    writeSettings({{"style", Value(1)}});
+    ASSERT_TRUE(writeSetting(context, kEnabled.key(), Value(true)));
+    EXPECT_TRUE(readSettings(context).get(kEnabled));
+    EXPECT_EQ(readSettings(context).get(kStyle), 1);
+
+    SaveResult wrongType = writeSetting(context, kFontSize.key(), Value("big"));
+    EXPECT_FALSE(wrongType);
+    EXPECT_NE(wrongType.error.find("fontSize"), std::string::npos);
+    EXPECT_EQ(readSettings(context).get(kFontSize), 12);
+
+    // A file that cannot be read is left for the user to repair.
+    dir.write("fun.quorle.kernova.prefs.plist", "<plist><dict><key>style</key>");
+    EXPECT_FALSE(writeSetting(context, kEnabled.key(), Value(true)));
+    EXPECT_EQ(dir.read("fun.quorle.kernova.prefs.plist"), "<plist><dict><key>style</key>");
 }
 
 }  // namespace
