@@ -24,8 +24,8 @@ void reserveItems(const BreakText& text, std::vector<GSplodeItem>& out) {
 
 // One item per composed character sequence of `span`, cut as if the text ended
 // at span.end.
-void appendCharacters(BreakText& text, BreakText::Span span, bool isSymbol,
-                      std::vector<GSplodeItem>& out) {
+template <class Out>
+void appendCharacters(BreakText& text, BreakText::Span span, bool isSymbol, Out& out) {
     for (std::int32_t pos = span.begin; pos < span.end;) {
         std::int32_t end = text.clusterEnd(pos, span.end);
         out.push_back(GSplodeItem::splodeText(text.slice(pos, end), isSymbol));
@@ -42,7 +42,8 @@ struct WordVisit {
     std::int64_t enclosingLength = 0;
 };
 
-void appendWord(BreakText& text, const WordVisit& v, std::vector<GSplodeItem>& out) {
+template <class Out>
+void appendWord(BreakText& text, const WordVisit& v, Out& out) {
     std::int64_t wordEnd = v.location + v.length;
     std::int64_t enclosingEnd = v.enclosingLocation + v.enclosingLength;
     if (v.location > v.enclosingLocation) {
@@ -63,10 +64,9 @@ void appendWord(BreakText& text, const WordVisit& v, std::vector<GSplodeItem>& o
 
 // Walks the word segments; each word is handled once the next word's start (the
 // end of its enclosing range) is known.
-std::vector<GSplodeItem> splitWords(BreakText& text) {
-    std::vector<GSplodeItem> out;
-    if (text.empty()) return out;
-    reserveItems(text, out);
+template <class Out>
+void splitWords(BreakText& text, Out& out) {
+    if (text.empty()) return;
     icu::BreakIterator& it = text.words();
     std::optional<BreakText::Span> pending;
     bool first = true;
@@ -87,8 +87,17 @@ std::vector<GSplodeItem> splitWords(BreakText& text) {
         start = end;
     }
     if (pending) flush(text.length());
-    return out;
 }
+
+// Hands each item to the sink as it is made, counting them.
+struct SinkOut {
+    const GSplodeSink& sink;
+    std::size_t count = 0;
+    void push_back(GSplodeItem&& item) {
+        ++count;
+        sink(std::move(item));
+    }
+};
 
 bool allWhitespace(std::string_view s) {
     for (std::size_t i = 0; i < s.size();) {
@@ -108,7 +117,9 @@ GSplodeItem GSplodeItem::splodeText(std::string text, bool isSymbol) {
 std::vector<GSplodeItem> GSplodeBox::splode(std::string_view text) {
     try {
         BreakText broken(text);
-        std::vector<GSplodeItem> result = splitWords(broken);
+        std::vector<GSplodeItem> result;
+        reserveItems(broken, result);
+        splitWords(broken, result);
         if (!broken.empty() && result.empty()) {
             result = segment_detail::tokenize(broken, kUnitWordBoundary);
         }
@@ -116,6 +127,20 @@ std::vector<GSplodeItem> GSplodeBox::splode(std::string_view text) {
     } catch (const std::exception&) {
         // Whatever was collected before the failure is dropped.
         return {};
+    }
+}
+
+void GSplodeBox::splode(std::string_view text, const GSplodeSink& sink) {
+    try {
+        BreakText broken(text);
+        SinkOut out{sink};
+        splitWords(broken, out);
+        if (!broken.empty() && out.count == 0) {
+            for (GSplodeItem& item : segment_detail::tokenize(broken, kUnitWordBoundary))
+                sink(std::move(item));
+        }
+    } catch (const std::exception&) {
+        // The items handed over before the failure stand; nothing follows them.
     }
 }
 
@@ -130,6 +155,12 @@ std::vector<GSplodeItem> GSplodeBox::splodeAll(std::string_view text) {
     reserveItems(broken, out);
     appendCharacters(broken, {0, broken.length()}, false, out);
     return out;
+}
+
+void GSplodeBox::splodeAll(std::string_view text, const GSplodeSink& sink) {
+    BreakText broken(text);
+    SinkOut out{sink};
+    appendCharacters(broken, {0, broken.length()}, false, out);
 }
 
 bool GSplodeBox::isEmptAllSapce(const Value* object) {

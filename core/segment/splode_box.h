@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,9 @@ struct GSplodeItem {
     friend bool operator==(const GSplodeItem&, const GSplodeItem&) = default;
 };
 
+// Receives the segments of a text one at a time, in text order.
+using GSplodeSink = std::function<void(GSplodeItem&&)>;
+
 // Stateless; every call builds its own result. Texts are UTF-8; invalid
 // sequences are read as U+FFFD.
 class GSplodeBox {
@@ -37,6 +41,13 @@ class GSplodeBox {
     static std::vector<GSplodeItem> splodeWithOption(std::uint64_t option, std::string_view text);
     // One item per composed character sequence, white space included.
     static std::vector<GSplodeItem> splodeAll(std::string_view text);
+
+    // splode() and splodeAll() handing each segment to `sink` as it is found,
+    // so that a caller can pass on the segments of a large text without
+    // holding them all. After a failure inside splode() the segments handed
+    // over so far stand and no more follow.
+    static void splode(std::string_view text, const GSplodeSink& sink);
+    static void splodeAll(std::string_view text, const GSplodeSink& sink);
 
     // YES for nil or a string that trims to empty; NO for any other value.
     static bool isEmptAllSapce(const Value* object);
