@@ -11,15 +11,13 @@ void leftAlignFrameWithSectionInset(ui::LayoutAttributes& attributes,
 
 void GTagCollectionViewLayout::prepareLayout() {
     ui::IndexedCollectionViewLayout::prepareLayout();
-    const bool boundsChanged = boundsChanged_;
-    boundsChanged_ = false;
     ui::CollectionView* view = collectionView();
     if (!view) return;
     delegate_ = dynamic_cast<GTagLayoutDataProtocol*>(view->delegate());
     ui::CollectionViewDataSource* source = view->dataSource();
     std::int64_t n = source ? source->numberOfItemsInSection(*view, 0) : 0;
     if (!delegate_) n = 0;
-    PassKey key{0, n, {}, 0, 0, 0};
+    PassKey key{delegate_, 0, n, {}, 0, 0, 0};
     if (delegate_) {
         key.revision = delegate_->tagLayoutRevision();
         key.insets = delegate_->insetForSectionAtIndex(*view, *this, 0);
@@ -27,10 +25,10 @@ void GTagCollectionViewLayout::prepareLayout() {
         key.interitemSpacing = delegate_->minimumInteritemSpacingForSectionAtIndex(*view, *this, 0);
         key.lineWidth = delegate_->maxWidthOfLine_BookSplodeCollectionViewLayout();
     }
-    // Invalidated by a bounds change only (a scroll), with nothing changed that
-    // the frames depend on (the line width is the board's, not the collection
-    // view's): the frames this pass would compute are the ones already there.
-    if (boundsChanged && havePass_ && key == lastPass_) return;
+    // Invalidated with nothing changed that the frames depend on (a scroll, a
+    // pick that redraws a cell; the line width is the board's, not the
+    // collection view's): the frames this pass would compute are there.
+    if (havePass_ && key == lastPass_) return;
     havePass_ = true;
     lastPass_ = key;
     ++passes_;
@@ -71,7 +69,6 @@ std::vector<ui::LayoutAttributes> GTagCollectionViewLayout::visibleAttributesInR
 
 bool GTagCollectionViewLayout::shouldInvalidateLayoutForBoundsChange(const ui::Rect& newBounds) {
     const bool changed = !(newBounds == boundsPrevious_);
-    if (changed) boundsChanged_ = true;
     boundsPrevious_ = newBounds;
     return changed;
 }
