@@ -1,5 +1,7 @@
 #include "board/tag_collection_view_layout.h"
 
+#include <algorithm>
+
 #include "board/tag_flow_pass.h"
 
 namespace kernova {
@@ -7,6 +9,15 @@ namespace kernova {
 void leftAlignFrameWithSectionInset(ui::LayoutAttributes& attributes,
                                     const ui::EdgeInsets& sectionInset) {
     attributes.frame.origin.x = sectionInset.left;
+}
+
+void GTagLayoutDataProtocol::tagSizes(ui::CollectionView& collectionView,
+                                      ui::CollectionViewLayout& layout, std::int64_t n,
+                                      std::vector<ui::Size>& sizes) {
+    sizes.resize(static_cast<std::size_t>(std::max<std::int64_t>(n, 0)));
+    for (std::int64_t i = 0; i < n; ++i)
+        sizes[static_cast<std::size_t>(i)] =
+            sizeForItemAtIndexPath(collectionView, layout, ui::IndexPath{0, i});
 }
 
 void GTagCollectionViewLayout::prepareLayout() {
@@ -33,13 +44,14 @@ void GTagCollectionViewLayout::prepareLayout() {
     lastPass_ = key;
     ++passes_;
 
+    // The list keeps its room from pass to pass: a new one would be fresh
+    // pages to fault in on every pass of a large board.
     auto& list = attributes();
-    list = {};
+    list.clear();
     list.reserve(static_cast<std::size_t>(n > 0 ? n : 0));
     TagLineMetrics metrics{key.insets, key.lineSpacing, key.interitemSpacing, key.lineWidth};
-    auto sizeAt = [&](std::int64_t item) {
-        return delegate_->sizeForItemAtIndexPath(*view, *this, ui::IndexPath{0, item});
-    };
+    if (delegate_) delegate_->tagSizes(*view, *this, n, sizes_);
+    auto sizeAt = [&](std::int64_t item) { return sizes_[static_cast<std::size_t>(item)]; };
     auto emit = [&](std::int64_t item, const ui::Rect& frame) {
         auto attributes = ui::LayoutAttributes::forCellWithIndexPath(ui::IndexPath{0, item});
         attributes.frame = frame;

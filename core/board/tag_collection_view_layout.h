@@ -22,6 +22,11 @@ class GTagLayoutDataProtocol : public ui::FlowLayoutDelegate {
     // sizes, a reload). A pass with the same revision, item count and metrics
     // as the last one (after a scroll or a pick) keeps the frames it has.
     virtual std::uint64_t tagLayoutRevision() const = 0;
+    // The sizes of items 0 to n - 1 into `sizes` (resized to n), as
+    // sizeForItemAtIndexPath answers them; a delegate that keeps its items at
+    // hand answers all of them in one sweep.
+    virtual void tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
+                          std::int64_t n, std::vector<ui::Size>& sizes);
 };
 
 // Moves the frame so that its x is the insets' left value; y and size stay.
@@ -74,6 +79,8 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     bool havePass_ = false;
     PassKey lastPass_;
     std::uint64_t passes_ = 0;
+    // The sizes of the last pass; kept so that the next pass reuses the room.
+    std::vector<ui::Size> sizes_;
 };
 
 }  // namespace kernova

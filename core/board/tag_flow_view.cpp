@@ -241,6 +241,17 @@ ui::Size GTagFlowView::sizeForItemAtIndexPath(ui::CollectionView& collectionView
     return item ? item->itemSize() : ui::Size{};
 }
 
+void GTagFlowView::tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
+                            std::int64_t n, std::vector<ui::Size>& sizes) {
+    (void)collectionView, (void)layout;
+    const auto& items = selection_.items();
+    sizes.resize(static_cast<std::size_t>(std::max<std::int64_t>(n, 0)));
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        const GTagFlowItem* item = i < items.size() ? items[i].get() : nullptr;
+        sizes[i] = item ? item->itemSize() : ui::Size{};
+    }
+}
+
 ui::EdgeInsets GTagFlowView::insetForSectionAtIndex(ui::CollectionView& collectionView,
                                                     ui::CollectionViewLayout& layout,
                                                     std::int64_t section) {

@@ -152,6 +152,8 @@ class GTagFlowView : public ui::View,
                                                     ui::CollectionViewLayout& layout,
                                                     std::int64_t section) override;
     double maxWidthOfLine_BookSplodeCollectionViewLayout() override { return frame().size.width; }
+    void tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
+                  std::int64_t n, std::vector<ui::Size>& sizes) override;
     std::uint64_t tagLayoutRevision() const override { return revision_ + changes_->changes(); }
 
   private:
