@@ -1,9 +1,14 @@
-// The tag board at scale, on the simulated device:
-// - BM_LayoutPass/N: one full layout pass over N tags, per tag, against a bare
-//   loop that only sums the same widths (ratio = bare / pass);
-// - BM_ScrollVisibleCells: one wheel-sized scroll of a 100,000-tag board and
-//   the collection view realising what came into view, against a linear scan of
-//   all frames for the same rectangle (ratio > 1: faster than the scan);
+// The tag board at scale, on the simulated device. Each figure is a ratio to
+// a baseline measured in the same run:
+// - BM_LayoutPass/N: one full layout pass over N tags, against a loop that
+//   builds the same N rectangles from sizes already at hand (ratio =
+//   baseline / pass, 1 is as fast as the bare loop);
+// - BM_WheelStep/N: one wheel step on a board of N tags and the cells it brings
+//   into view, against the same wheel step on a board of 100 tags;
+// - BM_Tap/N: a tap that picks or unpicks a tag on a board of N tags, against
+//   the same tap on a board of 100 tags;
+// - BM_SelectionText: the text of 160,000 picked tags against the text of
+//   16,000 (ratio = 160k time / 16k time; linear assembly gives about 10);
 // - BM_SlideAcross1000: a slide over 1,000 tags, one move event per tag, in
 //   events per second, against the same number of moves that stay on one tag;
 // - BM_MemoryPerTag: bytes of heap per tag for the items and for their layout.
@@ -15,6 +20,7 @@
 #include <vector>
 
 #include "baseline.h"
+#include "board/tag_flow_pass.h"
 #include "board/tag_flow_view.h"
 #include "floating/splode_window.h"
 #include "sim/device.h"
@@ -61,6 +67,11 @@ struct Bench {
     std::shared_ptr<GTagFlowView> board;
 };
 
+// Forces the next prepareLayout to compute every frame.
+void touchLayout(GTagFlowView& board) {
+    board.setLineSpacing(board.lineSpacing());
+}
+
 void BM_LayoutPass(benchmark::State& state) {
     const auto n = static_cast<std::size_t>(state.range(0));
     Bench bench;
@@ -68,15 +79,22 @@ void BM_LayoutPass(benchmark::State& state) {
     std::vector<ui::Size> sizes;
     for (const auto& item : bench.board->flowDatas())
         sizes.push_back(item->itemSize());
+    const TagLineMetrics metrics = GTagFlowView::defaultLineMetrics(bench.board->frame().width());
+    std::vector<ui::Rect> frames;
     double baseline = bench::secondsPerCall([&] {
-        double sum = 0;
-        for (const ui::Size& s : sizes)
-            sum += s.width;
-        benchmark::DoNotOptimize(sum);
+        frames.clear();
+        frames.reserve(sizes.size());
+        auto content = layoutTagLines(
+            static_cast<std::int64_t>(sizes.size()), metrics,
+            [&](std::int64_t i) { return sizes[static_cast<std::size_t>(i)]; },
+            [&](std::int64_t, const ui::Rect& frame) { frames.push_back(frame); });
+        benchmark::DoNotOptimize(content);
+        benchmark::DoNotOptimize(frames.data());
     });
     auto& layout = bench.layout();
     bench::LoopTimer timer;
     for (auto _ : state) {
+        touchLayout(*bench.board);
         layout.prepareLayout();
         benchmark::DoNotOptimize(layout.contentSizeNeed());
     }
@@ -84,40 +102,86 @@ void BM_LayoutPass(benchmark::State& state) {
     bench::reportRatio(state, baseline, perPass);
     state.counters["ns_per_tag"] = perPass / static_cast<double>(n) * 1e9;
 }
-BENCHMARK(BM_LayoutPass)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_LayoutPass)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMicrosecond);
 
-void BM_ScrollVisibleCells(benchmark::State& state) {
+// A board 200 points high (a panel's), so that even 100 tags scroll.
+constexpr double kBoardHeight = 200;
+constexpr std::size_t kSmallBoard = 100;
+
+struct ScrollingBoard : Bench {
+    explicit ScrollingBoard(std::size_t tags) {
+        board->setFrame(ui::Rect(0, 0, 375, kBoardHeight));
+        show(makeItems(tags));
+    }
+    // One wheel notch down, or back up at the end of the content.
+    void wheelStep() {
+        auto& cv = *board->collectionView();
+        const double room = cv.contentSize().height - cv.bounds().height();
+        const double step = room - cv.contentOffset().y >= kStep ? kStep : -cv.contentOffset().y;
+        driver.wheel(board->convertPointToScreen({100, 100}), 0, step);
+    }
+    static constexpr double kStep = 120;
+};
+
+void BM_WheelStep(benchmark::State& state) {
+    ScrollingBoard small(kSmallBoard);
+    double baseline = bench::secondsPerCall([&] { small.wheelStep(); });
+    ScrollingBoard large(static_cast<std::size_t>(state.range(0)));
+    bench::LoopTimer timer;
+    for (auto _ : state)
+        large.wheelStep();
+    bench::reportRatio(state, baseline, timer.secondsPerIteration(state));
+}
+BENCHMARK(BM_WheelStep)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMicrosecond);
+
+// A tap on the tag at the middle of the shown cells; tapping it again unpicks it.
+struct TapBoard : Bench {
+    explicit TapBoard(std::size_t tags) {
+        show(makeItems(tags));
+        auto& cv = *board->collectionView();
+        auto shown = cv.indexPathsForVisibleItems();
+        ui::Rect f = cv.layoutAttributesForItemAtIndexPath(shown[shown.size() / 2])->frame;
+        point = cv.convertPointToScreen({f.midX(), f.midY()});
+    }
+    void tap() { driver.tap(point); }
+    ui::Point point;
+};
+
+void BM_Tap(benchmark::State& state) {
+    TapBoard small(kSmallBoard);
+    double baseline = bench::secondsPerCall([&] { small.tap(); });
+    TapBoard large(static_cast<std::size_t>(state.range(0)));
+    bench::LoopTimer timer;
+    for (auto _ : state)
+        large.tap();
+    bench::reportRatio(state, baseline, timer.secondsPerIteration(state));
+}
+BENCHMARK(BM_Tap)->RangeMultiplier(10)->Range(100, 100000)->Unit(benchmark::kMicrosecond);
+
+void BM_SelectionText(benchmark::State& state) {
     Bench bench;
-    bench.show(bench.makeItems(100000));
-    auto& cv = *bench.board->collectionView();
-    const double maxY = cv.contentSize().height - cv.bounds().height();
-    const auto& frames = bench.layout().arrayItemAtts();
-    double y = 0;
-    auto nextOffset = [&] {
-        y += 7919.5;  // a prime step lands on every part of the board
-        if (y > maxY) y -= maxY;
-        return y;
+    auto pickedSelection = [&](std::size_t n) {
+        GTagSelection selection;
+        selection.setItems(bench.makeItems(n));
+        selection.selectAll();
+        return selection;
     };
-    double baseline = bench::secondsPerCall([&] {
-        ui::Rect visible(0, nextOffset(), cv.bounds().width(), cv.bounds().height());
-        std::size_t found = 0;
-        for (const auto& a : frames)
-            found += a.frame.intersects(visible);
-        benchmark::DoNotOptimize(found);
+    GTagSelection small = pickedSelection(16000);
+    GTagSelection large = pickedSelection(160000);
+    double smallSeconds = bench::secondsPerCall([&] {
+        benchmark::DoNotOptimize(small.text(false, true));
+        benchmark::DoNotOptimize(small.text(true, true));
     });
-    std::size_t shown = 0;
     bench::LoopTimer timer;
     for (auto _ : state) {
-        cv.setContentOffset(ui::Point{0, nextOffset()});
-        cv.layoutIfNeeded();
-        shown += cv.visibleCells().size();
+        benchmark::DoNotOptimize(large.text(false, true));
+        benchmark::DoNotOptimize(large.text(true, true));
     }
-    bench::reportRatio(state, baseline, timer.secondsPerIteration(state));
-    state.counters["cells_shown"] =
-        static_cast<double>(shown) /
-        static_cast<double>(std::max<std::int64_t>(1, state.iterations()));
+    const double largeSeconds = timer.secondsPerIteration(state);
+    state.counters["baseline_s"] = smallSeconds;
+    state.counters["ratio"] = largeSeconds / smallSeconds;
 }
-BENCHMARK(BM_ScrollVisibleCells)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_SelectionText)->Unit(benchmark::kMillisecond);
 
 // One slide, down on the first point and through all the others.
 void slide(sim::Driver& driver, const std::vector<ui::Point>& path) {

@@ -1,5 +1,7 @@
 #include "board/tag_collection_view_layout.h"
 
+#include <algorithm>
+
 #include "board/tag_flow_pass.h"
 
 namespace kernova {
@@ -9,17 +11,24 @@ void leftAlignFrameWithSectionInset(ui::LayoutAttributes& attributes,
     attributes.frame.origin.x = sectionInset.left;
 }
 
+void GTagLayoutDataProtocol::tagSizes(ui::CollectionView& collectionView,
+                                      ui::CollectionViewLayout& layout, std::int64_t n,
+                                      std::vector<ui::Size>& sizes) {
+    sizes.resize(static_cast<std::size_t>(std::max<std::int64_t>(n, 0)));
+    for (std::int64_t i = 0; i < n; ++i)
+        sizes[static_cast<std::size_t>(i)] =
+            sizeForItemAtIndexPath(collectionView, layout, ui::IndexPath{0, i});
+}
+
 void GTagCollectionViewLayout::prepareLayout() {
     ui::IndexedCollectionViewLayout::prepareLayout();
-    const bool boundsChanged = boundsChanged_;
-    boundsChanged_ = false;
     ui::CollectionView* view = collectionView();
     if (!view) return;
     delegate_ = dynamic_cast<GTagLayoutDataProtocol*>(view->delegate());
     ui::CollectionViewDataSource* source = view->dataSource();
     std::int64_t n = source ? source->numberOfItemsInSection(*view, 0) : 0;
     if (!delegate_) n = 0;
-    PassKey key{0, n, {}, 0, 0, 0};
+    PassKey key{delegate_, 0, n, {}, 0, 0, 0};
     if (delegate_) {
         key.revision = delegate_->tagLayoutRevision();
         key.insets = delegate_->insetForSectionAtIndex(*view, *this, 0);
@@ -27,21 +36,22 @@ void GTagCollectionViewLayout::prepareLayout() {
         key.interitemSpacing = delegate_->minimumInteritemSpacingForSectionAtIndex(*view, *this, 0);
         key.lineWidth = delegate_->maxWidthOfLine_BookSplodeCollectionViewLayout();
     }
-    // Invalidated by a bounds change only (a scroll), with nothing changed that
-    // the frames depend on (the line width is the board's, not the collection
-    // view's): the frames this pass would compute are the ones already there.
-    if (boundsChanged && havePass_ && key == lastPass_) return;
+    // Invalidated with nothing changed that the frames depend on (a scroll, a
+    // pick that redraws a cell; the line width is the board's, not the
+    // collection view's): the frames this pass would compute are there.
+    if (havePass_ && key == lastPass_) return;
     havePass_ = true;
     lastPass_ = key;
     ++passes_;
 
+    // The list keeps its room from pass to pass: a new one would be fresh
+    // pages to fault in on every pass of a large board.
     auto& list = attributes();
-    list = {};
+    list.clear();
     list.reserve(static_cast<std::size_t>(n > 0 ? n : 0));
     TagLineMetrics metrics{key.insets, key.lineSpacing, key.interitemSpacing, key.lineWidth};
-    auto sizeAt = [&](std::int64_t item) {
-        return delegate_->sizeForItemAtIndexPath(*view, *this, ui::IndexPath{0, item});
-    };
+    if (delegate_) delegate_->tagSizes(*view, *this, n, sizes_);
+    auto sizeAt = [&](std::int64_t item) { return sizes_[static_cast<std::size_t>(item)]; };
     auto emit = [&](std::int64_t item, const ui::Rect& frame) {
         auto attributes = ui::LayoutAttributes::forCellWithIndexPath(ui::IndexPath{0, item});
         attributes.frame = frame;
@@ -71,7 +81,6 @@ std::vector<ui::LayoutAttributes> GTagCollectionViewLayout::visibleAttributesInR
 
 bool GTagCollectionViewLayout::shouldInvalidateLayoutForBoundsChange(const ui::Rect& newBounds) {
     const bool changed = !(newBounds == boundsPrevious_);
-    if (changed) boundsChanged_ = true;
     boundsPrevious_ = newBounds;
     return changed;
 }

@@ -19,9 +19,14 @@ class GTagLayoutDataProtocol : public ui::FlowLayoutDelegate {
   public:
     virtual double maxWidthOfLine_BookSplodeCollectionViewLayout() = 0;
     // Changes whenever the answers above may have changed (new items, new
-    // sizes, a reload). A pass started only because the content scrolled, with
-    // the same revision and the same metrics, keeps the frames it has.
+    // sizes, a reload). A pass with the same revision, item count and metrics
+    // as the last one (after a scroll or a pick) keeps the frames it has.
     virtual std::uint64_t tagLayoutRevision() const = 0;
+    // The sizes of items 0 to n - 1 into `sizes` (resized to n), as
+    // sizeForItemAtIndexPath answers them; a delegate that keeps its items at
+    // hand answers all of them in one sweep.
+    virtual void tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
+                          std::int64_t n, std::vector<ui::Size>& sizes);
 };
 
 // Moves the frame so that its x is the insets' left value; y and size stay.
@@ -41,7 +46,8 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     ui::Rect boundsPrevious() const { return boundsPrevious_; }
     void setBoundsPrevious(const ui::Rect& bounds) { boundsPrevious_ = bounds; }
 
-    // The full pass. An empty board keeps the previous content size.
+    // The full pass, unless nothing it depends on changed since the last one.
+    // An empty board keeps the previous content size.
     void prepareLayout() override;
     // The whole list, whatever the rectangle.
     std::vector<ui::LayoutAttributes> layoutAttributesForElementsInRect(
@@ -54,11 +60,12 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     // the four values); always remembers the new bounds.
     bool shouldInvalidateLayoutForBoundsChange(const ui::Rect& newBounds) override;
 
-    // Passes that computed frames (a scroll-only pass reuses them).
+    // Passes that computed frames (a pass with nothing changed reuses them).
     std::uint64_t passCount() const { return passes_; }
 
   private:
     struct PassKey {
+        const GTagLayoutDataProtocol* delegate = nullptr;
         std::uint64_t revision = 0;
         std::int64_t count = 0;
         ui::EdgeInsets insets;
@@ -69,10 +76,11 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     GTagLayoutDataProtocol* delegate_ = nullptr;
     ui::Size contentSizeNeed_;
     ui::Rect boundsPrevious_;
-    bool boundsChanged_ = false;
     bool havePass_ = false;
     PassKey lastPass_;
     std::uint64_t passes_ = 0;
+    // The sizes of the last pass; kept so that the next pass reuses the room.
+    std::vector<ui::Size> sizes_;
 };
 
 }  // namespace kernova

@@ -22,8 +22,11 @@ std::shared_ptr<GTagFlowAppearance> GTagFlowAppearance::create(const Context& co
 }
 
 GTagFlowItem::GTagFlowItem(const Context& context, const ui::TextMeasurer& measurer)
+    : GTagFlowItem(measurer, GTagFlowAppearance::create(context)) {}
+
+GTagFlowItem::GTagFlowItem(const ui::TextMeasurer& measurer, GTagFlowAppearanceRef appearance)
     : measurer_(&measurer) {
-    setAppearance(GTagFlowAppearance::create(context));
+    setAppearance(std::move(appearance));
     setOrderCopy(true);
 }
 
@@ -50,14 +53,29 @@ std::vector<GTagFlowItemRef> GTagFlowItem::factoryFolwLayoutWithItems(
     const GTagFlowAppearanceRef& appearance) {
     std::vector<GTagFlowItemRef> result;
     result.reserve(items.size());
-    for (const GSplodeItem& source : items)
-        result.push_back(tagFlowItemWithText(context, measurer, source.text, appearance));
+    // The settings are read once for the whole list: with no shared appearance
+    // each item gets a default one of its own, all of the same font size.
+    const std::shared_ptr<const GTagFlowAppearance> defaults =
+        appearance ? nullptr : GTagFlowAppearance::create(context);
+    for (const GSplodeItem& source : items) {
+        auto look = appearance ? appearance : std::make_shared<GTagFlowAppearance>(*defaults);
+        auto item = std::make_shared<GTagFlowItem>(measurer, std::move(look));
+        item->setText(source.text);
+        result.push_back(std::move(item));
+    }
     return result;
 }
 
 void GTagFlowItem::setText(std::string text) {
     text_ = std::move(text);
     calculateItemSize();
+    if (sink_) sink_->note();
+}
+
+void GTagFlowItem::setItemSize(ui::Size size) {
+    if (size == itemSize_) return;
+    itemSize_ = size;
+    if (sink_) sink_->note();
 }
 
 void GTagFlowItem::setAppearance(GTagFlowAppearanceRef appearance) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -51,11 +52,30 @@ using GTagFlowAppearanceRef = std::shared_ptr<GTagFlowAppearance>;
 class GTagFlowItem;
 using GTagFlowItemRef = std::shared_ptr<GTagFlowItem>;
 
+// Told whenever a tag's text or size changes: the board that shows the tags
+// counts the changes into its layout revision and lays out again.
+class GTagChangeSink {
+  public:
+    std::uint64_t changes() const { return changes_; }
+    void setOnChange(std::function<void()> onChange) { onChange_ = std::move(onChange); }
+    void note() {
+        ++changes_;
+        if (onChange_) onChange_();
+    }
+
+  private:
+    std::uint64_t changes_ = 0;
+    std::function<void()> onChange_;
+};
+
 class GTagFlowItem {
   public:
     // init: a new default appearance (measuring nothing yet, as there is no
     // text) and orderCopy YES. The measurer must outlive the item.
     GTagFlowItem(const Context& context, const ui::TextMeasurer& measurer);
+    // The same with the appearance given (null: a default one of the given
+    // font size), so that building many items reads the settings once.
+    GTagFlowItem(const ui::TextMeasurer& measurer, GTagFlowAppearanceRef appearance);
 
     static GTagFlowItemRef tagFlowItemWithText(const Context& context,
                                                const ui::TextMeasurer& measurer, std::string text);
@@ -74,7 +94,7 @@ class GTagFlowItem {
     bool isSelected() const { return isSelected_; }
     void setIsSelected(bool selected) { isSelected_ = selected; }
     const std::string& text() const { return text_; }
-    // Stores the text and measures it again.
+    // Stores the text and measures it again; tells the change sink.
     void setText(std::string text);
     // 1-based place in the board's selection list, 0 when not selected.
     std::int64_t index() const { return index_; }
@@ -83,7 +103,12 @@ class GTagFlowItem {
     // Null is ignored; otherwise stores it and measures again.
     void setAppearance(GTagFlowAppearanceRef appearance);
     ui::Size itemSize() const { return itemSize_; }
-    void setItemSize(ui::Size size) { itemSize_ = size; }
+    // Tells the change sink when the size differs.
+    void setItemSize(ui::Size size);
+
+    // Where changes of text and size are reported (the board sets it when it
+    // takes the item; the last board to take it wins). Null: nowhere.
+    void setChangeSink(std::shared_ptr<GTagChangeSink> sink) { sink_ = std::move(sink); }
 
     // Measures the text on one unbounded line; an empty text or a missing
     // appearance leaves itemSize as it is.
@@ -97,6 +122,7 @@ class GTagFlowItem {
     GTagFlowAppearanceRef appearance_;
     ui::Size itemSize_;
     const ui::TextMeasurer* measurer_;
+    std::shared_ptr<GTagChangeSink> sink_;
 };
 
 }  // namespace kernova

@@ -37,7 +37,7 @@ void GTagFlowView::panRecognizer(ui::GestureRecognizer& recognizer) {
 }
 
 void GTagFlowView::startSlideOn(const ui::IndexPath& cell) {
-    const GTagFlowItemRef& item = flowDatas_[static_cast<std::size_t>(cell.item)];
+    const GTagFlowItemRef& item = selection_.items()[static_cast<std::size_t>(cell.item)];
     indexPaths_.push_back(cell);
     if (item) item->setIsSelected(beginSelectState_);
     addSelectLayout(item);
@@ -102,7 +102,7 @@ void GTagFlowView::sweep(const ui::IndexPath& cell) {
     GTagFlowItemRef item;
     if (cell.item >= 0) {
         if (const GTagFlowItemRef* found =
-                objectAtIndexSafely(flowDatas_, static_cast<std::size_t>(cell.item)))
+                objectAtIndexSafely(selection_.items(), static_cast<std::size_t>(cell.item)))
             item = *found;
     }
     if (contains(indexPaths_, cell)) {

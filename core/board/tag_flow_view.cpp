@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <unordered_set>
 
 #include "board/tag_flow_cell.h"
 #include "server/settings.h"
@@ -33,11 +34,16 @@ GTagFlowView::GTagFlowView(ui::Application& application, const ui::Rect& frame)
         [&application] { return std::make_shared<GTagFlowCell>(application); },
         kTagFlowCellIdentifier);
     addSubview(collectionView_);
-    selectItems_.clear();
+    // A tag whose text or size changes is laid out again on the next pass.
+    changes_->setOnChange([this] {
+        if (const auto& layout = collectionView_->collectionViewLayout())
+            layout->invalidateLayout();
+    });
     orderCopy_ = readSettings(application_.context()).get(settings_key::kOrderCopy);
 }
 
 GTagFlowView::~GTagFlowView() {
+    changes_->setOnChange(nullptr);
     // The collection view or its layout may outlive the board in someone
     // else's hands; neither may keep pointing here.
     if (auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
@@ -90,12 +96,15 @@ void GTagFlowView::setEdgeInsets(ui::EdgeInsets insets) {
 }
 
 void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
-    flowDatas_ = std::move(items);
+    for (const auto& item : items) {
+        if (item) item->setChangeSink(changes_);
+    }
+    selection_.setItems(std::move(items));
     ++revision_;
 }
 
 void GTagFlowView::reloadDatas() {
-    for (const auto& item : flowDatas_) {
+    for (const auto& item : selection_.items()) {
         if (item) item->setOrderCopy(orderCopy_);
     }
     ++revision_;
@@ -113,69 +122,52 @@ void GTagFlowView::performReload(const std::vector<ui::IndexPath>& indexPaths) {
 }
 
 void GTagFlowView::addSelectLayout(const GTagFlowItemRef& item) {
-    if (item) {
-        auto found = std::find(selectItems_.begin(), selectItems_.end(), item);
-        bool listed = found != selectItems_.end();
-        if (!item->isSelected() && listed) {
-            selectItems_.erase(found);
-        } else if (item->isSelected() && !listed) {
-            addObjectSafely(selectItems_, std::optional<GTagFlowItemRef>(item));
-        }
+    redrawCells(selection_.sync(item));
+}
+
+void GTagFlowView::selectAll() {
+    redrawCells(selection_.selectAll());
+    notifySelectedChanged();
+}
+
+void GTagFlowView::inverse() {
+    redrawCells(selection_.inverse());
+    notifySelectedChanged();
+}
+
+void GTagFlowView::redrawCells(const GTagSelection::Changed& changed) {
+    if (changed.empty()) return;
+    // Few changes are looked up directly; many (select all) through a set.
+    constexpr std::size_t kDirectLookup = 16;
+    std::unordered_set<const GTagFlowItem*> many;
+    if (changed.size() > kDirectLookup) many.insert(changed.begin(), changed.end());
+    for (ui::CollectionViewCell* shown : collectionView_->visibleCells()) {
+        auto* cell = dynamic_cast<GTagFlowCell*>(shown);
+        if (!cell || !cell->flowLayout()) continue;
+        const GTagFlowItem* item = cell->flowLayout().get();
+        const bool hit = changed.size() > kDirectLookup
+                             ? many.count(item) != 0
+                             : std::find(changed.begin(), changed.end(), item) != changed.end();
+        if (hit) cell->configFlowLayout(cell->flowLayout());
     }
-    for (const auto& each : flowDatas_) {
-        if (each) each->setIndex(0);
-    }
-    std::int64_t place = 0;
-    for (const auto& each : selectItems_) {
-        if (each) each->setIndex(++place);
-    }
-    reloadDatas();
 }
 
 std::optional<std::string> GTagFlowView::getNewTextOrderByAdding(bool byAdding) const {
-    const std::vector<GTagFlowItemRef> source = byAdding ? selectItems_ : flowDatas_;
     const bool spaceCompletion =
         readSettings(application_.context()).get(settings_key::kSpaceCompletion);
-    std::optional<std::string> result;
-    std::optional<std::string> previous;
-    for (std::size_t i = 0; i < source.size(); ++i) {
-        const auto& item = source[i];
-        if (!item || !item->isSelected()) continue;
-        const std::string& text = item->text();
-        std::string joined = result.value_or(std::string());
-        bool glued = !spaceCompletion || i == 0 || text == " " || previous == " ";
-        if (!glued) joined += ' ';
-        joined += text;
-        result = std::move(joined);
-        previous = text;
-    }
-    return result;
+    return selection_.text(byAdding, spaceCompletion);
 }
 
 std::optional<std::string> GTagFlowView::getAllTextstring() const {
-    std::optional<std::string> result;
-    for (const auto& item : flowDatas_) {
-        std::string joined = result.value_or(std::string());
-        if (item) joined += item->text();
-        result = std::move(joined);
-    }
-    return result;
+    return selection_.allText();
 }
 
 std::vector<std::string> GTagFlowView::filterAllSelectTitles() const {
-    std::vector<std::string> titles;
-    for (const auto& item : flowDatas_) {
-        if (item && item->isSelected()) titles.push_back(item->text());
-    }
-    return titles;
+    return selection_.pickedTexts();
 }
 
 std::vector<std::string> GTagFlowView::filterAllSelectTitlesOrderByAdding(bool byAdding) const {
-    std::vector<std::string> titles;
-    for (const auto& item : byAdding ? selectItems_ : flowDatas_) {
-        if (item && !item->isSelected()) titles.push_back(item->text());
-    }
-    return titles;
+    return selection_.unpickedTexts(byAdding);
 }
 
 void GTagFlowView::hiddenAllVisibleCells() {
@@ -207,18 +199,19 @@ std::int64_t GTagFlowView::numberOfSections(ui::CollectionView& collectionView) 
 std::int64_t GTagFlowView::numberOfItemsInSection(ui::CollectionView& collectionView,
                                                   std::int64_t section) {
     (void)collectionView, (void)section;
-    return static_cast<std::int64_t>(flowDatas_.size());
+    return static_cast<std::int64_t>(selection_.items().size());
 }
 
 std::shared_ptr<ui::CollectionViewCell> GTagFlowView::cellForItemAtIndexPath(
     ui::CollectionView& collectionView, const ui::IndexPath& indexPath) {
     auto cell =
         collectionView.dequeueReusableCellWithReuseIdentifier(kTagFlowCellIdentifier, indexPath);
-    const auto count = static_cast<std::int64_t>(flowDatas_.size());
+    const auto& items = selection_.items();
+    const auto count = static_cast<std::int64_t>(items.size());
     if (auto* tagCell = dynamic_cast<GTagFlowCell*>(cell.get());
         tagCell && indexPath.item < count) {
         if (itemAt(indexPath.item))
-            tagCell->configFlowLayout(flowDatas_[static_cast<std::size_t>(indexPath.item)]);
+            tagCell->configFlowLayout(items[static_cast<std::size_t>(indexPath.item)]);
     }
     if (indexPath.item == count - 1) {
         ui::Size board = bounds().size;
@@ -234,7 +227,7 @@ void GTagFlowView::didSelectItemAtIndexPath(ui::CollectionView& collectionView,
     (void)collectionView;
     if (!inRange(indexPath)) return;
     playTapHaptic();
-    const GTagFlowItemRef& item = flowDatas_[static_cast<std::size_t>(indexPath.item)];
+    const GTagFlowItemRef& item = selection_.items()[static_cast<std::size_t>(indexPath.item)];
     if (item) item->setIsSelected(!item->isSelected());
     addSelectLayout(item);
     notifySelectedChanged();
@@ -247,6 +240,17 @@ ui::Size GTagFlowView::sizeForItemAtIndexPath(ui::CollectionView& collectionView
     (void)collectionView, (void)layout;
     GTagFlowItem* item = itemAt(indexPath.item);
     return item ? item->itemSize() : ui::Size{};
+}
+
+void GTagFlowView::tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
+                            std::int64_t n, std::vector<ui::Size>& sizes) {
+    (void)collectionView, (void)layout;
+    const auto& items = selection_.items();
+    sizes.resize(static_cast<std::size_t>(std::max<std::int64_t>(n, 0)));
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        const GTagFlowItem* item = i < items.size() ? items[i].get() : nullptr;
+        sizes[i] = item ? item->itemSize() : ui::Size{};
+    }
 }
 
 ui::EdgeInsets GTagFlowView::insetForSectionAtIndex(ui::CollectionView& collectionView,
@@ -272,13 +276,14 @@ double GTagFlowView::minimumInteritemSpacingForSectionAtIndex(ui::CollectionView
 
 GTagFlowItem* GTagFlowView::itemAt(std::int64_t item) const {
     if (item < 0) return nullptr;
-    const GTagFlowItemRef* found = objectAtIndexSafely(flowDatas_, static_cast<std::size_t>(item));
+    const GTagFlowItemRef* found =
+        objectAtIndexSafely(selection_.items(), static_cast<std::size_t>(item));
     return found ? found->get() : nullptr;
 }
 
 bool GTagFlowView::inRange(const std::optional<ui::IndexPath>& indexPath) const {
     return indexPath && indexPath->item >= 0 &&
-           indexPath->item < static_cast<std::int64_t>(flowDatas_.size());
+           indexPath->item < static_cast<std::int64_t>(selection_.items().size());
 }
 
 void GTagFlowView::playTapHaptic() {
@@ -289,7 +294,7 @@ void GTagFlowView::playTapHaptic() {
 }
 
 void GTagFlowView::notifySelectedChanged() {
-    if (selectedChangedBlock_) selectedChangedBlock_(!selectItems_.empty());
+    if (selectedChangedBlock_) selectedChangedBlock_(!selection_.picks().empty());
 }
 
 }  // namespace kernova

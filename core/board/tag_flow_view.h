@@ -15,6 +15,7 @@
 #include "board/tag_collection_view_layout.h"
 #include "board/tag_flow_item.h"
 #include "board/tag_flow_pass.h"
+#include "board/tag_selection.h"
 #include "ui/application.h"
 #include "ui/collection_view.h"
 #include "ui/gestures.h"
@@ -55,14 +56,27 @@ class GTagFlowView : public ui::View,
     void configCustomLayout(std::shared_ptr<ui::CollectionViewLayout> layout);
     void layoutSubviews() override;
 
-    // Data.
-    const std::vector<GTagFlowItemRef>& flowDatas() const { return flowDatas_; }
+    // Data. The tags and what is picked live in the selection model.
+    const GTagSelection& selection() const { return selection_; }
+    const std::vector<GTagFlowItemRef>& flowDatas() const { return selection_.items(); }
+    // Stores the tags (no reload); their text and size changes are watched
+    // from now on and lay the board out again.
     void setFlowDatas(std::vector<GTagFlowItemRef> items);
-    const std::vector<GTagFlowItemRef>& selectItems() const { return selectItems_; }
-    void setSelectItems(std::vector<GTagFlowItemRef> items) { selectItems_ = std::move(items); }
+    const std::vector<GTagFlowItemRef>& selectItems() const { return selection_.picks(); }
+    // Replaces the pick list; the picks are renumbered in the order given.
+    void setSelectItems(std::vector<GTagFlowItemRef> items) {
+        selection_.setPicks(std::move(items));
+    }
     void reloadDatas();
     void performReload(const std::vector<ui::IndexPath>& indexPaths);
+    // Brings the pick list and the numbers in line with the item's
+    // isSelected and redraws the shown cells whose tag changed; the layout
+    // is not touched, so a pick costs what it changes.
     void addSelectLayout(const GTagFlowItemRef& item);
+    // Every tag picked in board order / every tag's state flipped; the shown
+    // cells are redrawn and selectedChangedBlock is told.
+    void selectAll();
+    void inverse();
 
     // Text of the selection.
     std::optional<std::string> getNewTextstring() const { return getNewTextOrderByAdding(false); }
@@ -138,13 +152,17 @@ class GTagFlowView : public ui::View,
                                                     ui::CollectionViewLayout& layout,
                                                     std::int64_t section) override;
     double maxWidthOfLine_BookSplodeCollectionViewLayout() override { return frame().size.width; }
-    std::uint64_t tagLayoutRevision() const override { return revision_; }
+    void tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
+                  std::int64_t n, std::vector<ui::Size>& sizes) override;
+    std::uint64_t tagLayoutRevision() const override { return revision_ + changes_->changes(); }
 
   private:
     GTagFlowItem* itemAt(std::int64_t item) const;
     bool inRange(const std::optional<ui::IndexPath>& indexPath) const;
     void playTapHaptic();
     void notifySelectedChanged();
+    // Draws again the shown cells whose tag is among `changed`.
+    void redrawCells(const GTagSelection::Changed& changed);
     void sweep(const ui::IndexPath& cell);
     void slideBegan(const std::optional<ui::IndexPath>& current);
     void slideChanged(const std::optional<ui::IndexPath>& current);
@@ -161,10 +179,10 @@ class GTagFlowView : public ui::View,
     std::shared_ptr<ui::CollectionView> collectionView_;
     double lineSpacing_ = 0;
     double interitemSpacing_ = 0;
-    std::vector<GTagFlowItemRef> flowDatas_;
+    GTagSelection selection_;
+    std::shared_ptr<GTagChangeSink> changes_ = std::make_shared<GTagChangeSink>();
     HeightChangedBlock heightChangedBlock_;
     SelectedChangedBlock selectedChangedBlock_;
-    std::vector<GTagFlowItemRef> selectItems_;
     std::shared_ptr<ui::PanGestureRecognizer> panRecognizer_;
     std::vector<ui::IndexPath> indexPaths_;
     std::optional<ui::IndexPath> beginIndexPath_;

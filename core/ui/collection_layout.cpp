@@ -9,12 +9,24 @@ namespace kernova::ui {
 
 void LayoutAttributesIndex::rebuild(const std::vector<LayoutAttributes>& attributes) {
     entries_.clear();
-    entries_.reserve(attributes.size());
+    inPlace_ = nullptr;
     tallest_ = 0;
+    bool ordered = true;
+    double lastTop = -std::numeric_limits<double>::infinity();
+    for (const LayoutAttributes& a : attributes) {
+        const double top = a.frame.minY();
+        ordered = ordered && top >= lastTop;
+        lastTop = top;
+        tallest_ = std::max(tallest_, a.frame.height());
+    }
+    if (ordered) {
+        inPlace_ = &attributes;
+        return;
+    }
+    entries_.reserve(attributes.size());
     for (std::size_t i = 0; i < attributes.size(); ++i) {
         const Rect& f = attributes[i].frame;
         entries_.push_back(Entry{f.minY(), f.maxY(), f.minX(), f.maxX(), i});
-        tallest_ = std::max(tallest_, f.height());
     }
     std::stable_sort(entries_.begin(), entries_.end(),
                      [](const Entry& a, const Entry& b) { return a.minY < b.minY; });
@@ -22,6 +34,7 @@ void LayoutAttributesIndex::rebuild(const std::vector<LayoutAttributes>& attribu
 
 void LayoutAttributesIndex::clear() {
     entries_.clear();
+    inPlace_ = nullptr;
     tallest_ = 0;
 }
 
@@ -29,14 +42,27 @@ std::vector<std::size_t> LayoutAttributesIndex::positionsInRect(const Rect& rect
     std::vector<std::size_t> found;
     if (rect.isEmpty()) return found;
     // Any entry reaching into the rectangle starts at most `tallest_` above it.
-    double from = rect.minY() - tallest_;
+    const double from = rect.minY() - tallest_;
+    auto take = [&](double minY, double maxY, double minX, double maxX, std::size_t position) {
+        const bool empty = maxY == minY || maxX == minX;
+        if (empty || maxY <= rect.minY()) return;
+        if (minX < rect.maxX() && rect.minX() < maxX) found.push_back(position);
+    };
+    if (inPlace_) {
+        const auto& list = *inPlace_;
+        auto it = std::lower_bound(list.begin(), list.end(), from,
+                                   [](const auto& a, double y) { return a.frame.minY() < y; });
+        for (; it != list.end() && it->frame.minY() < rect.maxY(); ++it) {
+            const Rect& f = it->frame;
+            take(f.minY(), f.maxY(), f.minX(), f.maxX(),
+                 static_cast<std::size_t>(it - list.begin()));
+        }
+        return found;  // already in item order
+    }
     auto it = std::lower_bound(entries_.begin(), entries_.end(), from,
                                [](const Entry& e, double y) { return e.minY < y; });
-    for (; it != entries_.end() && it->minY < rect.maxY(); ++it) {
-        bool empty = it->maxY == it->minY || it->maxX == it->minX;
-        if (empty || it->maxY <= rect.minY()) continue;
-        if (it->minX < rect.maxX() && rect.minX() < it->maxX) found.push_back(it->position);
-    }
+    for (; it != entries_.end() && it->minY < rect.maxY(); ++it)
+        take(it->minY, it->maxY, it->minX, it->maxX, it->position);
     std::sort(found.begin(), found.end());
     return found;
 }

@@ -42,9 +42,11 @@ struct LayoutAttributes {
 
 // Rectangle queries over a list of attributes in O(log n + k): entries are kept
 // sorted by their top edge, and a query looks back at most the tallest item's
-// height above the rectangle.
+// height above the rectangle. A list already in top-edge order (lines of items,
+// as most layouts make) is searched in place, with nothing copied or sorted.
 class LayoutAttributesIndex {
   public:
+    // The list must stay as it is until the next rebuild or clear.
     void rebuild(const std::vector<LayoutAttributes>& attributes);
     void clear();
     // Positions (into the list given to rebuild) of the attributes whose frames
@@ -59,7 +61,8 @@ class LayoutAttributesIndex {
         double maxX;
         std::size_t position;
     };
-    std::vector<Entry> entries_;  // sorted by minY
+    std::vector<Entry> entries_;  // sorted by minY; empty when searching in place
+    const std::vector<LayoutAttributes>* inPlace_ = nullptr;
     double tallest_ = 0;
 };
 

@@ -58,6 +58,17 @@ TEST_F(CellTest, BadgeShowsTheSelectionPlaceOnlyWithOrdering) {
     EXPECT_FALSE(badgeOf(cellOf(2))->isHidden());
     EXPECT_EQ(badgeOf(cellOf(3))->text(), "1");
     EXPECT_TRUE(badgeOf(cellOf(1))->isHidden());
+    // Taking out the first pick renumbers the shown badges at once, without
+    // laying the board out again.
+    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
+        board->collectionView()->collectionViewLayout().get());
+    ASSERT_NE(layout, nullptr);
+    const std::uint64_t passes = layout->passCount();
+    driver.tap(on(3));
+    EXPECT_TRUE(badgeOf(cellOf(3))->isHidden());
+    EXPECT_EQ(badgeOf(cellOf(0))->text(), "1");
+    EXPECT_EQ(badgeOf(cellOf(2))->text(), "2");
+    EXPECT_EQ(layout->passCount(), passes);
 }
 
 TEST_F(CellTest, OrderingIsReadFromTheSettingsWhenTheBoardIsMade) {
@@ -143,10 +154,14 @@ TEST_F(EditorTest, LongPressOpensThePrefilledEditorAndOkChangesTheTag) {
     EXPECT_EQ(cellOf(1)->tagLabel()->text(), "betamax");
     EXPECT_EQ(reloads, 1);
     EXPECT_EQ(overlayCount(), 0u);
-    // The panel's answer to the notification: reload, and the tag is wider.
-    board->reloadDatas();
+    // The edited tag is laid out again at its new width, with no reload.
     settle();
     EXPECT_DOUBLE_EQ(frameOf(1).size.width, tag->itemSize().width);
+    // A size set from outside moves the tags after it as well.
+    board->flowDatas()[0]->setItemSize({200, 30});
+    settle();
+    EXPECT_EQ(frameOf(0).size.width, 200);
+    EXPECT_EQ(frameOf(1).origin.x, 10 + 200 + 4);
 }
 
 TEST_F(EditorTest, CancelLeavesTheTagAndAnEmptyEditKeepsTheSize) {

@@ -41,6 +41,33 @@ TEST_F(SelectionTest, TapsNumberTagsInTheOrderTheyWereSelected) {
     EXPECT_FALSE(board->getNewTextstring());
 }
 
+TEST_F(SelectionTest, SelectAllAndInverseNumberInBoardOrder) {
+    show(words(5));
+    std::vector<bool> changes;
+    board->setSelectedChangedBlock([&](bool has) { changes.push_back(has); });
+    driver.tap(on(3));
+    driver.tap(on(1));
+    board->selectAll();
+    EXPECT_EQ(indexes(), (std::vector<std::int64_t>{1, 2, 3, 4, 5}));
+    EXPECT_EQ(*board->getNewTextOrderByAdding(true), "w0w1w2w3w4");
+    board->inverse();
+    EXPECT_EQ(selection(), (std::vector<bool>{0, 0, 0, 0, 0}));
+    EXPECT_TRUE(board->selectItems().empty());
+    driver.tap(on(2));
+    board->inverse();
+    EXPECT_EQ(indexes(), (std::vector<std::int64_t>{1, 2, 0, 3, 4}));
+    EXPECT_EQ(*board->getNewTextOrderByAdding(true), "w0w1w3w4");
+    EXPECT_EQ(changes, (std::vector<bool>{true, true, true, false, true, true}));
+    // The shown cells follow.
+    const auto& look = *board->flowDatas()[0]->appearance();
+    EXPECT_EQ(cellOf(0)->tagLabel()->backgroundColor(), look.selectBackgroundColor);
+    EXPECT_EQ(cellOf(2)->tagLabel()->backgroundColor(), look.backgroundColor);
+
+    // A pick list given from outside is numbered in its own order.
+    board->setSelectItems({board->flowDatas()[4], board->flowDatas()[0]});
+    EXPECT_EQ(indexes(), (std::vector<std::int64_t>{2, 0, 0, 0, 1}));
+}
+
 TEST_F(SelectionTest, TapPlaysTheHapticOnlyWhenSwitchedOn) {
     show(words(3));
     auto& sounds = server.services().haptic().sounds();
