@@ -1,9 +1,9 @@
 #include "kernova/layout_command.h"
 
 #include <charconv>
-#include <cmath>
+#include <cstdint>
+#include <deque>
 #include <istream>
-#include <nlohmann/json.hpp>
 #include <ostream>
 
 #include "base/context.h"
@@ -14,7 +14,7 @@
 #include "board/tag_flow_item.h"
 #include "board/tag_flow_pass.h"
 #include "board/tag_flow_view.h"
-#include "kernova/split_command.h"
+#include "kernova/cli.h"
 #include "segment/splode_box.h"
 #include "sim/text_measurer.h"
 
@@ -41,14 +41,10 @@ constexpr std::string_view kLayoutHelp =
 // Wider boards are no screen; the bound keeps the arithmetic finite.
 constexpr double kMaxWidth = 1e9;
 
+constexpr Option kLayoutOptions[] = {{"--width", true}, {"--fixed-metrics"}, {"--json"}};
+
 LayoutParse fail(std::string message) {
     return {std::nullopt, std::move(message)};
-}
-
-std::optional<double> parseWidth(const std::string& s) {
-    std::optional<double> value = parsePositiveNumber(s);
-    if (value && *value > kMaxWidth) return std::nullopt;
-    return value;
 }
 
 // Points with at most four decimals, trailing zeros dropped: "242.8", not
@@ -68,80 +64,60 @@ std::string number(double value) {
 }  // namespace
 
 LayoutParse parseLayoutArguments(std::span<const std::string> args) {
+    ArgumentsParse parsed = parseArguments(args, kLayoutOptions);
+    if (!parsed.arguments) return fail(parsed.error);
+    const Arguments& a = *parsed.arguments;
     LayoutOptions options;
-    bool optionsEnded = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        bool isFlag = !optionsEnded && arg.size() > 1 && arg[0] == '-';
-        if (!isFlag) {
-            if (options.text) return fail("more than one TEXT given");
-            options.text = arg;
-        } else if (arg == "--") {
-            optionsEnded = true;
-        } else if (arg == "--help" || arg == "-h") {
-            options.help = true;
-        } else if (arg == "--json") {
-            options.json = true;
-        } else if (arg == "--fixed-metrics") {
-            options.fixedMetrics = true;
-        } else if (arg == "--width") {
-            if (i + 1 >= args.size()) return fail("--width needs a number");
-            std::optional<double> width = parseWidth(args[++i]);
-            if (!width)
-                return fail("--width needs a positive number of points, not \"" + args[i] + "\"");
-            options.width = *width;
-        } else {
-            return fail("unknown option " + arg);
-        }
+    options.help = a.help;
+    options.json = a.has("--json");
+    options.fixedMetrics = a.has("--fixed-metrics");
+    if (const std::string* w = a.value("--width")) {
+        std::optional<double> width = parsePoints(*w, kMaxWidth);
+        if (!width) return fail(pointsError("--width", *w, kMaxWidth));
+        options.width = *width;
     }
-    if (options.text == "-") options.text.reset();
+    if (a.operands.size() > 1) return fail("more than one TEXT given");
+    if (!a.operands.empty() && a.operands[0] != "-") options.text = a.operands[0];
     return {options, {}};
 }
 
-BoardLayout layoutText(const Context& context, const ui::TextMeasurer& measurer,
-                       std::string_view text, double width) {
-    std::vector<GSplodeItem> segments = GSplodeBox::splode(text);
-    auto items = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
-    BoardLayout result;
-    result.tags.reserve(items.size());
-    TagLineMetrics metrics = GTagFlowView::defaultLineMetrics(width);
-    auto sizeAt = [&](std::int64_t i) { return items[static_cast<std::size_t>(i)]->itemSize(); };
-    auto emit = [&](std::int64_t i, const ui::Rect& frame) {
-        result.tags.push_back({items[static_cast<std::size_t>(i)]->text(), frame});
+ui::Size layoutText(const Context& context, const ui::TextMeasurer& measurer, std::string_view text,
+                    double width, const TagFrameSink& sink) {
+    // Each segment is a piece of the text, in order: a tag is kept as the
+    // place of an equal piece, found from where the previous one ended.
+    struct Piece {
+        std::uint32_t offset;
+        std::uint32_t length;
     };
-    if (auto content =
-            layoutTagLines(static_cast<std::int64_t>(items.size()), metrics, sizeAt, emit))
-        result.contentSize = *content;
-    return result;
-}
-
-std::string formatLayoutPlain(const BoardLayout& layout) {
-    std::string out;
-    for (const TagFrame& tag : layout.tags) {
-        const ui::Rect& f = tag.frame;
-        out += jsonStringLiteral(tag.text) + ' ' + number(f.origin.x) + ' ' + number(f.origin.y) +
-               ' ' + number(f.size.width) + ' ' + number(f.size.height) + '\n';
-    }
-    out += "contentSize " + number(layout.contentSize.width) + ' ' +
-           number(layout.contentSize.height) + '\n';
-    return out;
-}
-
-std::string formatLayoutJson(const BoardLayout& layout) {
-    nlohmann::ordered_json tags = nlohmann::ordered_json::array();
-    for (const TagFrame& tag : layout.tags) {
-        const ui::Rect& f = tag.frame;
-        tags.push_back({{"text", tag.text},
-                        {"x", f.origin.x},
-                        {"y", f.origin.y},
-                        {"width", f.size.width},
-                        {"height", f.size.height}});
-    }
-    nlohmann::ordered_json root = {
-        {"tags", std::move(tags)},
-        {"contentSize",
-         {{"width", layout.contentSize.width}, {"height", layout.contentSize.height}}}};
-    return root.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+    std::deque<Piece> pieces;
+    std::size_t cursor = 0;
+    GSplodeBox::splode(text, [&](GSplodeItem&& item) {
+        std::size_t at = text.find(item.text, cursor);
+        if (at == std::string_view::npos) return;  // cannot happen for a piece of the text
+        pieces.push_back(
+            {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(item.text.size())});
+        cursor = at + item.text.size();
+    });
+    auto textAt = [&](std::int64_t i) {
+        const Piece& p = pieces[static_cast<std::size_t>(i)];
+        return text.substr(p.offset, p.length);
+    };
+    // One item measures every tag with the one appearance; each size is asked
+    // twice in a row (ahead, then for the tag itself).
+    GTagFlowItemRef probe = GTagFlowItem::tagFlowItemWithText(context, measurer, {});
+    std::int64_t measured = -1;
+    auto sizeAt = [&](std::int64_t i) {
+        if (i != measured) {
+            probe->setItemSize({});
+            probe->setText(std::string(textAt(i)));
+            measured = i;
+        }
+        return probe->itemSize();
+    };
+    auto emit = [&](std::int64_t i, const ui::Rect& frame) { sink(textAt(i), frame); };
+    TagLineMetrics metrics = GTagFlowView::defaultLineMetrics(width);
+    return layoutTagLines(static_cast<std::int64_t>(pieces.size()), metrics, sizeAt, emit)
+        .value_or(ui::Size{});
 }
 
 int runLayout(std::span<const std::string> args, std::istream& in, std::ostream& out,
@@ -163,10 +139,30 @@ int runLayout(std::span<const std::string> args, std::istream& in, std::ostream&
     Context context(loop, notifications, Paths{preferencesDirectory(env), {}});
     // Until the desktop measurer exists the fixed metrics are used either way.
     sim::SimTextMeasurer measurer;
-    BoardLayout layout = layoutText(context, measurer, text, options.width);
-    out << (options.json ? formatLayoutJson(layout) : formatLayoutPlain(layout));
-    out.flush();
-    return 0;
+    bool first = true;
+    if (options.json) out << "{\"tags\":[";
+    ui::Size content = layoutText(
+        context, measurer, text, options.width, [&](std::string_view tag, const ui::Rect& f) {
+            if (options.json) {
+                out << (first ? "{\"text\":" : ",{\"text\":");
+                writeJsonStringLiteral(out, tag);
+                out << ",\"x\":" << number(f.origin.x) << ",\"y\":" << number(f.origin.y)
+                    << ",\"width\":" << number(f.size.width)
+                    << ",\"height\":" << number(f.size.height) << '}';
+            } else {
+                writeJsonStringLiteral(out, tag);
+                out << ' ' << number(f.origin.x) << ' ' << number(f.origin.y) << ' '
+                    << number(f.size.width) << ' ' << number(f.size.height) << '\n';
+            }
+            first = false;
+        });
+    if (options.json) {
+        out << "],\"contentSize\":{\"width\":" << number(content.width)
+            << ",\"height\":" << number(content.height) << "}}\n";
+    } else {
+        out << "contentSize " << number(content.width) << ' ' << number(content.height) << '\n';
+    }
+    return finishOutput(out, err, "layout");
 }
 
 }  // namespace kernova::cli

@@ -1,14 +1,14 @@
 // `kernova layout`: splits a text into tags and lays them out on a tag board
-// of a given width with the board's defaults, printing every tag's frame and
-// the content size.
+// of a given width with the board's defaults, printing every tag's frame as
+// it is placed, then the content size.
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "ui/geometry.h"
 #include "ui/text_measurer.h"
@@ -39,22 +39,15 @@ struct LayoutParse {
 // Parses the arguments that follow "layout".
 LayoutParse parseLayoutArguments(std::span<const std::string> args);
 
-struct TagFrame {
-    std::string text;
-    ui::Rect frame;
-};
-struct BoardLayout {
-    std::vector<TagFrame> tags;
-    ui::Size contentSize;
-};
+// Called for each tag in board order with its text and frame.
+using TagFrameSink = std::function<void(std::string_view text, const ui::Rect& frame)>;
 
 // Segments `text`, makes one tag per segment with the default appearance (its
-// font size read from the settings of `context`) and lays them out `width` wide.
-BoardLayout layoutText(const Context& context, const ui::TextMeasurer& measurer,
-                       std::string_view text, double width);
-
-std::string formatLayoutPlain(const BoardLayout& layout);
-std::string formatLayoutJson(const BoardLayout& layout);
+// font size read once from the settings of `context`), lays them out `width`
+// wide, hands every frame to `sink` as it is placed, and returns the content
+// size. Besides the text it keeps about 8 bytes per tag.
+ui::Size layoutText(const Context& context, const ui::TextMeasurer& measurer, std::string_view text,
+                    double width, const TagFrameSink& sink);
 
 int runLayout(std::span<const std::string> args, std::istream& in, std::ostream& out,
               std::ostream& err);

@@ -7,9 +7,12 @@
 #include <string_view>
 #include <vector>
 
+#include "kernova/cli.h"
 #include "kernova/layout_command.h"
+#include "kernova/settings_command.h"
 #include "kernova/split_command.h"
 #ifdef KERNOVA_HAS_DESKTOP
+#include "kernova/bus_client.h"
 #include "kernova/render_command.h"
 #include "kernova/send_command.h"
 #include "kernova/splode_command.h"
@@ -25,9 +28,21 @@ struct Subcommand {
     Command run;
 };
 
+// `set` tells kernovad over the session bus where there is one.
+int runSet(std::span<const std::string> args, std::istream& in, std::ostream& out,
+           std::ostream& err) {
+#ifdef KERNOVA_HAS_DESKTOP
+    return kernova::cli::runSet(args, in, out, err, kernova::cli::announceReloadOnSessionBus);
+#else
+    return kernova::cli::runSet(args, in, out, err, {});
+#endif
+}
+
 constexpr std::array kSubcommands{
     Subcommand{"split", "split a text into words and symbols", kernova::cli::runSplit},
     Subcommand{"layout", "lay a text out as tags on a board", kernova::cli::runLayout},
+    Subcommand{"set", "change a setting", runSet},
+    Subcommand{"get", "show a setting, or every setting with --all", kernova::cli::runGet},
 #ifdef KERNOVA_HAS_DESKTOP
     Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
     Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},
@@ -55,7 +70,7 @@ int main(int argc, char** argv) {
     }
     if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
         printHelp(std::cout);
-        return 0;
+        return kernova::cli::finishOutput(std::cout, std::cerr, "--help");
     }
     for (const Subcommand& c : kSubcommands) {
         if (args[0] == c.name) {

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <istream>
+#include <limits>
 #include <ostream>
 
 #include "base/context.h"
@@ -17,7 +18,7 @@
 #include "desktop/ui/image_codec.h"
 #include "desktop/ui/painter.h"
 #include "desktop/ui/text_measurer.h"
-#include "kernova/split_command.h"
+#include "kernova/cli.h"
 #include "sim/pasteboard.h"
 #include "sim/services.h"
 #include "ui/platform.h"
@@ -46,17 +47,13 @@ RenderParse fail(std::string message) {
 
 // The size, or an error message naming `flag`.
 std::optional<double> parseSide(const std::string& flag, const std::string& s, std::string& error) {
-    std::optional<double> value = parsePositiveNumber(s);
-    if (!value) {
-        error = flag + " needs a positive number of points, not \"" + s + "\"";
-        return std::nullopt;
-    }
-    if (*value > kMaxRenderSide) {
-        error = flag + " " + s +
-                " is too large: at most 16384 points (a larger image would exhaust memory)";
-        return std::nullopt;
-    }
-    return value;
+    std::optional<double> value = parsePoints(s, kMaxRenderSide);
+    if (value) return value;
+    std::optional<double> big = parsePoints(s, std::numeric_limits<double>::max());
+    error = big ? flag + " " + s +
+                      " is too large: at most 16384 points (a larger image would exhaust memory)"
+                : pointsError(flag, s, kMaxRenderSide);
+    return std::nullopt;
 }
 
 // The value following the flag at `i`, which moves past it; absent at the end.
@@ -112,8 +109,7 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
         return 1;
     }
     out << options.out << '\n';
-    out.flush();
-    return 0;
+    return finishOutput(out, err, "render");
 }
 
 }  // namespace

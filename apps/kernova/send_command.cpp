@@ -1,6 +1,5 @@
 #include "kernova/send_command.h"
 
-#include <QCoreApplication>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -8,7 +7,8 @@
 #include <ostream>
 
 #include "base/text.h"
-#include "desktop/dbus_messaging.h"
+#include "kernova/bus_client.h"
+#include "kernova/cli.h"
 
 namespace kernova::cli {
 
@@ -120,44 +120,11 @@ SendParse parseSendArguments(std::span<const std::string> args) {
     return {request, {}};
 }
 
-int deliverMessage(const std::string& name, const Value& userInfo, std::ostream& err) {
-    // QtDBus wants an application object; commands run without one.
-    int argc = 1;
-    char arg0[] = "kernova";
-    char* argv[] = {arg0, nullptr};
-    std::optional<QCoreApplication> app;
-    if (QCoreApplication::instance() == nullptr) app.emplace(argc, argv);
-
-    desktop::DBusMessageSender sender(desktop::sessionConnection());
-    if (!sender.connected()) {
-        err << "kernova: cannot connect to the session bus\n";
-        return 1;
-    }
-    if (!sender.startService()) {
-        err << "kernova: the message center is not running and cannot be started"
-               " (is kernovad installed?)\n";
-        return 1;
-    }
-    sender.sendMessageName(name, userInfo);
-    if (!sender.flush()) {
-        err << "kernova: the session bus went away while sending\n";
-        return 1;
-    }
-    return 0;
-}
-
 int runSend(std::span<const std::string> args, std::istream&, std::ostream& out,
             std::ostream& err) {
     SendParse parse = parseSendArguments(args);
-    if (!parse.request) {
-        err << "kernova send: " << parse.error << '\n' << kSendUsage << '\n';
-        return 2;
-    }
-    if (parse.request->help) {
-        out << kSendUsage << '\n';
-        return 0;
-    }
-    return deliverMessage(parse.request->name, parse.request->userInfo, err);
+    if (auto status = endsBeforeRunning(parse, "send", kSendUsage, {}, out, err)) return *status;
+    return deliverMessage(parse.options->name, parse.options->userInfo, err);
 }
 
 }  // namespace kernova::cli

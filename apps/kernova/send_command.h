@@ -25,18 +25,14 @@ struct SendRequest {
 };
 
 struct SendParse {
-    std::optional<SendRequest> request;
-    std::string error;  // set when request is absent
+    std::optional<SendRequest> options;
+    std::string error;  // set when options is absent
 };
 
 // One KEY=VALUE argument; on failure, `error` says what is wrong with it.
 std::optional<std::pair<std::string, Value>> parseKeyValue(std::string_view argument,
                                                            std::string& error);
 SendParse parseSendArguments(std::span<const std::string> args);
-
-// Sends through the session bus and waits only until the message has left this
-// process. Returns the exit status; `err` gets the reason of a failure.
-int deliverMessage(const std::string& name, const Value& userInfo, std::ostream& err);
 
 int runSend(std::span<const std::string> args, std::istream& in, std::ostream& out,
             std::ostream& err);

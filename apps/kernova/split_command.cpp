@@ -1,12 +1,10 @@
 #include "kernova/split_command.h"
 
 #include <charconv>
-#include <cmath>
-#include <istream>
-#include <nlohmann/json.hpp>
 #include <ostream>
+#include <sstream>
 
-#include "base/text.h"
+#include "kernova/cli.h"
 
 namespace kernova::cli {
 namespace {
@@ -25,6 +23,8 @@ constexpr std::string_view kSplitHelp =
     "followed by \" symbol\" for symbol segments. Invalid UTF-8 is read as U+FFFD;\n"
     "standard input is limited to 64 MiB.\n";
 
+constexpr Option kSplitOptions[] = {{"--all"}, {"--option", true}, {"--json"}};
+
 std::optional<std::uint64_t> parseOption(std::string_view s) {
     std::uint64_t value = 0;
     const char* end = s.data() + s.size();
@@ -37,121 +37,68 @@ SplitParse fail(std::string message) {
     return {std::nullopt, std::move(message)};
 }
 
-std::vector<GSplodeItem> split(const SplitOptions& options, std::string_view text) {
+void split(const SplitOptions& options, std::string_view text, SegmentPrinter& printer) {
+    auto sink = [&printer](GSplodeItem&& item) { printer.print(item); };
     switch (options.mode) {
         case SplitOptions::Mode::all:
-            return GSplodeBox::splodeAll(text);
+            GSplodeBox::splodeAll(text, sink);
+            return;
         case SplitOptions::Mode::option:
-            return GSplodeBox::splodeWithOption(options.option, text);
+            for (const GSplodeItem& item : GSplodeBox::splodeWithOption(options.option, text))
+                printer.print(item);
+            return;
         case SplitOptions::Mode::splode:
             break;
     }
-    return GSplodeBox::splode(text);
+    GSplodeBox::splode(text, sink);
 }
 
 }  // namespace
 
 SplitParse parseSplitArguments(std::span<const std::string> args) {
+    ArgumentsParse parsed = parseArguments(args, kSplitOptions);
+    if (!parsed.arguments) return fail(parsed.error);
+    const Arguments& a = *parsed.arguments;
     SplitOptions options;
-    bool modeSet = false;
-    bool optionsEnded = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        bool isFlag = !optionsEnded && arg.size() > 1 && arg[0] == '-';
-        if (!isFlag) {
-            if (options.text) return fail("more than one TEXT given");
-            options.text = arg;
-        } else if (arg == "--") {
-            optionsEnded = true;
-        } else if (arg == "--help" || arg == "-h") {
-            options.help = true;
-        } else if (arg == "--json") {
-            options.json = true;
-        } else if (arg == "--all" || arg == "--option") {
-            if (modeSet) return fail("--all and --option can be given only once, not both");
-            modeSet = true;
-            if (arg == "--all") {
-                options.mode = SplitOptions::Mode::all;
-                continue;
-            }
-            if (i + 1 >= args.size()) return fail("--option needs a number");
-            std::optional<std::uint64_t> n = parseOption(args[++i]);
-            if (!n) return fail("--option needs a non-negative integer, not \"" + args[i] + "\"");
-            options.mode = SplitOptions::Mode::option;
-            options.option = *n;
-        } else {
-            return fail("unknown option " + arg);
-        }
+    options.help = a.help;
+    options.json = a.has("--json");
+    if (a.has("--all") && a.has("--option"))
+        return fail("--all and --option can be given only once, not both");
+    if (a.has("--all")) options.mode = SplitOptions::Mode::all;
+    if (const std::string* n = a.value("--option")) {
+        std::optional<std::uint64_t> value = parseOption(*n);
+        if (!value) return fail("--option needs a non-negative integer, not \"" + *n + "\"");
+        options.mode = SplitOptions::Mode::option;
+        options.option = *value;
     }
-    if (options.text == "-") options.text.reset();
+    if (a.operands.size() > 1) return fail("more than one TEXT given");
+    if (!a.operands.empty() && a.operands[0] != "-") options.text = a.operands[0];
     return {options, {}};
 }
 
-std::string jsonStringLiteral(std::string_view text) {
-    return nlohmann::json(std::string(text))
-        .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
-std::string formatPlain(const std::vector<GSplodeItem>& items) {
-    std::string out;
-    for (const GSplodeItem& item : items) {
-        out += jsonStringLiteral(item.text);
-        if (item.isSymbolOrEmoji) out += " symbol";
-        out += '\n';
+void SegmentPrinter::print(const GSplodeItem& item) {
+    if (json_) {
+        out_ << (first_ ? "[{\"text\":" : ",{\"text\":");
+        writeJsonStringLiteral(out_, item.text);
+        out_ << (item.isSymbolOrEmoji ? ",\"symbol\":true}" : ",\"symbol\":false}");
+    } else {
+        writeJsonStringLiteral(out_, item.text);
+        out_ << (item.isSymbolOrEmoji ? " symbol\n" : "\n");
     }
-    return out;
+    first_ = false;
 }
 
-std::string formatJson(const std::vector<GSplodeItem>& items) {
-    // Ordered so that each object reads "text" first, as documented.
-    nlohmann::ordered_json array = nlohmann::ordered_json::array();
-    for (const GSplodeItem& item : items) {
-        array.push_back({{"text", item.text}, {"symbol", item.isSymbolOrEmoji}});
-    }
-    return array.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+void SegmentPrinter::finish() {
+    if (json_) out_ << (first_ ? "[]\n" : "]\n");
 }
 
-std::optional<double> parsePositiveNumber(const std::string& s) {
-    double value = 0;
-    const char* end = s.data() + s.size();
-    auto [ptr, ec] = std::from_chars(s.data(), end, value);
-    if (s.empty() || ec != std::errc() || ptr != end || !std::isfinite(value) || value <= 0)
-        return std::nullopt;
-    return value;
-}
-
-std::string withoutFinalNewline(std::string text) {
-    if (text.ends_with("\r\n")) {
-        text.resize(text.size() - 2);
-    } else if (text.ends_with('\n')) {
-        text.pop_back();
-    }
-    return text;
-}
-
-std::optional<std::string> readLimited(std::istream& in, std::size_t limit) {
-    std::string data;
-    char buffer[1 << 16];
-    while (in) {
-        in.read(buffer, sizeof buffer);
-        auto got = static_cast<std::size_t>(in.gcount());
-        if (got > limit - data.size()) return std::nullopt;
-        data.append(buffer, got);
-    }
-    return data;
-}
-
-std::optional<std::string> readCommandText(const std::optional<std::string>& text, std::istream& in,
-                                           std::ostream& err, std::string_view command,
-                                           std::string_view refusal) {
-    if (text) return repairUtf8(*text);
-    std::optional<std::string> input = readLimited(in, kMaxInputBytes);
-    if (!input) {
-        err << "kernova " << command << ": standard input is larger than 64 MiB; refusing to "
-            << refusal << '\n';
-        return std::nullopt;
-    }
-    return repairUtf8(*input);
+std::string formatSegments(const std::vector<GSplodeItem>& items, bool json) {
+    std::ostringstream out;
+    SegmentPrinter printer(out, json);
+    for (const GSplodeItem& item : items)
+        printer.print(item);
+    printer.finish();
+    return out.str();
 }
 
 int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& out,
@@ -162,10 +109,10 @@ int runSplit(std::span<const std::string> args, std::istream& in, std::ostream& 
     const SplitOptions& options = *parsed.options;
     std::optional<std::string> text = readCommandText(options.text, in, err, "split", "split it");
     if (!text) return 1;
-    std::vector<GSplodeItem> items = split(options, *text);
-    out << (options.json ? formatJson(items) : formatPlain(items));
-    out.flush();
-    return 0;
+    SegmentPrinter printer(out, options.json);
+    split(options, *text, printer);
+    printer.finish();
+    return finishOutput(out, err, "split");
 }
 
 }  // namespace kernova::cli

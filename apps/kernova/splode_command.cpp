@@ -7,9 +7,8 @@
 #include <ostream>
 
 #include "base/text.h"
-#include "desktop/dbus_value.h"
-#include "kernova/send_command.h"
-#include "kernova/split_command.h"
+#include "kernova/bus_client.h"
+#include "kernova/cli.h"
 
 namespace kernova::cli {
 
@@ -30,8 +29,8 @@ std::optional<std::string> readClipboard(bool primary, std::string& error) {
         error = "this display has no PRIMARY selection";
         return std::nullopt;
     }
-    return desktop::fromBusString(
-        clipboard->text(primary ? QClipboard::Selection : QClipboard::Clipboard));
+    const QString text = clipboard->text(primary ? QClipboard::Selection : QClipboard::Clipboard);
+    return repairUtf8(text.toStdString());
 }
 
 }  // namespace

@@ -78,6 +78,8 @@ TEST(LayoutCommand, EmptyInputHasNoTagsAndBadArgumentsExitTwo) {
     for (std::vector<std::string> bad : {std::vector<std::string>{"--width"},
                                          {"--width", "-3"},
                                          {"--width", "nan"},
+                                         {"--width", "1e-320"},
+                                         {"--width", "0.5"},
                                          {"--width", "12px"},
                                          {"--bogus"},
                                          {"a", "b"}}) {

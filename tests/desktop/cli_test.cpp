@@ -9,9 +9,11 @@
 #include <sstream>
 
 #include "desktop/dbus_messaging.h"
+#include "desktop/dbus_system_notifications.h"
 #include "desktop_support.h"
 #include "kernova/send_command.h"
 #include "kernova/splode_command.h"
+#include "server/settings.h"
 
 namespace kernova::cli {
 namespace {
@@ -59,9 +61,9 @@ TEST(SendArguments, TypedAndUntypedValues) {
     SendParse p = parseSendArguments(std::vector<std::string>{"openUrl", "a=s:i:3", "b=b:YES",
                                                               "c=i:-42", "d=d:1.5", "e=plain text",
                                                               "f=x:y", "g=", "h=s:"});
-    ASSERT_TRUE(p.request) << p.error;
-    EXPECT_EQ(p.request->name, "openUrl");
-    EXPECT_EQ(p.request->userInfo, Value(Dictionary{{"a", Value("i:3")},
+    ASSERT_TRUE(p.options) << p.error;
+    EXPECT_EQ(p.options->name, "openUrl");
+    EXPECT_EQ(p.options->userInfo, Value(Dictionary{{"a", Value("i:3")},
                                                     {"b", Value(true)},
                                                     {"c", Value(-42)},
                                                     {"d", Value(1.5)},
@@ -73,14 +75,14 @@ TEST(SendArguments, TypedAndUntypedValues) {
 
 TEST(SendArguments, DictionaryPresence) {
     SendParse none = parseSendArguments(std::vector<std::string>{"popButton"});
-    ASSERT_TRUE(none.request);
-    EXPECT_TRUE(none.request->userInfo.isAbsent());
+    ASSERT_TRUE(none.options);
+    EXPECT_TRUE(none.options->userInfo.isAbsent());
     SendParse empty = parseSendArguments(std::vector<std::string>{"--empty", "showRunning"});
-    ASSERT_TRUE(empty.request);
-    EXPECT_EQ(empty.request->userInfo, Value(Dictionary{}));
+    ASSERT_TRUE(empty.options);
+    EXPECT_EQ(empty.options->userInfo, Value(Dictionary{}));
     SendParse dashed = parseSendArguments(std::vector<std::string>{"--", "-odd"});
-    ASSERT_TRUE(dashed.request);
-    EXPECT_EQ(dashed.request->name, "-odd");
+    ASSERT_TRUE(dashed.options);
+    EXPECT_EQ(dashed.options->name, "-odd");
 }
 
 TEST(SendArguments, MalformedInputIsAClearUsageError) {
@@ -161,6 +163,29 @@ TEST(KernovaCommands, TheCommandAsAProcessStartsKernovadByActivation) {
     ::kill(static_cast<pid_t>(*pid), SIGTERM);
     EXPECT_TRUE(
         waitFor([&] { return !serviceRunning(bus, QStringLiteral("fun.quorle.kernova.prefs")); }));
+}
+
+TEST(KernovaCommands, SetTellsTheProcessesOnTheBus) {
+    desktop::DBusSystemNotifications notifications;
+    ASSERT_TRUE(notifications.sync());
+    int owner = 0;
+    int reloads = 0;
+    notifications.observe(kReloadPreferencesNotification, &owner, [&] { ++reloads; });
+    QProcess cli;
+    cli.start(desktopCliPath(), {"set", "enabled", "YES"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
+    EXPECT_TRUE(waitFor([&] { return reloads == 1; }));
+
+    // A refused value changes nothing and tells nobody.
+    cli.start(desktopCliPath(), {"set", "enabled", "maybe"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 2);
+    cli.start(desktopCliPath(), {"get", "enabled"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.readAllStandardOutput().toStdString(), "YES\n");
+    EXPECT_EQ(reloads, 1);
+    notifications.removeObservers(&owner);
 }
 
 TEST(KernovaCommands, SelectionsNeedADisplay) {

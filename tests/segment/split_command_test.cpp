@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "kernova/cli.h"
+#include "segment/splode_box.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova::cli {
@@ -75,20 +77,23 @@ TEST(SplitArguments, BadArgumentsAreErrors) {
     }
 }
 
-TEST(SplitFormat, PlainLinesAreJsonLiterals) {
+TEST(SplitFormat, PlainLinesAndJsonArrayOfLiterals) {
     EXPECT_EQ(jsonStringLiteral("a \"q\" \\"), R"("a \"q\" \\")");
-    EXPECT_EQ(jsonStringLiteral("\n\t\x01"), R"("\n\t\u0001")");
+    EXPECT_EQ(jsonStringLiteral("\n\t\x01\x7f"), "\"\\n\\t\\u0001\x7f\"");
     EXPECT_EQ(jsonStringLiteral("中 \U0001F600"), "\"中 \U0001F600\"");
+    // The streamed literal is the same as the one-piece literal.
+    for (std::string text : {"", "plain", "a \"q\" \\", "\b\f\n\r\t\x01\x1f", "中\x7f"}) {
+        std::ostringstream streamed;
+        writeJsonStringLiteral(streamed, text);
+        EXPECT_EQ(streamed.str(), jsonStringLiteral(text)) << text;
+    }
     std::vector<GSplodeItem> items{{"hi", false}, {" ", true}, {"\n", true}};
-    EXPECT_EQ(formatPlain(items), "\"hi\"\n\" \" symbol\n\"\\n\" symbol\n");
-    EXPECT_EQ(formatPlain({}), "");
-}
-
-TEST(SplitFormat, JsonArrayInOrder) {
-    std::vector<GSplodeItem> items{{"中文", false}, {",", true}};
-    EXPECT_EQ(formatJson(items),
+    EXPECT_EQ(formatSegments(items, false), "\"hi\"\n\" \" symbol\n\"\\n\" symbol\n");
+    EXPECT_EQ(formatSegments({}, false), "");
+    std::vector<GSplodeItem> words{{"中文", false}, {",", true}};
+    EXPECT_EQ(formatSegments(words, true),
               "[{\"text\":\"中文\",\"symbol\":false},{\"text\":\",\",\"symbol\":true}]\n");
-    EXPECT_EQ(formatJson({}), "[]\n");
+    EXPECT_EQ(formatSegments({}, true), "[]\n");
 }
 
 TEST(SplitInput, ReadLimitedRefusesOversizedInput) {
@@ -154,6 +159,19 @@ TEST(SplitCommand, EndToEnd) {
     EXPECT_EQ(runCommand("", "").status, 2);
     EXPECT_EQ(runCommand("frobnicate", "").status, 2);
     EXPECT_EQ(runCommand("--help", "").status, 0);
+}
+
+// Output that cannot be written is a failure, not a success with nothing printed.
+TEST(SplitCommand, LostOutputIsAnError) {
+    for (const char* where : {">/dev/full", ">&-"}) {
+        kernova::testing::TempDir dir;
+        std::string command = std::string("'") + KERNOVA_BINARY + "' split 'a b' " + where +
+                              " 2> '" + (dir / "err").string() + "'";
+        int raw = std::system(command.c_str());
+        EXPECT_TRUE(WIFEXITED(raw) && WEXITSTATUS(raw) == 1) << where;
+        EXPECT_NE(dir.read("err").find("kernova split: cannot write the output"), std::string::npos)
+            << where;
+    }
 }
 
 TEST(SplitCommand, RefusesStdinOver64MiB) {
