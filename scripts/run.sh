@@ -86,6 +86,10 @@ else
     echo "Started kernovad (pid $daemon_pid); its log: $log"
 fi
 
+# Kernova answers requests only when switched on, as a first-run user does.
+"$kernova" set enabled YES
+echo "Switched Kernova on (kernova set enabled YES)"
+
 echo "Text: $sample"
 "$kernova" splode -- "$sample"
 wait_for board_shown || fail "the board did not open"

@@ -8,7 +8,7 @@ set -euo pipefail
 core=(
     build-essential cmake ninja-build pkg-config clang-format
     libicu-dev libplist-dev libplist++-dev libssl-dev libcurl4-openssl-dev
-    nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev
+    nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev time
 )
 desktop=(
     qt6-base-dev qt6-webengine-dev libgl-dev
