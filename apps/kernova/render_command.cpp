@@ -97,7 +97,8 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
     ui::Application application(context, services.platform);
     std::shared_ptr<BoardOverlay> overlay =
         showBoard(application, text, options.width, options.height.value_or(0));
-    const double height = overlay->window().frame().size.height;
+    const double height = options.height ? overlay->window().frame().size.height
+                                         : overlay->board().collectionView()->contentSize().height;
     if (height > kMaxRenderSide)
         err << "kernova render: the board is " << std::ceil(height)
             << " points tall; the image shows its first " << kMaxRenderSide << '\n';
@@ -157,7 +158,7 @@ RenderParse parseRenderArguments(std::span<const std::string> args) {
 std::shared_ptr<BoardOverlay> showBoard(ui::Application& application, std::string_view text,
                                         double width, double height) {
     auto overlay = BoardOverlay::show(application, text, ui::Rect(0, 0, width, height),
-                                      BoardOverlay::Style::plain);
+                                      BoardOverlay::Style::plain, kMaxRenderSide);
     application.layoutIfNeeded();
     return overlay;
 }

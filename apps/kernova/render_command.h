@@ -41,8 +41,9 @@ struct RenderParse {
 RenderParse parseRenderArguments(std::span<const std::string> args);
 
 // Shows the board of `text` in `application`, in the plain style, on a window
-// `width` points wide at the origin and `height` tall (the content's height
-// when `height` is 0 or less).
+// `width` points wide at the origin and `height` tall (the content's height,
+// at most kMaxRenderSide, when `height` is 0 or less). Only the tags inside
+// the window get cells.
 std::shared_ptr<BoardOverlay> showBoard(ui::Application& application, std::string_view text,
                                         double width, double height);
 // The overlay's window as it shows now, one pixel per point.

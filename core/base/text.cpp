@@ -130,21 +130,23 @@ std::size_t utf16Length(std::string_view utf8) {
 std::u16string toUtf16(std::string_view utf8) {
     std::u16string out;
     if (utf8.empty()) return out;
-    int32_t needed = 0;
-    UErrorCode status = U_ZERO_ERROR;
-    std::string_view chunk = utf8;
-    std::string repaired;
     if (utf8.size() > static_cast<std::size_t>(INT32_MAX / 2)) return out;
-    if (!isValidUtf8(utf8)) {
-        repaired = repairUtf8(utf8);
-        chunk = repaired;
-    }
-    u_strFromUTF8(nullptr, 0, &needed, chunk.data(), static_cast<int32_t>(chunk.size()), &status);
-    status = U_ZERO_ERROR;
-    out.resize(static_cast<std::size_t>(needed));
-    u_strFromUTF8(reinterpret_cast<UChar*>(out.data()), needed, &needed, chunk.data(),
-                  static_cast<int32_t>(chunk.size()), &status);
-    if (U_FAILURE(status)) out.clear();
+    // No text needs more UTF-16 units than it has UTF-8 bytes: one conversion
+    // pass into room of that size. ICU refuses ill-formed input, which is then
+    // repaired and converted again.
+    auto convert = [&out](std::string_view from) {
+        out.resize(from.size());
+        int32_t written = 0;
+        UErrorCode status = U_ZERO_ERROR;
+        u_strFromUTF8(reinterpret_cast<UChar*>(out.data()), static_cast<int32_t>(out.size()),
+                      &written, from.data(), static_cast<int32_t>(from.size()), &status);
+        if (U_FAILURE(status)) return false;
+        out.resize(static_cast<std::size_t>(written));
+        // Mostly non-Latin text would otherwise keep up to three times its room.
+        if (out.capacity() > 2 * out.size() + 64) out.shrink_to_fit();
+        return true;
+    };
+    if (!convert(utf8) && !convert(repairUtf8(utf8))) out.clear();
     return out;
 }
 

@@ -27,9 +27,9 @@ double contentHeightOf(const std::vector<GTagFlowItemRef>& items, double width) 
 
 std::shared_ptr<BoardOverlay> BoardOverlay::show(ui::Application& application,
                                                  std::string_view text, const ui::Rect& frame,
-                                                 Style style) {
+                                                 Style style, double maxFittedHeight) {
     auto overlay = std::make_shared<BoardOverlay>(application, style);
-    overlay->build(text, frame);
+    overlay->build(text, frame, maxFittedHeight);
     return overlay;
 }
 
@@ -52,7 +52,7 @@ ui::Rect BoardOverlay::cardFrame(ui::Size size, double contentHeight) const {
     return ui::Rect((size.width - width) / 2, (size.height - height) / 2, width, height);
 }
 
-void BoardOverlay::build(std::string_view text, const ui::Rect& frame) {
+void BoardOverlay::build(std::string_view text, const ui::Rect& frame, double maxFittedHeight) {
     Context& context = application_.context();
     const ui::TextMeasurer& measurer = application_.platform().textMeasurer;
     std::vector<GSplodeItem> segments = GSplodeBox::splode(text);
@@ -65,7 +65,7 @@ void BoardOverlay::build(std::string_view text, const ui::Rect& frame) {
                            : std::clamp(frame.size.width - 2 * kScreenMargin, 1.0, kMaxCardWidth);
     double contentHeight = contentHeightOf(items, cardWidth);
     if (style_ == Style::plain && windowFrame.size.height <= 0)
-        windowFrame.size.height = contentHeight;
+        windowFrame.size.height = std::min(contentHeight, maxFittedHeight);
 
     window_ = GSplodeWindow::initWithFrame(application_, windowFrame);
     const ui::Size size = windowFrame.size;

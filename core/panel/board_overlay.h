@@ -41,9 +41,13 @@ class BoardOverlay {
 
     // Splits `text` into tags and shows them on a new overlay window covering
     // `frame` (the screen's bounds for the floating style). The window becomes
-    // the key window.
+    // the key window. A plain overlay of height 0 or less fits the content's
+    // height, but at most `maxFittedHeight`: only the cells in the window are
+    // ever made, so a still rendering of a huge board makes only what it draws.
     static std::shared_ptr<BoardOverlay> show(ui::Application& application, std::string_view text,
-                                              const ui::Rect& frame, Style style = Style::floating);
+                                              const ui::Rect& frame, Style style = Style::floating,
+                                              double maxFittedHeight = kNoFittedLimit);
+    static constexpr double kNoFittedLimit = 1e300;
 
     BoardOverlay(ui::Application& application, Style style);
     ~BoardOverlay();
@@ -64,7 +68,7 @@ class BoardOverlay {
     std::vector<std::string> selectedTexts() const;
 
   private:
-    void build(std::string_view text, const ui::Rect& frame);
+    void build(std::string_view text, const ui::Rect& frame, double maxFittedHeight);
     // The card's frame inside a window of `size`, for content `contentHeight` tall.
     ui::Rect cardFrame(ui::Size size, double contentHeight) const;
 

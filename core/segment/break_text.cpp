@@ -118,6 +118,17 @@ char32_t BreakText::codePointAt(std::int32_t pos) const {
 }
 
 std::string BreakText::slice(std::int32_t begin, std::int32_t end) const {
+    // A UTF-16 unit never needs more than 3 bytes (a pair of them, 4): short
+    // slices (nearly all tags) are written once into a buffer on the stack.
+    constexpr std::int32_t kShortUnits = 32;
+    if (end - begin <= kShortUnits) {
+        char buffer[kShortUnits * 3];
+        char* p = buffer;
+        for (std::int32_t i = begin; i < end; i += codePointLength(i)) {
+            p = writeUtf8(p, codePointAt(i));
+        }
+        return std::string(buffer, static_cast<std::size_t>(p - buffer));
+    }
     // Two passes: the exact size first, so that the bytes are written in place.
     std::size_t size = 0;
     for (std::int32_t i = begin; i < end; i += codePointLength(i)) {
@@ -129,6 +140,13 @@ std::string BreakText::slice(std::int32_t begin, std::int32_t end) const {
         p = writeUtf8(p, codePointAt(i));
     }
     return out;
+}
+
+bool BreakText::isAllWhitespace(std::int32_t begin, std::int32_t end) const {
+    for (std::int32_t i = begin; i < end; i += codePointLength(i)) {
+        if (!isWhitespaceOrNewline(codePointAt(i))) return false;
+    }
+    return true;
 }
 
 BreakText::Span BreakText::checkedRange(std::int64_t location, std::int64_t length) const {

@@ -31,6 +31,9 @@ class BreakText {
 
     // The characters in [begin, end) as UTF-8.
     std::string slice(std::int32_t begin, std::int32_t end) const;
+    // True when every character in [begin, end) is white space or a newline
+    // (as GSplodeBox::isEmptAllSapce reads the same characters in UTF-8).
+    bool isAllWhitespace(std::int32_t begin, std::int32_t end) const;
     // [location, location + length) as a span; throws std::out_of_range when the
     // range does not lie within the text, as a substring request would.
     struct Span {

@@ -52,10 +52,10 @@ void appendWord(BreakText& text, const WordVisit& v, Out& out) {
         // 0, which is the only word with leading characters.
         appendCharacters(text, text.checkedRange(v.enclosingLocation, v.location), true, out);
     }
-    std::string word =
-        text.slice(static_cast<std::int32_t>(v.location), static_cast<std::int32_t>(wordEnd));
-    if (!GSplodeBox::isEmptAllSapce(word)) {
-        out.push_back(GSplodeItem::splodeText(std::move(word), false));
+    const auto begin = static_cast<std::int32_t>(v.location);
+    const auto end = static_cast<std::int32_t>(wordEnd);
+    if (!text.isAllWhitespace(begin, end)) {
+        out.push_back(GSplodeItem::splodeText(text.slice(begin, end), false));
     }
     if (v.location >= v.enclosingLocation && enclosingEnd > wordEnd) {
         appendCharacters(text, text.checkedRange(wordEnd, enclosingEnd - wordEnd), true, out);

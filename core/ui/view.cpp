@@ -17,7 +17,7 @@ View::View(Rect frame) : frame_(frame) {}
 
 View::~View() {
     for (auto& subview : subviews_)
-        subview->superview_ = nullptr;
+        if (subview) subview->superview_ = nullptr;
     for (auto& recognizer : recognizers_)
         recognizer->view_ = nullptr;
 }
@@ -74,10 +74,37 @@ Window* View::window() const {
     return dynamic_cast<Window*>(const_cast<View*>(root));
 }
 
+void View::compactSubviews() const {
+    if (holes_ == 0) return;
+    std::erase(subviews_, nullptr);
+    holes_ = 0;
+    renumberSubviews(0);
+}
+
+void View::renumberSubviews(std::size_t from) const {
+    for (std::size_t i = from; i < subviews_.size(); ++i)
+        subviews_[i]->slot_ = i;
+}
+
 void View::detachSubview(View* view) {
+    const std::size_t slot = view->slot_;
+    if (slot < subviews_.size() && subviews_[slot].get() == view) {
+        subviews_[slot].reset();
+        ++holes_;
+        while (!subviews_.empty() && !subviews_.back()) {
+            subviews_.pop_back();
+            --holes_;
+        }
+        if (holes_ > subviews_.size() / 2) compactSubviews();
+        return;
+    }
+    compactSubviews();
     auto it = std::find_if(subviews_.begin(), subviews_.end(),
                            [view](const auto& s) { return s.get() == view; });
-    if (it != subviews_.end()) subviews_.erase(it);
+    if (it == subviews_.end()) return;
+    const auto from = static_cast<std::size_t>(it - subviews_.begin());
+    subviews_.erase(it);
+    renumberSubviews(from);
 }
 
 void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
@@ -85,8 +112,10 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
     std::shared_ptr<View> keep = view;  // the old superview may hold the last reference
     Window* oldWindow = view->window();
     if (view->superview_) view->superview_->detachSubview(view.get());
+    if (index < subviews_.size()) compactSubviews();  // an append keeps the holes
     index = std::min(index, subviews_.size());
     subviews_.insert(subviews_.begin() + static_cast<std::ptrdiff_t>(index), keep);
+    renumberSubviews(index);
     view->superview_ = this;
     view->didMoveToSuperview();
     if (oldWindow != view->window()) view->notifyMovedToWindow();
@@ -106,6 +135,7 @@ static std::size_t indexOf(const std::vector<std::shared_ptr<View>>& list, const
 void View::insertSubviewAbove(const std::shared_ptr<View>& view, const View* sibling) {
     if (view.get() == sibling) return;
     if (view && view->superview_ == this) detachSubview(view.get());
+    compactSubviews();
     std::size_t i = indexOf(subviews_, sibling);
     insertSubview(view, i < subviews_.size() ? i + 1 : subviews_.size());
 }
@@ -113,24 +143,29 @@ void View::insertSubviewAbove(const std::shared_ptr<View>& view, const View* sib
 void View::insertSubviewBelow(const std::shared_ptr<View>& view, const View* sibling) {
     if (view.get() == sibling) return;
     if (view && view->superview_ == this) detachSubview(view.get());
+    compactSubviews();
     std::size_t i = indexOf(subviews_, sibling);
     insertSubview(view, i < subviews_.size() ? i : 0);
 }
 
 void View::bringSubviewToFront(const View* view) {
+    compactSubviews();
     std::size_t i = indexOf(subviews_, view);
     if (i >= subviews_.size()) return;
     auto keep = subviews_[i];
     subviews_.erase(subviews_.begin() + static_cast<std::ptrdiff_t>(i));
     subviews_.push_back(keep);
+    renumberSubviews(i);
 }
 
 void View::sendSubviewToBack(const View* view) {
+    compactSubviews();
     std::size_t i = indexOf(subviews_, view);
     if (i >= subviews_.size()) return;
     auto keep = subviews_[i];
     subviews_.erase(subviews_.begin() + static_cast<std::ptrdiff_t>(i));
     subviews_.insert(subviews_.begin(), keep);
+    renumberSubviews(0);
 }
 
 void View::removeFromSuperview() {
@@ -146,7 +181,7 @@ void View::removeFromSuperview() {
 
 void View::notifyMovedToWindow() {
     didMoveToWindow();
-    for (auto& subview : std::vector<std::shared_ptr<View>>(subviews_)) {
+    for (auto& subview : std::vector<std::shared_ptr<View>>(subviews())) {
         subview->notifyMovedToWindow();
     }
 }
@@ -160,7 +195,7 @@ bool View::isDescendantOfView(const View* view) const {
 
 View* View::viewWithTag(std::int64_t tag) {
     if (tag_ == tag) return this;
-    for (auto& subview : subviews_) {
+    for (auto& subview : subviews()) {
         if (View* found = subview->viewWithTag(tag)) return found;
     }
     return nullptr;
@@ -177,7 +212,7 @@ void View::layoutIfNeeded() {
         layoutSubviews();
     }
     // Copied: layout may add or remove subviews.
-    for (auto& subview : std::vector<std::shared_ptr<View>>(subviews_))
+    for (auto& subview : std::vector<std::shared_ptr<View>>(subviews()))
         subview->layoutIfNeeded();
 }
 
@@ -215,6 +250,7 @@ bool View::pointInside(Point point) const {
 View* View::hitTest(Point point) {
     if (hidden_ || !userInteractionEnabled_ || alpha_ < 0.01) return nullptr;
     if (!pointInside(point)) return nullptr;
+    compactSubviews();
     for (auto it = subviews_.rbegin(); it != subviews_.rend(); ++it) {
         View& sub = **it;
         Point local{point.x - sub.frame_.origin.x + sub.boundsOrigin_.x,
@@ -257,7 +293,7 @@ void View::touchesCancelled(const Touch& touch) {
 
 bool View::endEditing(bool force) {
     bool done = true;
-    for (auto& subview : subviews_)
+    for (auto& subview : subviews())
         done = subview->endEditing(force) && done;
     return done;
 }

@@ -93,7 +93,10 @@ class View : public std::enable_shared_from_this<View> {
     void setTag(std::int64_t tag) { tag_ = tag; }
 
     // The tree. A view holds its subviews strongly; the superview link is a back link.
-    const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
+    const std::vector<std::shared_ptr<View>>& subviews() const {
+        if (holes_ != 0) compactSubviews();
+        return subviews_;
+    }
     View* superview() const { return superview_; }
     // The window at the root of this view's tree, or null.
     Window* window() const;
@@ -167,7 +170,12 @@ class View : public std::enable_shared_from_this<View> {
 
   private:
     friend class Animator;
+    // O(1) amortised: the removed view's place becomes a hole, and the holes
+    // are closed in one sweep when the list is next read or half of it is holes.
     void detachSubview(View* view);
+    void compactSubviews() const;
+    // Gives each subview from `from` on its place in the list.
+    void renumberSubviews(std::size_t from) const;
 
     Rect frame_;
     Point boundsOrigin_;
@@ -182,7 +190,11 @@ class View : public std::enable_shared_from_this<View> {
     std::int64_t tag_ = 0;
     bool needsLayout_ = true;
 
-    std::vector<std::shared_ptr<View>> subviews_;
+    // Holds null holes left by removals until compacted (see detachSubview).
+    mutable std::vector<std::shared_ptr<View>> subviews_;
+    mutable std::size_t holes_ = 0;
+    // This view's place in its superview's list (kept while it is there).
+    mutable std::size_t slot_ = 0;
     View* superview_ = nullptr;
     std::vector<std::shared_ptr<GestureRecognizer>> recognizers_;
     std::vector<Transition> transitions_;

@@ -63,12 +63,19 @@ struct LineTally {
     double width() const { return std::max(widest, current()); }
 };
 
-std::unique_ptr<icu::BreakIterator> characterIterator() {
-    UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::BreakIterator> it(
-        icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-    if (U_FAILURE(status)) return nullptr;
-    return it;
+// Creating a character iterator costs far more than measuring a tag with it,
+// so each thread keeps one and sets a new text on it for every measurement.
+// It is a cache, not state: the text it last walked is never read again, as
+// every measurement sets its own first.
+icu::BreakIterator* characterIterator() {
+    thread_local std::unique_ptr<icu::BreakIterator> cached = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::BreakIterator> it(
+            icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+        if (U_FAILURE(status)) it.reset();
+        return it;
+    }();
+    return cached.get();
 }
 
 }  // namespace
@@ -78,7 +85,7 @@ ui::Size SimTextMeasurer::boundingSize(std::string_view text, const ui::Font& fo
     std::u16string s = toUtf16(repairUtf8(text));
     auto length = static_cast<std::int32_t>(std::min<std::size_t>(s.size(), INT32_MAX));
     LineTally tally;
-    std::unique_ptr<icu::BreakIterator> it = characterIterator();
+    icu::BreakIterator* it = characterIterator();
     if (it) {
         icu::UnicodeString aliased(false, s.data(), length);
         it->setText(aliased);

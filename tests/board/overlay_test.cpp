@@ -138,6 +138,19 @@ TEST_F(OverlayTest, PlainStyleFillsTheWindowAndFitsTheContentWhenNoHeightIsGiven
     EXPECT_DOUBLE_EQ(fitted->window().frame().size.height,
                      tags.back().frame.maxY() + GTagFlowView::kDefaultEdgeInsets.bottom);
     EXPECT_GT(tags.back().frame.origin.y, tags.front().frame.origin.y);
+
+    // A limit on the fitted height: only the tags inside the window get cells.
+    std::string many;
+    for (int i = 0; i < 2000; ++i)
+        many += "w ";
+    auto capped =
+        BoardOverlay::show(app, many, ui::Rect(0, 0, 50, 0), BoardOverlay::Style::plain, 4000);
+    settle();
+    EXPECT_EQ(capped->window().frame().size.height, 4000);
+    auto& cells = *capped->board().collectionView();
+    EXPECT_GT(cells.contentSize().height, 4000 * 10);
+    EXPECT_GT(cells.visibleCells().size(), 50u);
+    EXPECT_LT(cells.visibleCells().size(), 200u);
 }
 
 TEST_F(OverlayTest, EmptyAndInvalidTextStillOpenACard) {

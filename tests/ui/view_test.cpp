@@ -27,6 +27,37 @@ TEST(ViewTree, SubviewsKeepOrderAndMoveBetweenParents) {
     EXPECT_EQ(a->subviews().size(), 1u);
 }
 
+TEST(ViewTree, RemovalsInAnyOrderKeepTheRestInOrder) {
+    auto parent = std::make_shared<View>();
+    std::vector<std::shared_ptr<View>> children;
+    for (int i = 0; i < 12; ++i) {
+        children.push_back(std::make_shared<View>());
+        children.back()->setTag(i);
+        parent->addSubview(children.back());
+    }
+    auto tags = [&] {
+        std::vector<std::int64_t> out;
+        for (const auto& child : parent->subviews())
+            out.push_back(child->tag());
+        return out;
+    };
+    // From the front, the middle and the back, with appends in between.
+    for (int i : {0, 2, 4, 11})
+        children[static_cast<std::size_t>(i)]->removeFromSuperview();
+    parent->addSubview(children[0]);
+    children[6]->removeFromSuperview();
+    EXPECT_EQ(tags(), (std::vector<std::int64_t>{1, 3, 5, 7, 8, 9, 10, 0}));
+    parent->insertSubviewAbove(children[4], children[3].get());
+    parent->sendSubviewToBack(children[10].get());
+    children[3]->removeFromSuperview();
+    parent->insertSubview(children[2], 2);
+    EXPECT_EQ(tags(), (std::vector<std::int64_t>{10, 1, 2, 4, 5, 7, 8, 9, 0}));
+    for (const auto& child : parent->subviews())
+        EXPECT_EQ(child->superview(), parent.get());
+    EXPECT_EQ(parent->viewWithTag(9), children[9].get());
+    EXPECT_EQ(children[3]->superview(), nullptr);
+}
+
 TEST(ViewTree, FrameBoundsAndCenterAgree) {
     View v(Rect(10, 20, 100, 50));
     EXPECT_EQ(v.center(), (Point{60, 45}));
