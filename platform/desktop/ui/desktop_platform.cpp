@@ -43,7 +43,9 @@ bool canSound(const QString& platform) {
 }  // namespace
 
 void prepareDesktopProcess() {
-    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    // Nothing of GL is set up at start (Qt::AA_ShareOpenGLContexts would make
+    // the application create a GL context, mapping the GL driver, before any
+    // window needs one): the web engine, loaded later, makes its own contexts.
     prepareWebEngineEnvironment();
 }
 
@@ -91,7 +93,7 @@ void DesktopPlatform::updateScreen() {
 
 std::unique_ptr<OverlayWindowHost> DesktopPlatform::makeWindowHost(
     ui::Application& application) const {
-    return std::make_unique<OverlayWindowHost>(application, webViews_);
+    return std::make_unique<OverlayWindowHost>(application, webViews_, dialogPresenter());
 }
 
 std::unique_ptr<DesktopPlatform> makeDesktopPlatform(Context& context,

@@ -36,6 +36,7 @@ void OverlayWidget::paintEvent(QPaintEvent* event) {
         painter_.paintWindow(painter, *window, application_.runLoop().now());
     }
     target.drawImage(QPointF(0, 0), canvas);
+    if (onPainted_) onPainted_();
 }
 
 ui::Point OverlayWidget::toScreen(QPointF local) const {
@@ -47,28 +48,21 @@ void OverlayWidget::touch(ui::TouchId id, ui::TouchPhase phase, QPointF local) {
     application_.handleTouch(event);
 }
 
-void OverlayWidget::inputDone() {
-    if (onInput_) onInput_();
-}
-
 void OverlayWidget::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || mouseDown_) return;
     mouseDown_ = true;
     touch(kMouseTouchId, ui::TouchPhase::began, event->position());
-    inputDone();
 }
 
 void OverlayWidget::mouseMoveEvent(QMouseEvent* event) {
     if (!mouseDown_) return;
     touch(kMouseTouchId, ui::TouchPhase::moved, event->position());
-    inputDone();
 }
 
 void OverlayWidget::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || !mouseDown_) return;
     mouseDown_ = false;
     touch(kMouseTouchId, ui::TouchPhase::ended, event->position());
-    inputDone();
 }
 
 void OverlayWidget::wheelEvent(QWheelEvent* event) {
@@ -84,7 +78,6 @@ void OverlayWidget::wheelEvent(QWheelEvent* event) {
     ui::ScrollEvent scroll{toScreen(event->position()), -delta.x(), -delta.y()};
     application_.handleScroll(scroll);
     event->accept();
-    inputDone();
 }
 
 std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text) {
@@ -112,7 +105,6 @@ void OverlayWidget::keyPressEvent(QKeyEvent* event) {
         return;
     }
     event->accept();
-    inputDone();
 }
 
 bool OverlayWidget::handleTouchEvent(QEvent* event) {
@@ -136,7 +128,6 @@ bool OverlayWidget::handleTouchEvent(QEvent* event) {
         touch(kFirstTouchPointId + point.id(), phase, point.position());
     }
     event->accept();
-    inputDone();
     return true;
 }
 
