@@ -35,7 +35,8 @@ struct DesktopPlatformOptions {
 };
 
 // Sets what Qt and its web engine read at start-up (the engine's sandbox as
-// root); no GL is set up. Call before the QApplication is made.
+// root) and has large blocks of memory given back when freed; no GL is set
+// up. Call before the QApplication is made.
 void prepareDesktopProcess();
 
 class DesktopPlatform {

@@ -23,8 +23,18 @@ void OverlayWidget::paintEvent(QPaintEvent* event) {
     auto window = window_.lock();
     QPainter target(this);
     target.setCompositionMode(QPainter::CompositionMode_Source);
-    // Painted off screen first so that blur views can read what lies beneath them.
-    QImage canvas = makeCanvas(ui::Size{double(width()), double(height())}, devicePixelRatioF());
+    // Painted off screen first so that blur views can read what lies beneath
+    // them; the canvas is kept between paintings (a full-screen image is
+    // several megabytes) and goes with the widget.
+    double scale = devicePixelRatioF();
+    if (canvas_.isNull() || canvasFor_ != size() || canvasScale_ != scale) {
+        canvas_ = makeCanvas(ui::Size{double(width()), double(height())}, scale);
+        canvasFor_ = size();
+        canvasScale_ = scale;
+    } else {
+        canvas_.fill(Qt::transparent);
+    }
+    QImage& canvas = canvas_;
     if (!backdrop_.isNull()) {
         QPainter painter(&canvas);
         painter.drawImage(QRectF(0, 0, width(), height()), backdrop_);

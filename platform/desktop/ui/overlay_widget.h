@@ -58,6 +58,9 @@ class OverlayWidget final : public QWidget {
     Painter painter_;
     QPointF screenOrigin_;
     QImage backdrop_;
+    QImage canvas_;  // the last painting's canvas, reused at the same size
+    QSize canvasFor_;
+    double canvasScale_ = 0;
     std::function<void()> onPainted_;
     bool mouseDown_ = false;
 };
