@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QDBusConnection>
 #include <QSocketNotifier>
-#include <QTimer>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
@@ -19,9 +18,6 @@
 #include "kernovad/daemon.h"
 
 namespace {
-
-// How often to notice that the session has ended and the bus is gone.
-constexpr int kBusCheckMilliseconds = 2000;
 
 // Blocks the stop signals in every thread (Qt starts its own later) and returns
 // a descriptor that reads them, so they arrive as ordinary events on the loop.
@@ -87,11 +83,10 @@ int main(int argc, char** argv) {
             QCoreApplication::quit();
         });
     }
-    QTimer busCheck;
-    QObject::connect(&busCheck, &QTimer::timeout, &app, [&bus] {
-        if (!bus.isConnected()) QCoreApplication::quit();
-    });
-    busCheck.start(kBusCheckMilliseconds);
+    // The bus library reports the end of the session as a local signal.
+    bus.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+                QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), &app,
+                SLOT(quit()));
 
     int status = QApplication::exec();
     daemon.setBoardHost(nullptr);

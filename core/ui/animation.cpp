@@ -184,6 +184,7 @@ void Animator::finishGroup(std::uint64_t id) {
             list.erase(std::remove_if(list.begin(), list.end(),
                                       [id](const Transition& t) { return t.group == id; }),
                        list.end());
+            view->setNeedsDisplay();
         }
     }
     if (!group.completed && group.completion) group.completion(true);
@@ -194,6 +195,7 @@ void Animator::removeAllAnimations(View& view) {
     for (const auto& t : view.transitions_)
         ids.push_back(t.group);
     view.transitions_.clear();
+    if (!ids.empty()) view.setNeedsDisplay();
     for (std::uint64_t id : ids)
         interruptGroup(id);
 }

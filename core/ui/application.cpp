@@ -66,8 +66,10 @@ void Application::windowVisibilityChanged(Window& window) {
                                  [&](const auto& w) { return w.get() == &window; });
         if (keep && !known) shown_.push_back(keep);
         scheduleLayout();
+        requestDisplay();
         return;
     }
+    requestDisplay();
     if (keyWindow_ == &window) {
         // The key passes to the topmost window still shown.
         keyWindow_ = nullptr;
@@ -83,7 +85,9 @@ void Application::windowVisibilityChanged(Window& window) {
 }
 
 void Application::makeKey(Window* window) {
+    if (window == keyWindow_) return;
     keyWindow_ = window;
+    requestDisplay();
 }
 
 void Application::scheduleLayout() {

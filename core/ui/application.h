@@ -73,6 +73,15 @@ class Application {
     void handleScroll(const ScrollEvent& event);
     bool handleKey(const KeyEvent& event);
 
+    // Display. The platform's window host sets a handler that runs whenever a
+    // shown window needs painting or the shown windows, their order or the key
+    // window changed; the host coalesces the calls into its next frame. No
+    // handler: nothing is shown and the calls are dropped.
+    void setDisplayHandler(std::function<void()> handler) { displayHandler_ = std::move(handler); }
+    void requestDisplay() {
+        if (displayHandler_) displayHandler_();
+    }
+
     // Lays out every window now (the painter calls it before painting).
     void layoutIfNeeded();
     bool isAnimating() const { return animator_.isAnimating(); }
@@ -107,6 +116,7 @@ class Application {
     bool layoutScheduled_ = false;
     std::unique_ptr<TouchDispatch> touches_;
     ActivitiesHook activitiesHook_;
+    std::function<void()> displayHandler_;
 };
 
 }  // namespace kernova::ui

@@ -64,6 +64,24 @@ void Control::touchesCancelled(const Touch& touch) {
     sendActionsForControlEvents(kControlEventTouchCancel);
 }
 
+void Control::setEnabled(bool value) {
+    if (value == enabled_) return;
+    enabled_ = value;
+    setNeedsDisplay();
+}
+
+void Control::setHighlighted(bool value) {
+    if (value == highlighted_) return;
+    highlighted_ = value;
+    setNeedsDisplay();
+}
+
+void Control::setSelected(bool value) {
+    if (value == selected_) return;
+    selected_ = value;
+    setNeedsDisplay();
+}
+
 Button::Button(Rect frame, ButtonType type)
     : Control(frame),
       type_(type),
@@ -160,6 +178,8 @@ void Button::refresh() {
     titleLabel_->setText(currentTitle().value_or(""));
     titleLabel_->setTextColor(currentTitleColor());
     imageView_->setImage(currentImage());
+    // The background image is the button's own content.
+    setNeedsDisplay();
     setNeedsLayout();
 }
 

@@ -49,11 +49,11 @@ class Control : public View {
     void sendActionsForControlEvents(std::uint32_t events);
 
     bool isEnabled() const { return enabled_; }
-    void setEnabled(bool enabled) { enabled_ = enabled; }
+    void setEnabled(bool enabled);
     bool isHighlighted() const { return highlighted_; }
-    virtual void setHighlighted(bool highlighted) { highlighted_ = highlighted; }
+    virtual void setHighlighted(bool highlighted);
     bool isSelected() const { return selected_; }
-    void setSelected(bool selected) { selected_ = selected; }
+    void setSelected(bool selected);
     bool isTracking() const { return tracking_; }
     std::uint32_t state() const;
 

@@ -57,6 +57,30 @@ ActivityIndicatorView::ActivityIndicatorView(ActivityIndicatorStyle style)
     setHidden(true);
 }
 
+void ImageView::setImage(std::shared_ptr<const Image> value) {
+    if (value == image_) return;
+    image_ = std::move(value);
+    setNeedsDisplay();
+}
+
+void ImageView::setContentMode(ContentMode value) {
+    if (value == contentMode_) return;
+    contentMode_ = value;
+    setNeedsDisplay();
+}
+
+void VisualEffectView::setEffect(std::optional<BlurEffectStyle> value) {
+    if (value == effect_) return;
+    effect_ = value;
+    setNeedsDisplay();
+}
+
+void ActivityIndicatorView::setStyle(ActivityIndicatorStyle value) {
+    if (value == style_) return;
+    style_ = value;
+    setNeedsDisplay();
+}
+
 void ActivityIndicatorView::setHidesWhenStopped(bool hides) {
     hidesWhenStopped_ = hides;
     if (!animating_) setHidden(hides);
@@ -64,11 +88,13 @@ void ActivityIndicatorView::setHidesWhenStopped(bool hides) {
 
 void ActivityIndicatorView::startAnimating() {
     animating_ = true;
+    setNeedsDisplay();
     setHidden(false);
 }
 
 void ActivityIndicatorView::stopAnimating() {
     animating_ = false;
+    setNeedsDisplay();
     if (hidesWhenStopped_) setHidden(true);
 }
 

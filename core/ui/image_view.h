@@ -24,9 +24,9 @@ class ImageView : public View {
     explicit ImageView(std::shared_ptr<const Image> image);
 
     const std::shared_ptr<const Image>& image() const { return image_; }
-    void setImage(std::shared_ptr<const Image> image) { image_ = std::move(image); }
+    void setImage(std::shared_ptr<const Image> image);
     ContentMode contentMode() const { return contentMode_; }
-    void setContentMode(ContentMode mode) { contentMode_ = mode; }
+    void setContentMode(ContentMode mode);
     // Where the image is painted inside the bounds for the content mode.
     Rect imageRect() const;
 
@@ -51,7 +51,7 @@ class VisualEffectView : public View {
     explicit VisualEffectView(std::optional<BlurEffectStyle> effect, Rect frame = {});
 
     std::optional<BlurEffectStyle> effect() const { return effect_; }
-    void setEffect(std::optional<BlurEffectStyle> effect) { effect_ = effect; }
+    void setEffect(std::optional<BlurEffectStyle> effect);
     View& contentView() { return *contentView_; }
     void layoutSubviews() override;
 
@@ -68,7 +68,7 @@ class ActivityIndicatorView : public View {
     explicit ActivityIndicatorView(ActivityIndicatorStyle style = ActivityIndicatorStyle::white);
 
     ActivityIndicatorStyle style() const { return style_; }
-    void setStyle(ActivityIndicatorStyle style) { style_ = style; }
+    void setStyle(ActivityIndicatorStyle style);
     bool hidesWhenStopped() const { return hidesWhenStopped_; }
     void setHidesWhenStopped(bool hides);
     void startAnimating();

@@ -18,16 +18,16 @@ class Label : public View {
     explicit Label(Rect frame = {});
 
     const std::string& text() const { return text_; }
-    void setText(std::string text) { text_ = std::move(text); }
+    void setText(std::string text);
     const Font& font() const { return font_; }
-    void setFont(Font font) { font_ = std::move(font); }
+    void setFont(Font font);
     Color textColor() const { return textColor_; }
-    void setTextColor(Color color) { textColor_ = color; }
+    void setTextColor(Color color);
     TextAlignment textAlignment() const { return alignment_; }
-    void setTextAlignment(TextAlignment alignment) { alignment_ = alignment; }
+    void setTextAlignment(TextAlignment alignment);
     // 0 means as many lines as needed.
     int numberOfLines() const { return numberOfLines_; }
-    void setNumberOfLines(int lines) { numberOfLines_ = lines; }
+    void setNumberOfLines(int lines);
 
     // The size the text needs, measured by the platform.
     Size textSize(const TextMeasurer& measurer) const;
@@ -46,15 +46,15 @@ class TextField : public View {
     explicit TextField(Rect frame = {}) : View(frame) {}
 
     const std::string& text() const { return text_; }
-    void setText(std::string text) { text_ = std::move(text); }
+    void setText(std::string text);
     const std::string& placeholder() const { return placeholder_; }
-    void setPlaceholder(std::string text) { placeholder_ = std::move(text); }
+    void setPlaceholder(std::string text);
     const Font& font() const { return font_; }
-    void setFont(Font font) { font_ = std::move(font); }
+    void setFont(Font font);
     Color textColor() const { return textColor_; }
-    void setTextColor(Color color) { textColor_ = color; }
+    void setTextColor(Color color);
     bool isSecureTextEntry() const { return secure_; }
-    void setSecureTextEntry(bool secure) { secure_ = secure; }
+    void setSecureTextEntry(bool secure);
 
     bool isFirstResponder() const { return firstResponder_; }
     bool becomeFirstResponder() { return firstResponder_ = true; }

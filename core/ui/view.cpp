@@ -28,6 +28,7 @@ void View::setFrame(const Rect& frame) {
     bool resized = !(frame.size == frame_.size);
     frame_ = frame;
     Animator::noteChange(*this, AnimatableProperty::frame, from);
+    setNeedsDisplay();
     if (resized) setNeedsLayout();
 }
 
@@ -40,6 +41,7 @@ void View::setBounds(const Rect& bounds) {
     frame_ = Rect(c.x - bounds.size.width / 2, c.y - bounds.size.height / 2, bounds.size.width,
                   bounds.size.height);
     Animator::noteChange(*this, AnimatableProperty::bounds, from);
+    setNeedsDisplay();
     if (resized) setNeedsLayout();
 }
 
@@ -54,10 +56,13 @@ void View::setAlpha(double alpha) {
     AnimatableValue from = alpha_;
     alpha_ = alpha;
     Animator::noteChange(*this, AnimatableProperty::alpha, from);
+    setNeedsDisplay();
 }
 
 void View::setHidden(bool hidden) {
+    if (hidden == hidden_) return;
     hidden_ = hidden;
+    setNeedsDisplay();
 }
 
 void View::setBackgroundColor(std::optional<Color> color) {
@@ -65,6 +70,35 @@ void View::setBackgroundColor(std::optional<Color> color) {
     AnimatableValue from = backgroundColor_.value_or(Color::clear());
     backgroundColor_ = color;
     Animator::noteChange(*this, AnimatableProperty::backgroundColor, from);
+    setNeedsDisplay();
+}
+
+void View::setCornerRadius(double radius) {
+    if (radius == cornerRadius_) return;
+    cornerRadius_ = radius;
+    setNeedsDisplay();
+}
+
+void View::setClipsToBounds(bool clips) {
+    if (clips == clipsToBounds_) return;
+    clipsToBounds_ = clips;
+    setNeedsDisplay();
+}
+
+void View::setBorderWidth(double width) {
+    if (width == borderWidth_) return;
+    borderWidth_ = width;
+    setNeedsDisplay();
+}
+
+void View::setBorderColor(Color color) {
+    if (color == borderColor_) return;
+    borderColor_ = color;
+    setNeedsDisplay();
+}
+
+void View::setNeedsDisplay() {
+    if (Window* w = window()) w->markNeedsDisplay();
 }
 
 Window* View::window() const {
@@ -119,6 +153,8 @@ void View::insertSubview(const std::shared_ptr<View>& view, std::size_t index) {
     view->superview_ = this;
     view->didMoveToSuperview();
     if (oldWindow != view->window()) view->notifyMovedToWindow();
+    if (oldWindow) oldWindow->markNeedsDisplay();
+    setNeedsDisplay();
     view->setNeedsLayout();
 }
 
@@ -156,6 +192,7 @@ void View::bringSubviewToFront(const View* view) {
     subviews_.erase(subviews_.begin() + static_cast<std::ptrdiff_t>(i));
     subviews_.push_back(keep);
     renumberSubviews(i);
+    setNeedsDisplay();
 }
 
 void View::sendSubviewToBack(const View* view) {
@@ -166,6 +203,7 @@ void View::sendSubviewToBack(const View* view) {
     subviews_.erase(subviews_.begin() + static_cast<std::ptrdiff_t>(i));
     subviews_.insert(subviews_.begin(), keep);
     renumberSubviews(0);
+    setNeedsDisplay();
 }
 
 void View::removeFromSuperview() {
@@ -176,7 +214,10 @@ void View::removeFromSuperview() {
     parent->detachSubview(this);
     superview_ = nullptr;
     didMoveToSuperview();
-    if (oldWindow) notifyMovedToWindow();
+    if (oldWindow) {
+        notifyMovedToWindow();
+        oldWindow->markNeedsDisplay();
+    }
 }
 
 void View::notifyMovedToWindow() {

@@ -80,13 +80,13 @@ class View : public std::enable_shared_from_this<View> {
     std::optional<Color> backgroundColor() const { return backgroundColor_; }
     void setBackgroundColor(std::optional<Color> color);
     double cornerRadius() const { return cornerRadius_; }
-    void setCornerRadius(double radius) { cornerRadius_ = radius; }
+    void setCornerRadius(double radius);
     bool clipsToBounds() const { return clipsToBounds_; }
-    void setClipsToBounds(bool clips) { clipsToBounds_ = clips; }
+    void setClipsToBounds(bool clips);
     double borderWidth() const { return borderWidth_; }
-    void setBorderWidth(double width) { borderWidth_ = width; }
+    void setBorderWidth(double width);
     Color borderColor() const { return borderColor_; }
-    void setBorderColor(Color color) { borderColor_ = color; }
+    void setBorderColor(Color color);
     bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
     void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
     std::int64_t tag() const { return tag_; }
@@ -121,6 +121,13 @@ class View : public std::enable_shared_from_this<View> {
     bool needsLayout() const { return needsLayout_; }
     virtual void layoutSubviews() {}
     virtual Size sizeThatFits(Size size) const { return size; }
+
+    // Painting is pushed: a change to anything a view paints (its geometry,
+    // looks, content, subviews or running transitions) marks its window as
+    // needing display, and the platform's window host repaints marked windows
+    // on its next frame. Views with content of their own call this from their
+    // setters; a view outside any window marks nothing.
+    void setNeedsDisplay();
 
     // Coordinates.
     Point convertPointToView(Point point, const View* view) const;

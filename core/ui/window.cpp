@@ -14,7 +14,17 @@ Window::~Window() {
 }
 
 void Window::setWindowLevel(double level) {
+    if (level == level_) return;
     level_ = level;
+    markNeedsDisplay();
+    // The stacking of shown windows changed.
+    if (!isHidden()) application_.requestDisplay();
+}
+
+void Window::markNeedsDisplay() {
+    if (needsDisplay_) return;
+    needsDisplay_ = true;
+    if (!isHidden()) application_.requestDisplay();
 }
 
 void Window::setHidden(bool hidden) {

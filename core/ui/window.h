@@ -69,6 +69,15 @@ class Window : public View {
     }
     bool handleKey(const KeyEvent& event);
 
+    // True when something in the window changed since the window host last
+    // took its changes (see View::setNeedsDisplay).
+    bool needsDisplay() const { return needsDisplay_; }
+    // Marks the window; the first mark after the host took the changes asks
+    // the application for a display.
+    void markNeedsDisplay();
+    // Called by the window host when it has scheduled the repaint.
+    void clearNeedsDisplay() { needsDisplay_ = false; }
+
     // Order of showing, kept by the application.
     std::uint64_t showOrder() const { return showOrder_; }
 
@@ -83,6 +92,7 @@ class Window : public View {
     std::string className_ = "UIWindow";
     bool internal_ = false;
     std::uint64_t showOrder_ = 0;
+    bool needsDisplay_ = false;
     std::function<bool(const KeyEvent&)> keyHandler_;
 };
 

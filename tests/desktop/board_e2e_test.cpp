@@ -2,11 +2,13 @@
 // board opened by `kernova splode` and by the stock gdbus tool, tags picked
 // with the mouse through xdotool, the board closed by Escape and by a click
 // outside it; and the hotkey's command on another application's selection. The board's state is
-// read through kernovad's debug query.
+// read through kernovad's debug query. kernovad maps no GL or web engine library.
 #include <gtest/gtest.h>
 
+#include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <cmath>
 #include <memory>
@@ -107,9 +109,36 @@ class BoardEndToEnd : public ::testing::Test {
         return status == 0 && !out.empty();
     }
 
+    // The GL drivers, Qt Quick and web engine libraries kernovad has mapped
+    // (Qt Gui itself links the small GL dispatch libraries; those do not count).
+    QStringList heavyLibraries() {
+        QFile maps(QStringLiteral("/proc/%1/maps").arg(daemon_->process().processId()));
+        if (!maps.open(QIODevice::ReadOnly)) return {QStringLiteral("(no maps)")};
+        static const QRegularExpression heavy(
+            QStringLiteral("(libQt6WebEngine|libQt6Quick|libQt6Qml|libLLVM|libgallium|libqxcb-glx|"
+                           "libqxcb-egl|[A-Za-z]+_mesa|[a-z0-9]+_dri)[^/ ]*\\.so"));
+        QStringList found;
+        for (const QString& line : QString::fromLatin1(maps.readAll()).split('\n')) {
+            QRegularExpressionMatch match = heavy.match(line);
+            if (match.hasMatch() && !found.contains(match.captured(0))) found << match.captured(0);
+        }
+        return found;
+    }
+
     QProcessEnvironment env_;
     std::unique_ptr<KernovadProcess> daemon_;
 };
+
+TEST_F(BoardEndToEnd, KernovadMapsNoGLOrWebEngineLibraryAtStartOrWithABoard) {
+    EXPECT_EQ(heavyLibraries(), QStringList()) << "at start";
+    auto [status, out] = run(desktopCliPath(), {"splode", QStringLiteral("light weight")});
+    ASSERT_EQ(status, 0) << out;
+    ASSERT_TRUE(waitForShown(true));
+    ASSERT_TRUE(waitFor([&] { return boardWindowVisible(); }));
+    EXPECT_EQ(heavyLibraries(), QStringList()) << "with a board";
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    EXPECT_TRUE(waitForShown(false));
+}
 
 TEST_F(BoardEndToEnd, SplodeOpensTheBoardAndTheMousePicksTags) {
     auto [status, out] =

@@ -2,6 +2,7 @@
 // clicks as touches (a button's touch-up-inside), drags as pans, the wheel as
 // scrolling, Escape as a key for the key window.
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QWheelEvent>
@@ -10,6 +11,7 @@
 #include "ui/alert.h"
 #include "ui/control.h"
 #include "ui/gestures.h"
+#include "ui/label.h"
 #include "ui/scroll_view.h"
 
 namespace kernova::desktop::testing {
@@ -62,6 +64,41 @@ TEST_F(InputTest, AnimationsKeepTheHostTickingUntilTheyEnd) {
     clock.advance(0.5);
     host->sync();
     EXPECT_FALSE(host->isAnimating());
+}
+
+TEST_F(InputTest, AStillModelLeavesNoFrameScheduledAndAChangeSchedulesOne) {
+    auto window = makeWindow();
+    auto label = std::make_shared<ui::Label>(ui::Rect{0, 0, 80, 20});
+    window->addSubview(label);
+    host->start();
+    // Runs Qt's events until no frame is due (at most a second).
+    auto settle = [&] {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        while (host->hasFrameScheduled() && elapsed.elapsed() < 1000) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents,
+                                            20);
+        }
+    };
+    settle();
+    ASSERT_NE(host->widgetFor(*window), nullptr);
+    EXPECT_FALSE(host->hasFrameScheduled());
+    EXPECT_FALSE(window->needsDisplay());
+
+    label->setText("changed");
+    EXPECT_TRUE(host->hasFrameScheduled());
+    settle();
+    EXPECT_FALSE(window->needsDisplay());
+    EXPECT_FALSE(host->hasFrameScheduled());
+
+    // An animation keeps frames coming until it ends.
+    app.animator().animate(0.3, [&] { label->setAlpha(0.5); });
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(host->hasFrameScheduled());
+    clock.advance(0.5);
+    settle();
+    EXPECT_FALSE(host->hasFrameScheduled());
+    host->stop();
 }
 
 TEST_F(InputTest, ClicksReachAButtonsTouchUpInside) {

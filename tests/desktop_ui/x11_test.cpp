@@ -3,17 +3,21 @@
 // the primary selection and the typing helper exist.
 #include <QClipboard>
 #include <QCoreApplication>
+#include <QDialog>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QProcess>
+#include <QPushButton>
 #include <QScreen>
 #include <QStandardPaths>
 #include <QWidget>
 #include <QWindow>
 #include <functional>
 
+#include "desktop/ui/presenter.h"
 #include "desktop/ui/screen_behind.h"
 #include "desktop_ui/desktop_ui_fixture.h"
+#include "ui/alert.h"
 #include "ui/control.h"
 
 namespace kernova::desktop::testing {
@@ -106,6 +110,55 @@ TEST_F(X11Test, ClicksFromTheServerReachAButton) {
     }));
     EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "130", "120", "click", "1"}), 0);
     EXPECT_TRUE(waitFor([&] { return upInside == 1; }));
+    host->stop();
+}
+
+// Xvfb runs no window manager: only the order in which windows are raised
+// decides what lies on top.
+TEST_F(X11Test, ADialogOfAnOverlayStaysAboveItAndTakesTheClicks) {
+    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    auto window = makeWindow({0, 0, 1024, 768});
+    auto root = std::make_shared<ui::ViewController>();
+    window->setRootViewController(root);
+    int overlayTaps = 0;
+    auto everywhere = std::make_shared<ui::Button>(ui::Rect{0, 0, 1024, 768});
+    everywhere->addTarget([&](ui::Control&) { ++overlayTaps; }, ui::kControlEventTouchUpInside);
+    root->view()->addSubview(everywhere);
+    host->start();
+    auto exposed = [&](QWidget* widget) {
+        return widget && widget->windowHandle() && widget->windowHandle()->isExposed();
+    };
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*window)); }));
+
+    // The in-place editor's dialog, then another window of the process shown
+    // (restacking the overlays) while the dialog is open.
+    auto alert = ui::AlertController::alertControllerWithTitle("Edit", std::nullopt,
+                                                               ui::AlertControllerStyle::alert);
+    int saved = 0;
+    alert->addAction(ui::AlertAction::actionWithTitle("Save", ui::AlertActionStyle::defaultStyle,
+                                                      [&](ui::AlertAction&) { ++saved; }));
+    root->presentViewController(alert, true);
+    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
+    // Below the board's window: the board's overlay is raised again over it.
+    auto other = std::make_shared<ui::Window>(app, ui::Rect{0, 0, 200, 200});
+    other->setWindowLevel(ui::kWindowLevelNormal - 1);
+    other->makeKeyAndVisible();
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*other)); }));
+    EXPECT_EQ(dialog->windowHandle()->transientParent(), host->widgetFor(*window)->windowHandle());
+    other->setHidden(true);
+    window->makeKeyWindow();
+    ASSERT_TRUE(waitFor([&] { return host->widgetFor(*other) == nullptr; }));
+
+    auto* save = dialog->findChild<QPushButton*>(QStringLiteral("action-0"));
+    ASSERT_NE(save, nullptr);
+    QPoint point = save->mapToGlobal(save->rect().center());
+    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "--sync", QString::number(point.x()),
+                                            QString::number(point.y()), "click", "1"}),
+              0);
+    EXPECT_TRUE(waitFor([&] { return saved == 1; })) << "the click did not reach the dialog";
+    EXPECT_EQ(overlayTaps, 0);
     host->stop();
 }
 

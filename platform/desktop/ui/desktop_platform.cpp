@@ -4,6 +4,9 @@
 #include <QGuiApplication>
 #include <QObject>
 #include <QScreen>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 #include "base/log.h"
 #include "desktop/ui/presenter.h"
@@ -31,6 +34,10 @@ class RecordingPresenter final : public ui::Presenter {
     std::vector<std::shared_ptr<ui::ViewController>> shown_;
 };
 
+#if defined(__GLIBC__)
+constexpr int kLargeBlockBytes = 1 << 20;
+#endif
+
 bool runsWidgets() {
     return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
 }
@@ -43,7 +50,17 @@ bool canSound(const QString& platform) {
 }  // namespace
 
 void prepareDesktopProcess() {
-    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+#if defined(__GLIBC__)
+    // Large blocks (full-screen images: backing stores, screen copies,
+    // canvases) get pages of their own, given back when freed. By default the
+    // allocator raises this threshold after the first such block is freed and
+    // then serves the next ones from the heap, whose pages it keeps: each
+    // board closed would leave megabytes behind.
+    ::mallopt(M_MMAP_THRESHOLD, kLargeBlockBytes);
+#endif
+    // Nothing of GL is set up at start (Qt::AA_ShareOpenGLContexts would make
+    // the application create a GL context, mapping the GL driver, before any
+    // window needs one): the web engine, loaded later, makes its own contexts.
     prepareWebEngineEnvironment();
 }
 
@@ -91,7 +108,7 @@ void DesktopPlatform::updateScreen() {
 
 std::unique_ptr<OverlayWindowHost> DesktopPlatform::makeWindowHost(
     ui::Application& application) const {
-    return std::make_unique<OverlayWindowHost>(application, webViews_);
+    return std::make_unique<OverlayWindowHost>(application, webViews_, dialogPresenter());
 }
 
 std::unique_ptr<DesktopPlatform> makeDesktopPlatform(Context& context,

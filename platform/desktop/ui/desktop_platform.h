@@ -34,8 +34,9 @@ struct DesktopPlatformOptions {
     bool clickSound = false;
 };
 
-// Sets what Qt and its web engine read at start-up (shared GL contexts, the
-// engine's sandbox as root). Call before the QApplication is made.
+// Sets what Qt and its web engine read at start-up (the engine's sandbox as
+// root) and has large blocks of memory given back when freed; no GL is set
+// up. Call before the QApplication is made.
 void prepareDesktopProcess();
 
 class DesktopPlatform {

@@ -23,8 +23,18 @@ void OverlayWidget::paintEvent(QPaintEvent* event) {
     auto window = window_.lock();
     QPainter target(this);
     target.setCompositionMode(QPainter::CompositionMode_Source);
-    // Painted off screen first so that blur views can read what lies beneath them.
-    QImage canvas = makeCanvas(ui::Size{double(width()), double(height())}, devicePixelRatioF());
+    // Painted off screen first so that blur views can read what lies beneath
+    // them; the canvas is kept between paintings (a full-screen image is
+    // several megabytes) and goes with the widget.
+    double scale = devicePixelRatioF();
+    if (canvas_.isNull() || canvasFor_ != size() || canvasScale_ != scale) {
+        canvas_ = makeCanvas(ui::Size{double(width()), double(height())}, scale);
+        canvasFor_ = size();
+        canvasScale_ = scale;
+    } else {
+        canvas_.fill(Qt::transparent);
+    }
+    QImage& canvas = canvas_;
     if (!backdrop_.isNull()) {
         QPainter painter(&canvas);
         painter.drawImage(QRectF(0, 0, width(), height()), backdrop_);
@@ -36,6 +46,7 @@ void OverlayWidget::paintEvent(QPaintEvent* event) {
         painter_.paintWindow(painter, *window, application_.runLoop().now());
     }
     target.drawImage(QPointF(0, 0), canvas);
+    if (onPainted_) onPainted_();
 }
 
 ui::Point OverlayWidget::toScreen(QPointF local) const {
@@ -47,28 +58,21 @@ void OverlayWidget::touch(ui::TouchId id, ui::TouchPhase phase, QPointF local) {
     application_.handleTouch(event);
 }
 
-void OverlayWidget::inputDone() {
-    if (onInput_) onInput_();
-}
-
 void OverlayWidget::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || mouseDown_) return;
     mouseDown_ = true;
     touch(kMouseTouchId, ui::TouchPhase::began, event->position());
-    inputDone();
 }
 
 void OverlayWidget::mouseMoveEvent(QMouseEvent* event) {
     if (!mouseDown_) return;
     touch(kMouseTouchId, ui::TouchPhase::moved, event->position());
-    inputDone();
 }
 
 void OverlayWidget::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || !mouseDown_) return;
     mouseDown_ = false;
     touch(kMouseTouchId, ui::TouchPhase::ended, event->position());
-    inputDone();
 }
 
 void OverlayWidget::wheelEvent(QWheelEvent* event) {
@@ -84,7 +88,6 @@ void OverlayWidget::wheelEvent(QWheelEvent* event) {
     ui::ScrollEvent scroll{toScreen(event->position()), -delta.x(), -delta.y()};
     application_.handleScroll(scroll);
     event->accept();
-    inputDone();
 }
 
 std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text) {
@@ -112,7 +115,6 @@ void OverlayWidget::keyPressEvent(QKeyEvent* event) {
         return;
     }
     event->accept();
-    inputDone();
 }
 
 bool OverlayWidget::handleTouchEvent(QEvent* event) {
@@ -136,7 +138,6 @@ bool OverlayWidget::handleTouchEvent(QEvent* event) {
         touch(kFirstTouchPointId + point.id(), phase, point.position());
     }
     event->accept();
-    inputDone();
     return true;
 }
 

@@ -5,7 +5,6 @@
 
 #include <QImage>
 #include <QWidget>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -34,12 +33,11 @@ class OverlayWidget final : public QWidget {
     // screens where translucent windows are not composited); null for none.
     void setBackdrop(QImage backdrop) { backdrop_ = std::move(backdrop); }
     const QImage& backdrop() const { return backdrop_; }
-    // Called after every input event handed to the application.
-    void setInputHandler(std::function<void()> handler) { onInput_ = std::move(handler); }
+    // Called after every painting.
+    void setPaintedHandler(std::function<void()> handler) { onPainted_ = std::move(handler); }
 
+    // True when the last painting showed something in motion.
     bool needsAnimationFrames() const { return painter_.needsAnimationFrames(); }
-    std::uint64_t paintedFingerprint() const { return fingerprint_; }
-    void setPaintedFingerprint(std::uint64_t value) { fingerprint_ = value; }
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -54,15 +52,16 @@ class OverlayWidget final : public QWidget {
     void touch(ui::TouchId id, ui::TouchPhase phase, QPointF local);
     bool handleTouchEvent(QEvent* event);
     ui::Point toScreen(QPointF local) const;
-    void inputDone();
 
     ui::Application& application_;
     std::weak_ptr<ui::Window> window_;
     Painter painter_;
     QPointF screenOrigin_;
     QImage backdrop_;
-    std::function<void()> onInput_;
-    std::uint64_t fingerprint_ = 0;
+    QImage canvas_;  // the last painting's canvas, reused at the same size
+    QSize canvasFor_;
+    double canvasScale_ = 0;
+    std::function<void()> onPainted_;
     bool mouseDown_ = false;
 };
 

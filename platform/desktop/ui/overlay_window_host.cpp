@@ -1,15 +1,20 @@
 #include "desktop/ui/overlay_window_host.h"
 
+#include <QDialog>
 #include <QGuiApplication>
 #include <QRegion>
 #include <QScreen>
 #include <QTimer>
+#include <QWindow>
 #include <algorithm>
 #include <cmath>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
+#include "desktop/ui/presenter.h"
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/screen_behind.h"
-#include "desktop/ui/tree_fingerprint.h"
 
 namespace kernova::desktop {
 
@@ -18,6 +23,15 @@ namespace {
 QRect screenGeometry() {
     QScreen* screen = QGuiApplication::primaryScreen();
     return screen ? screen->geometry() : QRect(0, 0, 800, 600);
+}
+
+// Gives the memory of a closed overlay (its full-screen backing store, the
+// screen copy beneath it, painting canvases) back to the system: the allocator
+// would otherwise keep the freed pages for the next board.
+void releaseFreedMemory() {
+#if defined(__GLIBC__)
+    ::malloc_trim(0);
+#endif
 }
 
 // Shown, and with every ancestor shown and not faded out.
@@ -31,8 +45,9 @@ bool appearsOnScreen(const ui::View& view) {
 }  // namespace
 
 OverlayWindowHost::OverlayWindowHost(ui::Application& application,
-                                     std::shared_ptr<WebViewRegistry> webViews)
-    : application_(application), webViews_(std::move(webViews)) {}
+                                     std::shared_ptr<WebViewRegistry> webViews,
+                                     QtPresenter* presenter)
+    : application_(application), webViews_(std::move(webViews)), presenter_(presenter) {}
 
 OverlayWindowHost::~OverlayWindowHost() {
     stop();
@@ -46,20 +61,33 @@ void OverlayWindowHost::start() {
         timer_->setTimerType(Qt::PreciseTimer);
         QObject::connect(timer_.get(), &QTimer::timeout, [this] { tick(); });
     }
+    application_.setDisplayHandler([this] { requestSync(); });
+    if (presenter_) presenter_->setChangeHandler([this] { requestSync(); });
     timer_->start(0);
 }
 
 void OverlayWindowHost::stop() {
+    application_.setDisplayHandler({});
+    if (presenter_) presenter_->setChangeHandler({});
     timer_.reset();
 }
 
+bool OverlayWindowHost::hasFrameScheduled() const {
+    return timer_ && timer_->isActive();
+}
+
 void OverlayWindowHost::requestSync() {
-    if (timer_) timer_->start(0);
+    // A frame already due, or the sync under way, takes the change with it.
+    if (timer_ && !timer_->isActive() && !syncing_) timer_->start(0);
+}
+
+void OverlayWindowHost::requestAnimationFrame() {
+    if (timer_ && !timer_->isActive()) timer_->start(frameInterval());
 }
 
 void OverlayWindowHost::tick() {
     sync();
-    if (timer_) timer_->start(animating_ ? frameInterval() : kIdlePollMilliseconds);
+    if (animating_) requestAnimationFrame();
 }
 
 int OverlayWindowHost::frameInterval() const {
@@ -70,6 +98,7 @@ int OverlayWindowHost::frameInterval() const {
 }
 
 void OverlayWindowHost::sync() {
+    syncing_ = true;
     application_.layoutIfNeeded();
     std::vector<ui::Window*> visible = application_.windows();
     removeStale(visible);
@@ -78,9 +107,11 @@ void OverlayWindowHost::sync() {
         Entry& entry = entryFor(*window);
         if (entry.widget) configure(entry, screen);
     }
-    restack(visible);
+    bool raised = restack(visible);
     focusKeyWindow();
+    raiseDialogs(raised);
     repaintChanged();
+    syncing_ = false;
     placeWebViews();
 }
 
@@ -98,11 +129,16 @@ void OverlayWindowHost::removeStale(const std::vector<ui::Window*>& visible, boo
             }
         }
         entry.widget->hide();
+        entry.widget->setBackdrop(QImage());
         // Input handlers of the widget may still be on the stack.
         if (now) {
             entry.widget.reset();
+            releaseFreedMemory();
         } else {
-            entry.widget.release()->deleteLater();
+            OverlayWidget* widget = entry.widget.release();
+            QObject::connect(widget, &QObject::destroyed,
+                             [] { QTimer::singleShot(0, [] { releaseFreedMemory(); }); });
+            widget->deleteLater();
         }
     }
     std::erase_if(entries_, [](const Entry& entry) { return !entry.widget; });
@@ -122,7 +158,11 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
     Entry entry{&window, nullptr};
     if (auto shared = std::static_pointer_cast<ui::Window>(window.weak_from_this().lock())) {
         entry.widget = std::make_unique<OverlayWidget>(application_, shared);
-        entry.widget->setInputHandler([this] { requestSync(); });
+        // A painting that shows motion (a spinner) asks for the next frame.
+        OverlayWidget* widget = entry.widget.get();
+        entry.widget->setPaintedHandler([this, widget] {
+            if (widget->needsAnimationFrames()) requestAnimationFrame();
+        });
         // Taken before the overlay appears, so that it shows what is beneath.
         if (!windowsAreComposited()) entry.widget->setBackdrop(grabScreen(screenGeometry()));
     }
@@ -146,12 +186,47 @@ void OverlayWindowHost::configure(Entry& entry, const QRect& screen) {
     if (!widget.isVisible()) widget.show();
 }
 
-void OverlayWindowHost::restack(const std::vector<ui::Window*>& visible) {
-    if (visible == stacking_) return;
-    for (ui::Window* window : visible) {
-        if (OverlayWidget* widget = widgetFor(*window)) widget->raise();
+bool OverlayWindowHost::restack(const std::vector<ui::Window*>& visible) {
+    if (visible == stacking_) return false;
+    // Overlays already in order at the bottom stay where they are; each one
+    // from the first that is new or out of order up is raised, back to front.
+    std::size_t inPlace = 0;
+    for (ui::Window* window : stacking_) {
+        if (inPlace < visible.size() && visible[inPlace] == window)
+            ++inPlace;
+        else if (std::find(visible.begin(), visible.end(), window) != visible.end())
+            break;
+    }
+    bool raised = false;
+    for (std::size_t i = inPlace; i < visible.size(); ++i) {
+        if (OverlayWidget* widget = widgetFor(*visible[i])) {
+            widget->raise();
+            raised = true;
+        }
     }
     stacking_ = visible;
+    return raised;
+}
+
+void OverlayWindowHost::raiseDialogs(bool overlaysRaised) {
+    if (!presenter_) return;
+    std::vector<QtPresenter::ShownDialog> shown = presenter_->shownDialogs();
+    std::vector<QDialog*> dialogs;
+    for (const auto& entry : shown)
+        dialogs.push_back(entry.dialog);
+    if (!overlaysRaised && dialogs == raisedDialogs_) return;
+    for (const auto& entry : shown) {
+        OverlayWidget* overlay = entry.window ? widgetFor(*entry.window) : nullptr;
+        QWindow* handle = entry.dialog->windowHandle();
+        if (overlay && handle && overlay->windowHandle()) {
+            // Window managers that honour it keep the dialog above its overlay.
+            handle->setTransientParent(overlay->windowHandle());
+        }
+        entry.dialog->raise();
+    }
+    raisedDialogs_ = std::move(dialogs);
+    // The newest dialog takes the keys (the key window's overlay had them).
+    if (!raisedDialogs_.empty()) raisedDialogs_.back()->activateWindow();
 }
 
 void OverlayWindowHost::focusKeyWindow() {
@@ -168,11 +243,13 @@ void OverlayWindowHost::repaintChanged() {
     bool moving = application_.isAnimating();
     for (Entry& entry : entries_) {
         OverlayWidget& widget = *entry.widget;
-        std::uint64_t fingerprint = treeFingerprint(*entry.window);
-        bool changed = fingerprint != widget.paintedFingerprint();
-        if (changed || moving || widget.needsAnimationFrames()) widget.update();
-        widget.setPaintedFingerprint(fingerprint);
+        if (entry.window->needsDisplay() || moving || widget.needsAnimationFrames()) {
+            widget.update();
+        }
         moving = moving || widget.needsAnimationFrames();
+    }
+    for (ui::Window* window : application_.allWindowsIncludingInternalWindows(true)) {
+        window->clearNeedsDisplay();
     }
     animating_ = moving;
 }

@@ -1,7 +1,15 @@
 // Shows a process's toolkit windows on the desktop: one overlay widget per
-// visible window, stacked by window level, the key window focused. The host
-// follows the model by looking at it on every frame: at the display rate while
-// something animates, otherwise at a slow poll that repaints only on change.
+// visible window, stacked by window level, the key window focused. Changes are
+// pushed: the application calls the host when a window needs display or the
+// shown windows change, and the host brings the overlays in line on its next
+// frame. Frames run at the display rate only while something animates; a still
+// model leaves no timer running.
+//
+// Stacking does not rely on a window manager (there may be none, or one that
+// ignores the overlays' level): when the shown windows change, only the
+// overlays that must come above others are raised, and the presenter's dialogs
+// are then raised above the overlays (each marked transient for the overlay of
+// the window it belongs to), so that a dialog is never hidden under an overlay.
 #pragma once
 
 #include <QRect>
@@ -12,29 +20,32 @@
 #include "desktop/ui/web_view_backing.h"
 #include "ui/application.h"
 
+class QDialog;
 class QTimer;
 
 namespace kernova::desktop {
 
+class QtPresenter;
+
 class OverlayWindowHost {
   public:
-    // How often a still model is checked for changes.
-    static constexpr int kIdlePollMilliseconds = 50;
-
-    // `webViews` (optional) are placed inside the overlays of their windows.
+    // `webViews` (optional) are placed inside the overlays of their windows;
+    // the dialogs of `presenter` (optional) are kept above the overlays.
     explicit OverlayWindowHost(ui::Application& application,
-                               std::shared_ptr<WebViewRegistry> webViews = nullptr);
+                               std::shared_ptr<WebViewRegistry> webViews = nullptr,
+                               QtPresenter* presenter = nullptr);
     ~OverlayWindowHost();
     OverlayWindowHost(const OverlayWindowHost&) = delete;
     OverlayWindowHost& operator=(const OverlayWindowHost&) = delete;
 
-    // Follows the model from Qt's event loop until stopped; input on the
-    // overlays brings the next look forward.
+    // Follows the model's display requests from Qt's event loop until stopped.
     void start();
     void stop();
     // Brings the overlays in line with the model now, and schedules a repaint
-    // of those whose windows changed or move.
+    // of those whose windows need display or move.
     void sync();
+    // True while a frame is scheduled (a display request, or an animation).
+    bool hasFrameScheduled() const;
 
     // The overlay showing `window`, or null when it shows none.
     OverlayWidget* widgetFor(const ui::Window& window) const;
@@ -50,12 +61,15 @@ class OverlayWindowHost {
 
     void tick();
     void requestSync();
+    void requestAnimationFrame();
     // Removes the overlays of windows no longer visible; `now` deletes them at
     // once rather than from the event loop.
     void removeStale(const std::vector<ui::Window*>& visible, bool now = false);
     Entry& entryFor(ui::Window& window);
     void configure(Entry& entry, const QRect& screen);
-    void restack(const std::vector<ui::Window*>& visible);
+    // True when it raised any overlay.
+    bool restack(const std::vector<ui::Window*>& visible);
+    void raiseDialogs(bool overlaysRaised);
     void focusKeyWindow();
     void repaintChanged();
     void placeWebViews();
@@ -63,11 +77,14 @@ class OverlayWindowHost {
 
     ui::Application& application_;
     std::shared_ptr<WebViewRegistry> webViews_;
+    QtPresenter* presenter_ = nullptr;
+    std::vector<QDialog*> raisedDialogs_;  // bottom to top, as last raised
     std::vector<Entry> entries_;
     std::vector<ui::Window*> stacking_;  // back to front, as last raised
     std::unique_ptr<QTimer> timer_;
     ui::Window* focused_ = nullptr;
     bool animating_ = false;
+    bool syncing_ = false;  // changes made while syncing are taken by it
 };
 
 }  // namespace kernova::desktop

@@ -91,7 +91,6 @@ QtPresenter::~QtPresenter() {
 
 void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
                           ui::Window* window) {
-    (void)window;
     if (!controller || dialogFor(*controller)) return;
     QDialog* dialog = nullptr;
     if (auto alert = std::dynamic_pointer_cast<ui::AlertController>(controller)) {
@@ -102,10 +101,23 @@ void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
         debugLog("QtPresenter", "only alerts and share sheets are shown on the desktop");
         return;
     }
-    shown_.push_back(Shown{controller, dialog});
+    std::weak_ptr<ui::View> weakWindow;
+    if (window) weakWindow = window->weak_from_this();
+    shown_.push_back(Shown{controller, dialog, weakWindow});
     dialog->show();
     dialog->raise();
     dialog->activateWindow();
+    if (onChange_) onChange_();
+}
+
+std::vector<QtPresenter::ShownDialog> QtPresenter::shownDialogs() const {
+    std::vector<ShownDialog> dialogs;
+    for (const Shown& shown : shown_) {
+        if (!shown.dialog || !shown.dialog->isVisible()) continue;
+        auto window = std::dynamic_pointer_cast<ui::Window>(shown.window.lock());
+        dialogs.push_back(ShownDialog{shown.dialog.data(), window.get()});
+    }
+    return dialogs;
 }
 
 void QtPresenter::dismiss(ui::ViewController& controller) {
@@ -118,6 +130,7 @@ void QtPresenter::dismiss(ui::ViewController& controller) {
         dialog->deleteLater();
     }
     shown_.erase(it);
+    if (onChange_) onChange_();
 }
 
 QDialog* QtPresenter::dialogFor(const ui::ViewController& controller) const {

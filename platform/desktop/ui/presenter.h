@@ -7,6 +7,7 @@
 
 #include <QDialog>
 #include <QPointer>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -14,6 +15,7 @@
 #include "ui/alert.h"
 #include "ui/pasteboard.h"
 #include "ui/services.h"
+#include "ui/window.h"
 
 namespace kernova::desktop {
 
@@ -40,10 +42,22 @@ class QtPresenter final : public ui::Presenter {
     QDialog* dialogFor(const ui::ViewController& controller) const;
     std::size_t presentedCount() const { return shown_.size(); }
 
+    // The dialogs on screen, oldest first, each with the toolkit window it was
+    // presented from (null when that window is gone). The window host keeps
+    // them stacked above the overlays.
+    struct ShownDialog {
+        QDialog* dialog = nullptr;
+        ui::Window* window = nullptr;
+    };
+    std::vector<ShownDialog> shownDialogs() const;
+    // Called after a dialog was shown or taken away.
+    void setChangeHandler(std::function<void()> handler) { onChange_ = std::move(handler); }
+
   private:
     struct Shown {
         std::shared_ptr<ui::ViewController> controller;
         QPointer<QDialog> dialog;
+        std::weak_ptr<ui::View> window;
     };
 
     QDialog* buildAlert(const std::shared_ptr<ui::AlertController>& alert);
@@ -52,6 +66,7 @@ class QtPresenter final : public ui::Presenter {
 
     ui::Pasteboard& pasteboard_;
     std::vector<Shown> shown_;
+    std::function<void()> onChange_;
 };
 
 }  // namespace kernova::desktop

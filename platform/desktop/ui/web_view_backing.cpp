@@ -1,45 +1,18 @@
 #include "desktop/ui/web_view_backing.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
-#include <QWebEnginePage>
-#include <QWebEngineSettings>
-#include <QWebEngineView>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QtGlobal>
 #include <cstdlib>
 #include <string>
 
 #include "desktop/ui/qt_convert.h"
 
 namespace kernova::desktop {
-
-namespace {
-
-// Pages asking for a new window get a hidden view; its first URL goes to the
-// toolkit's delegate, which may make a web view of its own to load it.
-class EngineView final : public QWebEngineView {
-  public:
-    explicit EngineView(ui::WebView& model) : model_(model) {}
-
-  protected:
-    QWebEngineView* createWindow(QWebEnginePage::WebWindowType type) override {
-        (void)type;
-        auto* popup = new QWebEngineView(this);
-        popup->hide();
-        ui::WebView& model = model_;
-        QObject::connect(popup, &QWebEngineView::urlChanged, popup,
-                         [popup, &model](const QUrl& url) {
-                             if (url.isEmpty()) return;
-                             model.backingRequestsNewWindow(fromQString(url.toString()));
-                             popup->deleteLater();
-                         });
-        return popup;
-    }
-
-  private:
-    ui::WebView& model_;
-};
-
-}  // namespace
 
 void prepareWebEngineEnvironment() {
     if (::geteuid() != 0) return;
@@ -50,6 +23,47 @@ void prepareWebEngineEnvironment() {
     ::setenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.c_str(), 1);
 }
 
+std::vector<std::string> webEngineModuleCandidates() {
+    std::vector<std::string> candidates;
+    auto add = [&](const QString& dir) {
+        if (dir.isEmpty()) return;
+        std::string path =
+            fromQString(QDir::cleanPath(dir + QLatin1Char('/') + kWebEngineModuleFile));
+        if (std::find(candidates.begin(), candidates.end(), path) == candidates.end()) {
+            candidates.push_back(path);
+        }
+    };
+    if (QCoreApplication::instance()) {
+        add(QCoreApplication::applicationDirPath() +
+            QStringLiteral("/" KERNOVA_WEBENGINE_RELATIVE_DIR));
+    }
+    add(QStringLiteral(KERNOVA_WEBENGINE_INSTALL_DIR));
+    add(QStringLiteral(KERNOVA_WEBENGINE_BUILD_DIR));
+    return candidates;
+}
+
+MakeWebEngineViewFunction WebViewRegistry::engineFactory() {
+    if (tried_) return factory_;
+    tried_ = true;
+    prepareWebEngineEnvironment();
+    for (const std::string& path : webEngineModuleCandidates()) {
+        if (!QFileInfo::exists(QString::fromStdString(path))) continue;
+        // Kept loaded: Qt's libraries do not support being unloaded.
+        void* handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+        if (!handle) {
+            qWarning("kernova: cannot load the web engine module %s: %s", path.c_str(),
+                     ::dlerror());
+            continue;
+        }
+        factory_ =
+            reinterpret_cast<MakeWebEngineViewFunction>(::dlsym(handle, kMakeWebEngineViewSymbol));
+        if (factory_) return factory_;
+        qWarning("kernova: %s is not a web engine module", path.c_str());
+    }
+    qWarning("kernova: no web engine module (%s): web views stay blank", kWebEngineModuleFile);
+    return nullptr;
+}
+
 QtWebViewBacking::QtWebViewBacking(ui::WebView& view, std::shared_ptr<WebViewRegistry> registry)
     : view_(view), registry_(std::move(registry)) {
     registry_->add(this);
@@ -57,60 +71,65 @@ QtWebViewBacking::QtWebViewBacking(ui::WebView& view, std::shared_ptr<WebViewReg
 
 QtWebViewBacking::~QtWebViewBacking() {
     registry_->remove(this);
-    delete engine_.data();
+    // A parent overlay may have deleted the widget, and the engine view with it.
+    if (!widget_) static_cast<void>(engine_.release());
 }
 
-QWebEngineView* QtWebViewBacking::engine() {
-    if (engine_) return engine_;
-    prepareWebEngineEnvironment();
-    auto* engine = new EngineView(view_);
-    engine->hide();
-    engine->settings()->setAttribute(QWebEngineSettings::JavascriptEnabled,
-                                     view_.configuration().javaScriptEnabled);
-    engine->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture,
-                                     !view_.configuration().allowsInlineMediaPlayback);
+WebEngineView* QtWebViewBacking::engine() {
+    if (engine_ && widget_) return engine_.get();
+    if (engine_) static_cast<void>(engine_.release());  // deleted with its parent
+    MakeWebEngineViewFunction make = registry_->engineFactory();
+    if (!make) return nullptr;
+    WebEngineSettings settings;
+    settings.javaScriptEnabled = view_.configuration().javaScriptEnabled;
+    settings.playbackRequiresUserGesture = !view_.configuration().allowsInlineMediaPlayback;
     ui::WebView& model = view_;
-    QObject::connect(engine, &QWebEngineView::urlChanged, engine, [&model](const QUrl& url) {
-        model.backingDidCommitURL(fromQString(url.toString()));
-    });
-    QObject::connect(engine, &QWebEngineView::loadFinished, engine, [&model](bool ok) {
+    WebEngineEvents events;
+    events.committedURL = [&model](const std::string& url) { model.backingDidCommitURL(url); };
+    events.finished = [&model](bool ok) {
         if (ok) {
             model.backingDidFinishNavigation();
         } else {
             model.backingDidFailNavigation("The page could not be loaded.");
         }
-    });
-    engine_ = engine;
-    return engine;
+    };
+    events.newWindow = [&model](const std::string& url) { model.backingRequestsNewWindow(url); };
+    engine_.reset(make(settings, std::move(events)));
+    widget_ = engine_ ? engine_->widget() : nullptr;
+    return engine_.get();
 }
 
 void QtWebViewBacking::load(const std::string& url) {
-    engine()->load(QUrl(toQString(url)));
+    if (WebEngineView* engine = this->engine()) {
+        engine->load(url);
+    } else {
+        view_.backingDidFailNavigation("The page could not be loaded.");
+    }
 }
 
 void QtWebViewBacking::stopLoading() {
-    if (engine_) engine_->stop();
+    if (widget_) engine_->stop();
 }
 
 std::string QtWebViewBacking::selectedText() const {
-    return engine_ ? fromQString(engine_->selectedText()) : std::string();
+    return widget_ ? engine_->selectedText() : std::string();
 }
 
 void QtWebViewBacking::place(QWidget* overlay, const QRect& rect, bool visible) {
-    if (!engine_) return;
+    if (!widget_) return;
     if (!overlay) {
-        engine_->hide();
+        widget_->hide();
         return;
     }
-    if (engine_->parentWidget() != overlay) engine_->setParent(overlay);
-    engine_->setGeometry(rect);
-    engine_->setVisible(visible && !rect.isEmpty());
+    if (widget_->parentWidget() != overlay) widget_->setParent(overlay);
+    widget_->setGeometry(rect);
+    widget_->setVisible(visible && !rect.isEmpty());
 }
 
 void QtWebViewBacking::detachFrom(QWidget* overlay) {
-    if (!engine_ || engine_->parentWidget() != overlay) return;
-    engine_->hide();
-    engine_->setParent(nullptr);
+    if (!widget_ || widget_->parentWidget() != overlay) return;
+    widget_->hide();
+    widget_->setParent(nullptr);
 }
 
 }  // namespace kernova::desktop

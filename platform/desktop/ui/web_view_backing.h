@@ -1,17 +1,17 @@
-// Web views on QtWebEngine. The engine view is made on first use (so nothing
-// starts the web engine until a page loads) and lives as a child of the overlay
-// of the toolkit window that holds the web view, kept at the view's frame.
+// Web views on QtWebEngine. The engine comes from its own module, loaded on
+// first use (see web_engine.h), so nothing maps or starts the web engine until
+// a page loads. The engine view lives as a child of the overlay of the toolkit
+// window that holds the web view, kept at the view's frame.
 #pragma once
 
 #include <QPointer>
-#include <QWebEngineView>
+#include <QWidget>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "desktop/ui/web_engine.h"
 #include "ui/web_view.h"
-
-class QWidget;
 
 namespace kernova::desktop {
 
@@ -34,29 +34,45 @@ class QtWebViewBacking final : public ui::WebViewBacking {
     void place(QWidget* overlay, const QRect& rect, bool visible);
     // Takes the engine view out of `overlay` before the overlay goes away.
     void detachFrom(QWidget* overlay);
-    bool hasEngine() const { return engine_ != nullptr; }
+    bool hasEngine() const { return widget_ != nullptr; }
 
   private:
-    QWebEngineView* engine();
+    // The engine view, made on first use; null when the module cannot be loaded.
+    WebEngineView* engine();
 
     ui::WebView& view_;
     std::shared_ptr<WebViewRegistry> registry_;
-    QPointer<QWebEngineView> engine_;
+    std::unique_ptr<WebEngineView> engine_;
+    QPointer<QWidget> widget_;  // the engine's widget while it lives
 };
 
-// The live backings of one process, for the window host to place.
+// Where the web engine module is looked for, in order: next to the program's
+// installed layout (<bindir>/../<libdir>/kernova), the install prefix, and the
+// build tree.
+std::vector<std::string> webEngineModuleCandidates();
+
+// The live backings of one process, for the window host to place, and the
+// web engine module once loaded.
 class WebViewRegistry {
   public:
     void add(QtWebViewBacking* backing) { backings_.push_back(backing); }
     void remove(QtWebViewBacking* backing) { std::erase(backings_, backing); }
     const std::vector<QtWebViewBacking*>& backings() const { return backings_; }
 
+    // Loads the module on the first call (once: a failure is not retried);
+    // null, with a warning logged, when it cannot be loaded. The module stays
+    // loaded for the life of the process.
+    MakeWebEngineViewFunction engineFactory();
+    bool engineModuleLoaded() const { return factory_ != nullptr; }
+
   private:
     std::vector<QtWebViewBacking*> backings_;
+    MakeWebEngineViewFunction factory_ = nullptr;
+    bool tried_ = false;
 };
 
 // The engine runs as root only without its sandbox; sets that up when needed.
-// Call before the first engine view is made (makeDesktopPlatform does).
+// Called before the module is loaded.
 void prepareWebEngineEnvironment();
 
 }  // namespace kernova::desktop

@@ -1,0 +1,45 @@
+// The web engine behind web views lives in a module of its own
+// (libkernova_webengine.so, built from web_engine_module.cpp), loaded with
+// dlopen when the first web view loads a page: a process that shows no web
+// view never maps QtWebEngine, Qt Quick or a GL library. This header is the
+// whole contract between the two sides; it names no QtWebEngine type.
+#pragma once
+
+#include <functional>
+#include <string>
+
+class QWidget;
+
+namespace kernova::desktop {
+
+struct WebEngineSettings {
+    bool javaScriptEnabled = true;
+    bool playbackRequiresUserGesture = true;
+};
+
+// What the engine reports, on the main thread.
+struct WebEngineEvents {
+    std::function<void(const std::string& url)> committedURL;
+    std::function<void(bool ok)> finished;
+    // A page asked for a new window on `url`.
+    std::function<void(const std::string& url)> newWindow;
+};
+
+// One engine view. `widget()` is a child-less top-level until placed; deleting
+// the engine view deletes its widget.
+class WebEngineView {
+  public:
+    virtual ~WebEngineView() = default;
+    virtual QWidget* widget() = 0;
+    virtual void load(const std::string& url) = 0;
+    virtual void stop() = 0;
+    virtual std::string selectedText() const = 0;
+};
+
+// The module's entry point: a new engine view (owned by the caller).
+using MakeWebEngineViewFunction = WebEngineView* (*)(const WebEngineSettings& settings,
+                                                     WebEngineEvents events);
+inline constexpr const char* kMakeWebEngineViewSymbol = "kernova_make_web_engine_view";
+inline constexpr const char* kWebEngineModuleFile = "libkernova_webengine.so";
+
+}  // namespace kernova::desktop
