@@ -100,7 +100,7 @@ LayoutParse parseLayoutArguments(std::span<const std::string> args) {
 
 BoardLayout layoutText(const Context& context, const ui::TextMeasurer& measurer,
                        std::string_view text, double width) {
-    std::vector<GSplodeItem> segments = GSplodeBox::splode(text);
+    std::vector<GSplodeItem> segments = GSplodeBox::splode(text, context.locale());
     auto items = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
     BoardLayout result;
     result.tags.reserve(items.size());
@@ -161,6 +161,8 @@ int runLayout(std::span<const std::string> args, std::istream& in, std::ostream&
     InProcessSystemNotifications notifications;
     EnvironmentLookup env = processEnvironment();
     Context context(loop, notifications, Paths{preferencesDirectory(env), {}});
+    context.log().configure(env);
+    context.setLocale(segmentationLocale(env));
     // Until the desktop measurer exists the fixed metrics are used either way.
     sim::SimTextMeasurer measurer;
     BoardLayout layout = layoutText(context, measurer, text, options.width);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "base/paths.h"
 #include "base/text.h"
 
 namespace kernova::cli {
@@ -38,15 +39,17 @@ SplitParse fail(std::string message) {
 }
 
 std::vector<GSplodeItem> split(const SplitOptions& options, std::string_view text) {
+    // The user's language, as kernovad splits in, whatever this process's locale.
+    const std::string locale = segmentationLocale(processEnvironment());
     switch (options.mode) {
         case SplitOptions::Mode::all:
-            return GSplodeBox::splodeAll(text);
+            return GSplodeBox::splodeAll(text, locale);
         case SplitOptions::Mode::option:
-            return GSplodeBox::splodeWithOption(options.option, text);
+            return GSplodeBox::splodeWithOption(options.option, text, locale);
         case SplitOptions::Mode::splode:
             break;
     }
-    return GSplodeBox::splode(text);
+    return GSplodeBox::splode(text, locale);
 }
 
 }  // namespace

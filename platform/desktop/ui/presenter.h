@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/log.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
 #include "ui/pasteboard.h"
@@ -38,6 +39,8 @@ class QtPresenter final : public ui::Presenter {
 
     // The dialog showing `controller`; null when it shows none.
     QDialog* dialogFor(const ui::ViewController& controller) const;
+    // Where controllers that cannot be shown are reported; none by default.
+    void setLog(const Logger* log) { log_ = log; }
     std::size_t presentedCount() const { return shown_.size(); }
 
   private:
@@ -52,6 +55,7 @@ class QtPresenter final : public ui::Presenter {
 
     ui::Pasteboard& pasteboard_;
     std::vector<Shown> shown_;
+    const Logger* log_ = nullptr;
 };
 
 }  // namespace kernova::desktop
