@@ -4,6 +4,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "base/paths.h"
 #include "kernova/cli.h"
 
 namespace kernova::cli {
@@ -39,18 +40,21 @@ SplitParse fail(std::string message) {
 
 void split(const SplitOptions& options, std::string_view text, SegmentPrinter& printer) {
     auto sink = [&printer](GSplodeItem&& item) { printer.print(item); };
+    // The user's language, as kernovad splits in, whatever this process's locale.
+    const std::string locale = segmentationLocale(processEnvironment());
     switch (options.mode) {
         case SplitOptions::Mode::all:
-            GSplodeBox::splodeAll(text, sink);
+            GSplodeBox::splodeAll(text, sink, locale);
             return;
         case SplitOptions::Mode::option:
-            for (const GSplodeItem& item : GSplodeBox::splodeWithOption(options.option, text))
+            for (const GSplodeItem& item :
+                 GSplodeBox::splodeWithOption(options.option, text, locale))
                 printer.print(item);
             return;
         case SplitOptions::Mode::splode:
             break;
     }
-    GSplodeBox::splode(text, sink);
+    GSplodeBox::splode(text, sink, locale);
 }
 
 }  // namespace
