@@ -170,7 +170,7 @@ std::string Server::openBoard(const std::optional<std::string>& text) {
         return "refused: no text";
     }
     if (flags_.popSplode) return "dropped: a board is already shown";
-    const std::int64_t style = readSettings(context_).integer(settings_key::kStyle);
+    const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
     const Monitor monitor = host_.monitorUnderPointer();
     if (board_) board_->setClosedBlock({});
     board_ = BoardOverlay::show(host_.application(), *text, monitor.frame);
