@@ -91,13 +91,16 @@ ui::Size layoutText(const Context& context, const ui::TextMeasurer& measurer, st
     };
     std::deque<Piece> pieces;
     std::size_t cursor = 0;
-    GSplodeBox::splode(text, [&](GSplodeItem&& item) {
-        std::size_t at = text.find(item.text, cursor);
-        if (at == std::string_view::npos) return;  // cannot happen for a piece of the text
-        pieces.push_back(
-            {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(item.text.size())});
-        cursor = at + item.text.size();
-    });
+    GSplodeBox::splode(
+        text,
+        [&](GSplodeItem&& item) {
+            std::size_t at = text.find(item.text, cursor);
+            if (at == std::string_view::npos) return;  // cannot happen for a piece of the text
+            pieces.push_back(
+                {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(item.text.size())});
+            cursor = at + item.text.size();
+        },
+        context.locale());
     auto textAt = [&](std::int64_t i) {
         const Piece& p = pieces[static_cast<std::size_t>(i)];
         return text.substr(p.offset, p.length);
@@ -137,6 +140,8 @@ int runLayout(std::span<const std::string> args, std::istream& in, std::ostream&
     InProcessSystemNotifications notifications;
     EnvironmentLookup env = processEnvironment();
     Context context(loop, notifications, Paths{preferencesDirectory(env), {}});
+    context.log().configure(env);
+    context.setLocale(segmentationLocale(env));
     // Until the desktop measurer exists the fixed metrics are used either way.
     sim::SimTextMeasurer measurer;
     bool first = true;

@@ -19,6 +19,7 @@
 #include "desktop/ui/painter.h"
 #include "desktop/ui/text_measurer.h"
 #include "kernova/cli.h"
+#include "segment/splode_box.h"
 #include "sim/pasteboard.h"
 #include "sim/services.h"
 #include "ui/platform.h"
@@ -92,7 +93,10 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
     VirtualClock clock;
     VirtualRunLoop loop(clock);
     InProcessSystemNotifications notifications;
-    Context context(loop, notifications, Paths{preferencesDirectory(processEnvironment()), {}});
+    const EnvironmentLookup env = processEnvironment();
+    Context context(loop, notifications, Paths{preferencesDirectory(env), {}});
+    context.log().configure(env);
+    context.setLocale(segmentationLocale(env));
     StillServices services(loop, ui::Size{options.width, options.height.value_or(0)});
     ui::Application application(context, services.platform);
     std::shared_ptr<BoardOverlay> overlay =

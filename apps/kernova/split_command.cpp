@@ -4,6 +4,7 @@
 #include <ostream>
 #include <sstream>
 
+#include "base/paths.h"
 #include "kernova/cli.h"
 
 namespace kernova::cli {
@@ -38,19 +39,22 @@ SplitParse fail(std::string message) {
 }
 
 void split(const SplitOptions& options, std::string_view text, SegmentPrinter& printer) {
+    // The user's language, as kernovad splits in, whatever this process's locale.
+    const std::string locale = segmentationLocale(processEnvironment());
     auto sink = [&printer](GSplodeItem&& item) { printer.print(item); };
     switch (options.mode) {
         case SplitOptions::Mode::all:
-            GSplodeBox::splodeAll(text, sink);
+            GSplodeBox::splodeAll(text, sink, locale);
             return;
         case SplitOptions::Mode::option:
-            for (const GSplodeItem& item : GSplodeBox::splodeWithOption(options.option, text))
+            for (const GSplodeItem& item :
+                 GSplodeBox::splodeWithOption(options.option, text, locale))
                 printer.print(item);
             return;
         case SplitOptions::Mode::splode:
             break;
     }
-    GSplodeBox::splode(text, sink);
+    GSplodeBox::splode(text, sink, locale);
 }
 
 }  // namespace

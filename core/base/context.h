@@ -1,5 +1,5 @@
-// Context: everything one process owns (its run loop, notification centers, paths
-// and settings), passed to the code that needs it. There are no other globals, so
+// Context: everything one process owns (its run loop, notification centers, paths,
+// settings and log), passed to the code that needs it. There are no other globals, so
 // one test can run the server process and several app processes side by side.
 #pragma once
 
@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/log.h"
 #include "base/notification_center.h"
 #include "base/paths.h"
 #include "base/run_loop.h"
@@ -51,6 +52,13 @@ class Context {
     const Paths& paths() const { return paths_; }
     SettingsGlobals& settings() { return settings_; }
     const SettingsGlobals& settings() const { return settings_; }
+    // The locale texts are split in (an ICU locale id), chosen from the
+    // environment when the process starts; "en" until then.
+    const std::string& locale() const { return locale_; }
+    void setLocale(std::string locale) { locale_ = std::move(locale); }
+    // The process's log (warn and above on standard error until configured).
+    Logger& log() { return log_; }
+    const Logger& log() const { return log_; }
 
   private:
     RunLoop& runLoop_;
@@ -58,6 +66,8 @@ class Context {
     NotificationCenter notifications_;
     Paths paths_;
     SettingsGlobals settings_;
+    Logger log_;
+    std::string locale_ = "en";
 };
 
 }  // namespace kernova

@@ -55,7 +55,7 @@ ui::Rect BoardOverlay::cardFrame(ui::Size size, double contentHeight) const {
 void BoardOverlay::build(std::string_view text, const ui::Rect& frame, double maxFittedHeight) {
     Context& context = application_.context();
     const ui::TextMeasurer& measurer = application_.platform().textMeasurer;
-    std::vector<GSplodeItem> segments = GSplodeBox::splode(text);
+    std::vector<GSplodeItem> segments = GSplodeBox::splode(text, context.locale());
     std::vector<GTagFlowItemRef> items =
         GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
 
@@ -102,9 +102,23 @@ void BoardOverlay::build(std::string_view text, const ui::Rect& frame, double ma
     shown_ = true;
 }
 
+void BoardOverlay::park() {
+    if (!shown_ || parked_) return;
+    parked_ = true;
+    window_->setHidden(true);
+}
+
+void BoardOverlay::restore() {
+    if (!shown_ || !parked_) return;
+    parked_ = false;
+    board_->reloadDatas();
+    window_->makeKeyAndVisible();
+}
+
 void BoardOverlay::close() {
     if (!shown_) return;
     shown_ = false;
+    parked_ = false;
     window_->setHidden(true);
     if (closedBlock_) {
         auto block = std::move(closedBlock_);

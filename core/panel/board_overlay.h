@@ -57,6 +57,12 @@ class BoardOverlay {
     // Hides the window and calls the closed block once; later calls do nothing.
     void close();
     bool isShown() const { return shown_; }
+    // Takes the window off the screen while keeping the board open (the tag
+    // editor and a playing video want the screen); restore() brings it back with
+    // the board's current data laid out afresh. Both do nothing when closed.
+    void park();
+    void restore();
+    bool isParked() const { return parked_; }
     void setClosedBlock(std::function<void()> block) { closedBlock_ = std::move(block); }
 
     GSplodeWindow& window() const { return *window_; }
@@ -75,6 +81,7 @@ class BoardOverlay {
     ui::Application& application_;
     Style style_;
     bool shown_ = false;
+    bool parked_ = false;
     std::shared_ptr<GSplodeWindow> window_;
     std::shared_ptr<ui::View> backdrop_;
     std::shared_ptr<ui::View> card_;

@@ -58,7 +58,8 @@ bool isWordStatus(std::int32_t status) {
     return status >= UBRK_WORD_NONE_LIMIT;
 }
 
-BreakText::BreakText(std::string_view utf8) : utf16_(toUtf16(utf8)) {
+BreakText::BreakText(std::string_view utf8, std::string_view locale)
+    : locale_(locale), utf16_(toUtf16(utf8)) {
     // toUtf16 gives up on texts too large for ICU's 32-bit indexes; they split
     // as the empty text does.
     length_ = static_cast<std::int32_t>(utf16_.size());
@@ -69,7 +70,9 @@ BreakText::BreakText(std::string_view utf8) : utf16_(toUtf16(utf8)) {
 
 std::unique_ptr<icu::BreakIterator> BreakText::open(bool words) {
     UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale& locale = icu::Locale::getDefault();
+    // Never the process's default locale: that depends on how the process was
+    // started, and the same text must split the same way everywhere.
+    const icu::Locale locale(locale_.c_str());
     std::unique_ptr<icu::BreakIterator> it(
         words ? icu::BreakIterator::createWordInstance(locale, status)
               : icu::BreakIterator::createCharacterInstance(locale, status));

@@ -17,8 +17,9 @@ bool isWordStatus(std::int32_t status);
 
 class BreakText {
   public:
-    // Invalid UTF-8 is read as U+FFFD. Throws std::runtime_error when ICU fails.
-    explicit BreakText(std::string_view utf8);
+    // Invalid UTF-8 is read as U+FFFD; the break rules are `locale`'s (an ICU
+    // locale id). Throws std::runtime_error when ICU fails.
+    BreakText(std::string_view utf8, std::string_view locale);
 
     std::int32_t length() const { return length_; }
     bool empty() const { return length_ == 0; }
@@ -51,6 +52,7 @@ class BreakText {
     std::int32_t codePointLength(std::int32_t pos) const;
     char32_t codePointAt(std::int32_t pos) const;
 
+    std::string locale_;
     std::u16string utf16_;
     std::int32_t length_ = 0;
     std::unique_ptr<UText, UTextCloser> utext_;

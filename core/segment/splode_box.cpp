@@ -110,13 +110,27 @@ bool allWhitespace(std::string_view s) {
 
 }  // namespace
 
+std::string segmentationLocale(const EnvironmentLookup& env) {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"}) {
+        std::optional<std::string> value = env ? env(name) : std::nullopt;
+        if (!value) continue;
+        std::string id = *value;
+        if (std::string_view(name) == "LANGUAGE") id = id.substr(0, id.find(':'));
+        // "de_DE.UTF-8@euro": the encoding and the modifier do not change word breaks.
+        id = id.substr(0, id.find_first_of(".@"));
+        if (id.empty() || id == "C" || id == "POSIX") continue;
+        return id;
+    }
+    return kDefaultSegmentationLocale;
+}
+
 GSplodeItem GSplodeItem::splodeText(std::string text, bool isSymbol) {
     return GSplodeItem{std::move(text), isSymbol};
 }
 
-std::vector<GSplodeItem> GSplodeBox::splode(std::string_view text) {
+std::vector<GSplodeItem> GSplodeBox::splode(std::string_view text, std::string_view locale) {
     try {
-        BreakText broken(text);
+        BreakText broken(text, locale);
         std::vector<GSplodeItem> result;
         reserveItems(broken, result);
         splitWords(broken, result);
@@ -130,9 +144,9 @@ std::vector<GSplodeItem> GSplodeBox::splode(std::string_view text) {
     }
 }
 
-void GSplodeBox::splode(std::string_view text, const GSplodeSink& sink) {
+void GSplodeBox::splode(std::string_view text, const GSplodeSink& sink, std::string_view locale) {
     try {
-        BreakText broken(text);
+        BreakText broken(text, locale);
         SinkOut out{sink};
         splitWords(broken, out);
         if (!broken.empty() && out.count == 0) {
@@ -144,21 +158,23 @@ void GSplodeBox::splode(std::string_view text, const GSplodeSink& sink) {
     }
 }
 
-std::vector<GSplodeItem> GSplodeBox::splodeWithOption(std::uint64_t option, std::string_view text) {
-    BreakText broken(text);
+std::vector<GSplodeItem> GSplodeBox::splodeWithOption(std::uint64_t option, std::string_view text,
+                                                      std::string_view locale) {
+    BreakText broken(text, locale);
     return segment_detail::tokenize(broken, option);
 }
 
-std::vector<GSplodeItem> GSplodeBox::splodeAll(std::string_view text) {
-    BreakText broken(text);
+std::vector<GSplodeItem> GSplodeBox::splodeAll(std::string_view text, std::string_view locale) {
+    BreakText broken(text, locale);
     std::vector<GSplodeItem> out;
     reserveItems(broken, out);
     appendCharacters(broken, {0, broken.length()}, false, out);
     return out;
 }
 
-void GSplodeBox::splodeAll(std::string_view text, const GSplodeSink& sink) {
-    BreakText broken(text);
+void GSplodeBox::splodeAll(std::string_view text, const GSplodeSink& sink,
+                           std::string_view locale) {
+    BreakText broken(text, locale);
     SinkOut out{sink};
     appendCharacters(broken, {0, broken.length()}, false, out);
 }

@@ -9,9 +9,19 @@
 #include <string_view>
 #include <vector>
 
+#include "base/paths.h"
+
 namespace kernova {
 
 class Value;
+
+// The locale a text is split in when none is known.
+inline constexpr const char* kDefaultSegmentationLocale = "en";
+
+// The user's language as an ICU locale id ("de_DE", "zh_Hans_CN", "en"): the
+// first of LC_ALL, LC_MESSAGES, LANG and LANGUAGE (its first entry) that is set
+// and names neither the C nor the POSIX locale, without its encoding; else "en".
+std::string segmentationLocale(const EnvironmentLookup& env);
 
 // One segment of a split text.
 struct GSplodeItem {
@@ -27,7 +37,10 @@ struct GSplodeItem {
 using GSplodeSink = std::function<void(GSplodeItem&&)>;
 
 // Stateless; every call builds its own result. Texts are UTF-8; invalid
-// sequences are read as U+FFFD.
+// sequences are read as U+FFFD. The locale (an ICU locale id, see
+// segmentationLocale()) picks the word-break rules; it is always passed, never
+// taken from the process, so that a text splits the same way however the
+// process was started.
 class GSplodeBox {
   public:
     // Bits of the option of splodeWithOption().
@@ -36,18 +49,24 @@ class GSplodeBox {
 
     // Words and the characters between them, in text order; empty on failure.
     // Falls back to splodeWithOption(4, text) when the text holds no word.
-    static std::vector<GSplodeItem> splode(std::string_view text);
+    static std::vector<GSplodeItem> splode(std::string_view text,
+                                           std::string_view locale = kDefaultSegmentationLocale);
     // Tokenizer split: trimmed, non-empty tokens, none of them symbols.
-    static std::vector<GSplodeItem> splodeWithOption(std::uint64_t option, std::string_view text);
+    static std::vector<GSplodeItem> splodeWithOption(
+        std::uint64_t option, std::string_view text,
+        std::string_view locale = kDefaultSegmentationLocale);
     // One item per composed character sequence, white space included.
-    static std::vector<GSplodeItem> splodeAll(std::string_view text);
+    static std::vector<GSplodeItem> splodeAll(std::string_view text,
+                                              std::string_view locale = kDefaultSegmentationLocale);
 
     // splode() and splodeAll() handing each segment to `sink` as it is found,
     // so that a caller can pass on the segments of a large text without
     // holding them all. After a failure inside splode() the segments handed
     // over so far stand and no more follow.
-    static void splode(std::string_view text, const GSplodeSink& sink);
-    static void splodeAll(std::string_view text, const GSplodeSink& sink);
+    static void splode(std::string_view text, const GSplodeSink& sink,
+                       std::string_view locale = kDefaultSegmentationLocale);
+    static void splodeAll(std::string_view text, const GSplodeSink& sink,
+                          std::string_view locale = kDefaultSegmentationLocale);
 
     // YES for nil or a string that trims to empty; NO for any other value.
     static bool isEmptAllSapce(const Value* object);

@@ -3,8 +3,6 @@
 #include <limits>
 #include <string_view>
 
-#include "base/log.h"
-
 namespace kernova {
 namespace {
 
@@ -40,11 +38,10 @@ constexpr bool isSkippable(std::uint8_t c) {
 }
 
 // The length checks below are internal consistency checks: with correct length
-// arithmetic they never fire. A failure is logged in debug builds (debugLog) and
-// the operation fails softly (the core returns 0, the wrappers nullopt) instead
+// arithmetic they never fire. A failure makes
+// the operation fail softly (the core returns 0, the wrappers nullopt) instead
 // of aborting the process.
-std::size_t internalError(std::string_view what) {
-    debugLog("GTMBase64", what);
+std::size_t internalError([[maybe_unused]] std::string_view what) {
     return 0;
 }
 

@@ -55,26 +55,10 @@ DBusMessageCenter::StartResult DBusMessageCenter::start() {
     return StartResult::serving;
 }
 
-void DBusMessageCenter::registerForMessageName(const std::string& name, Handler handler) {
-    auto [it, inserted] = handlers_.insert_or_assign(name, std::move(handler));
-    if (inserted) order_.push_back(name);
-}
-
 void DBusMessageCenter::receive(Message message) {
     ++received_;
-    pending_.push_back(std::move(message));
-    if (dispatching_) return;
-    dispatching_ = true;
-    while (!pending_.empty()) {
-        Message next = std::move(pending_.front());
-        pending_.pop_front();
-        auto it = handlers_.find(next.name);
-        if (it == handlers_.end() || !it->second) continue;
-        // A copy: the handler may register a new one for its own name.
-        Handler handler = it->second;
-        handler(next);
-    }
-    dispatching_ = false;
+    // Handlers run one at a time even when one of them spins a nested event loop.
+    dispatcher_.dispatch(std::move(message));
 }
 
 DBusMessageSender::DBusMessageSender(QDBusConnection connection)

@@ -6,12 +6,11 @@
 
 #include <QDBusConnection>
 #include <cstddef>
-#include <deque>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "base/message_dispatcher.h"
 #include "base/messaging.h"
 
 namespace kernova::desktop {
@@ -23,7 +22,8 @@ class MessagesEndpoint;
 // event loop first runs and then lets later messages overtake it.
 QDBusConnection sessionConnection();
 
-class DBusMessageCenter final : public MessageCenter {
+// The core's dispatcher behind the bus.
+class DBusMessageCenter final : public DispatchingMessageCenter {
   public:
     enum class StartResult { serving, alreadyRunning, noBus };
 
@@ -37,9 +37,6 @@ class DBusMessageCenter final : public MessageCenter {
     StartResult start();
     bool serving() const { return serving_; }
 
-    // A second registration of a name replaces the handler and keeps its place.
-    void registerForMessageName(const std::string& name, Handler handler) override;
-    const std::vector<std::string>& registeredNames() const { return order_; }
     // Messages that arrived, registered or not.
     std::size_t receivedCount() const { return received_; }
 
@@ -48,11 +45,6 @@ class DBusMessageCenter final : public MessageCenter {
 
     QDBusConnection connection_;
     std::unique_ptr<MessagesEndpoint> endpoint_;
-    std::map<std::string, Handler, std::less<>> handlers_;
-    std::vector<std::string> order_;
-    // Handlers run one at a time even when one of them spins a nested event loop.
-    std::deque<Message> pending_;
-    bool dispatching_ = false;
     bool serving_ = false;
     std::size_t received_ = 0;
 };

@@ -1,16 +1,9 @@
 #include "sim/message_bus.h"
 
-#include <algorithm>
-
 namespace kernova::sim {
 
 SimMessageCenter::~SimMessageCenter() {
     loop_.cancelAll(this);
-}
-
-void SimMessageCenter::registerForMessageName(const std::string& name, Handler handler) {
-    if (std::find(order_.begin(), order_.end(), name) == order_.end()) order_.push_back(name);
-    handlers_[name] = std::move(handler);
 }
 
 void SimMessageCenter::enqueue(Message message, std::string sender) {
@@ -24,13 +17,9 @@ void SimMessageCenter::enqueue(Message message, std::string sender) {
 
 void SimMessageCenter::deliver(Message message, std::string sender) {
     --inFlight_;
-    auto it = handlers_.find(message.name);
-    bool handled = it != handlers_.end();
+    bool handled = dispatcher_.hasHandler(message.name);
     log_.push_back(DeliveredMessage{message, std::move(sender), loop_.now(), handled});
-    if (!handled) return;
-    // A handler may register or replace handlers while it runs.
-    Handler handler = it->second;
-    handler(message);
+    dispatcher_.dispatch(std::move(message));
 }
 
 void SimMessageSender::sendMessageName(const std::string& name, const Value& userInfo) {

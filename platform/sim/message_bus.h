@@ -4,10 +4,10 @@
 // server's run loop, in send order, and handled there one at a time.
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
+#include "base/message_dispatcher.h"
 #include "base/messaging.h"
 #include "base/run_loop.h"
 
@@ -21,19 +21,13 @@ struct DeliveredMessage {
     bool handled = false;  // false when no handler was registered for the name
 };
 
-// The server's message center. A second registration of a name replaces the
-// first handler, as the phone's messaging center does.
-class SimMessageCenter final : public MessageCenter {
+// The server's message center: the core's dispatcher behind a simulated bus.
+class SimMessageCenter final : public DispatchingMessageCenter {
   public:
     explicit SimMessageCenter(RunLoop& serverLoop) : loop_(serverLoop) {}
     SimMessageCenter(const SimMessageCenter&) = delete;
     SimMessageCenter& operator=(const SimMessageCenter&) = delete;
     ~SimMessageCenter() override;
-
-    void registerForMessageName(const std::string& name, Handler handler) override;
-    bool hasHandler(const std::string& name) const { return handlers_.count(name) != 0; }
-    // The names in registration order (re-registering keeps the first place).
-    const std::vector<std::string>& registeredNames() const { return order_; }
 
     // Queues `message` for delivery on the server's run loop.
     void enqueue(Message message, std::string sender);
@@ -48,8 +42,6 @@ class SimMessageCenter final : public MessageCenter {
     void deliver(Message message, std::string sender);
 
     RunLoop& loop_;
-    std::map<std::string, Handler, std::less<>> handlers_;
-    std::vector<std::string> order_;
     std::vector<DeliveredMessage> log_;
     std::size_t inFlight_ = 0;
 };

@@ -1,8 +1,11 @@
 #include "segment/splode_box.h"
 
 #include <gtest/gtest.h>
+#include <unicode/locid.h>
 
 #include <algorithm>
+#include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -181,8 +184,36 @@ TEST(IsEmptAllSapce, NilStringsAndOtherValues) {
     EXPECT_FALSE(GSplodeBox::isEmptAllSapce("."));
 }
 
+TEST(SegmentationLocale, ComesFromTheUsersLanguageNeverFromTheProcessLocale) {
+    auto env = [](std::map<std::string, std::string> vars) -> EnvironmentLookup {
+        return [vars](const char* name) -> std::optional<std::string> {
+            auto it = vars.find(name);
+            return it == vars.end() ? std::nullopt : std::optional(it->second);
+        };
+    };
+    EXPECT_EQ(segmentationLocale(env({})), "en");
+    EXPECT_EQ(segmentationLocale(env({{"LANG", "C.UTF-8"}, {"LANGUAGE", "de:en"}})), "de");
+    EXPECT_EQ(
+        segmentationLocale(env(
+            {{"LC_ALL", "POSIX"}, {"LC_MESSAGES", "fr_FR.UTF-8@euro"}, {"LANG", "ja_JP.UTF-8"}})),
+        "fr_FR");
+    EXPECT_EQ(segmentationLocale(env({{"LC_ALL", ""}, {"LANG", "zh_CN.GB18030"}})), "zh_CN");
+
+    // A process started in the C locale (ICU's en_US_POSIX) splits as one
+    // started in a terminal; the POSIX rules would split this text otherwise.
+    const std::string text = "See example.com, e.g. v1.2: 3.14 isn't 3,5.";
+    const std::vector<GSplodeItem> terminal = GSplodeBox::splode(text, "en_US");
+    ASSERT_NE(GSplodeBox::splode(text, "en_US_POSIX"), terminal);
+    const icu::Locale saved = icu::Locale::getDefault();
+    UErrorCode status = U_ZERO_ERROR;
+    icu::Locale::setDefault(icu::Locale("en_US_POSIX"), status);
+    const std::vector<GSplodeItem> started = GSplodeBox::splode(text, segmentationLocale(env({})));
+    icu::Locale::setDefault(saved, status);
+    EXPECT_EQ(started, terminal);
+}
+
 TEST(BreakText, CheckedRangeRejectsRangesOutsideTheText) {
-    segment_detail::BreakText text("abc\U0001F600");  // five UTF-16 units
+    segment_detail::BreakText text("abc\U0001F600", "en");  // five UTF-16 units
     EXPECT_EQ(text.length(), 5);
     EXPECT_EQ(text.checkedRange(1, 4).end, 5);
     EXPECT_EQ(text.slice(3, 5), "\U0001F600");

@@ -8,7 +8,7 @@
 #include <malloc.h>
 #endif
 
-#include "base/log.h"
+#include "base/context.h"
 #include "desktop/ui/presenter.h"
 #include "ui/web_view.h"
 
@@ -20,10 +20,11 @@ namespace {
 // until the model dismisses them.
 class RecordingPresenter final : public ui::Presenter {
   public:
+    explicit RecordingPresenter(const Logger& log) : log_(log) {}
     void present(const std::shared_ptr<ui::ViewController>& controller,
                  ui::Window* window) override {
         (void)window;
-        debugLog("RecordingPresenter", "no widgets: the presentation is not shown");
+        log_.info("presenter", "no widgets: the presentation is not shown");
         if (controller) shown_.push_back(controller);
     }
     void dismiss(ui::ViewController& controller) override {
@@ -31,6 +32,7 @@ class RecordingPresenter final : public ui::Presenter {
     }
 
   private:
+    const Logger& log_;
     std::vector<std::shared_ptr<ui::ViewController>> shown_;
 };
 
@@ -72,10 +74,13 @@ DesktopPlatform::DesktopPlatform(Context& context, DesktopPlatformOptions option
       keyboard_(makeKeyboard(qtPlatform_)),
       receiver_(std::make_unique<QObject>()) {
     if (widgets_) {
-        presenter_ = std::make_unique<QtPresenter>(pasteboard_);
+        auto presenter = std::make_unique<QtPresenter>(pasteboard_);
+        presenter->setLog(&context.log());
+        presenter_ = std::move(presenter);
     } else {
-        presenter_ = std::make_unique<RecordingPresenter>();
+        presenter_ = std::make_unique<RecordingPresenter>(context.log());
     }
+    keyboard_->setLog(&context.log());
     updateScreen();
     if (QScreen* screen = QGuiApplication::primaryScreen()) {
         QObject::connect(screen, &QScreen::geometryChanged, receiver_.get(),

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <functional>
 
-#include "base/log.h"
 #include "desktop/ui/image_codec.h"
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/window_flags.h"
@@ -98,7 +97,7 @@ void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
     } else if (auto sheet = std::dynamic_pointer_cast<ui::ActivityViewController>(controller)) {
         dialog = buildShareSheet(sheet);
     } else {
-        debugLog("QtPresenter", "only alerts and share sheets are shown on the desktop");
+        if (log_) log_->info("presenter", "only alerts and share sheets are shown on the desktop");
         return;
     }
     std::weak_ptr<ui::View> weakWindow;

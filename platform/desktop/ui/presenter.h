@@ -11,6 +11,7 @@
 #include <memory>
 #include <vector>
 
+#include "base/log.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
 #include "ui/pasteboard.h"
@@ -40,6 +41,8 @@ class QtPresenter final : public ui::Presenter {
 
     // The dialog showing `controller`; null when it shows none.
     QDialog* dialogFor(const ui::ViewController& controller) const;
+    // Where controllers that cannot be shown are reported; none by default.
+    void setLog(const Logger* log) { log_ = log; }
     std::size_t presentedCount() const { return shown_.size(); }
 
     // The dialogs on screen, oldest first, each with the toolkit window it was
@@ -67,6 +70,7 @@ class QtPresenter final : public ui::Presenter {
     ui::Pasteboard& pasteboard_;
     std::vector<Shown> shown_;
     std::function<void()> onChange_;
+    const Logger* log_ = nullptr;
 };
 
 }  // namespace kernova::desktop

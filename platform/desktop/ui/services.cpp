@@ -12,7 +12,6 @@
 #include <QStandardPaths>
 #include <QUrl>
 
-#include "base/log.h"
 #include "desktop/ui/qt_convert.h"
 
 namespace kernova::desktop {
@@ -124,13 +123,13 @@ void DesktopHaptic::playSystemSound(std::uint32_t soundId) {
 void CommandKeyboard::insertText(const std::string& text) {
     if (text.empty()) return;
     if (program_.isEmpty()) {
-        debugLog("CommandKeyboard", "no typing helper on this desktop; text dropped");
+        if (log_) log_->info("keyboard", "no typing helper on this desktop; text dropped");
         return;
     }
     QStringList arguments = arguments_;
     arguments << toQString(text);
     if (!QProcess::startDetached(program_, arguments)) {
-        debugLog("CommandKeyboard", "could not start " + fromQString(program_));
+        if (log_) log_->warn("keyboard", "could not start " + fromQString(program_));
     }
 }
 

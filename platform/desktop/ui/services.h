@@ -11,6 +11,7 @@
 #include <string>
 
 #include "base/context.h"
+#include "base/log.h"
 #include "ui/pasteboard.h"
 #include "ui/services.h"
 
@@ -75,7 +76,7 @@ class DesktopHaptic final : public ui::Haptic {
 
 // Types text into whatever window has focus by running a helper program
 // (xdotool on X11, wtype on Wayland), detached; or, where none is usable,
-// drops the text with a debug log. The keyboard's own state is not visible to
+// drops the text with a line in the process's log. The keyboard's own state is not visible to
 // another process on the desktop: currentState answers 0 and dismiss does nothing.
 class CommandKeyboard final : public ui::Keyboard {
   public:
@@ -87,10 +88,13 @@ class CommandKeyboard final : public ui::Keyboard {
     void dismiss() override {}
 
     const QString& program() const { return program_; }
+    // Where dropped text and failed starts are reported; none by default.
+    void setLog(const Logger* log) { log_ = log; }
 
   private:
     QString program_;
     QStringList arguments_;
+    const Logger* log_ = nullptr;
 };
 
 // The keyboard for the Qt platform plugin in use ("xcb", "wayland", ...).

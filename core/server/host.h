@@ -1,0 +1,67 @@
+// What the server needs of the desktop it runs on, and nothing more: the
+// application in front, the monitors, the selections, a few system services and
+// the toolkit application its windows live in. kernovad provides one on the
+// desktop; the simulated device provides another for tests.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ui/geometry.h"
+
+namespace kernova {
+
+namespace ui {
+class Application;
+class Image;
+}  // namespace ui
+
+// CLIPBOARD is what the user copied; PRIMARY is what they last selected (X11).
+enum class SelectionKind { clipboard, primary };
+
+struct Monitor {
+    std::string name;
+    ui::Rect frame;     // in the desktop's coordinates, in points
+    ui::Rect workArea;  // the frame less panels and docks
+    double scale = 1;   // device pixels per point
+};
+
+class ServerHost {
+  public:
+    using SelectionReply = std::function<void(std::optional<std::string> text)>;
+
+    virtual ~ServerHost() = default;
+
+    // The toolkit application that the server's windows live in; its platform
+    // also makes the platform's web view for ui::WebView.
+    virtual ui::Application& application() = 0;
+    // The id of the application in front (a desktop-entry id on the desktop);
+    // empty when there is none or it cannot be told.
+    virtual std::string frontmostApplicationId() = 0;
+    // The monitor under the pointer (the primary one when that cannot be told).
+    virtual Monitor monitorUnderPointer() = 0;
+
+    virtual void openUrl(const std::string& url) = 0;
+    // Types `text` into the focused field of the application in front.
+    virtual void insertText(const std::string& text) = 0;
+    // Offers `text` to the desktop's sharing; false where there is none.
+    virtual bool shareText(const std::string& text) = 0;
+
+    // Reads a selection. The reply always comes later on the server's run loop,
+    // never inside the call; absent when the selection holds no text.
+    virtual void readSelection(SelectionKind which, SelectionReply reply) = 0;
+    // A copy of what `monitor` shows now; null when it cannot be read.
+    virtual std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) = 0;
+
+    // Calls `changed` on the run loop after the settings folder changes, until
+    // the host goes away.
+    virtual void watchSettingsFolder(const std::filesystem::path& folder,
+                                     std::function<void()> changed) = 0;
+    // The server has opened, parked or closed windows: bring the screen in line now.
+    virtual void windowsChanged() {}
+};
+
+}  // namespace kernova
