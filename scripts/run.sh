@@ -77,9 +77,14 @@ fi
 
 if debug ReceivedCount >/dev/null 2>&1; then
     echo "kernovad is already running on this session; using it"
+elif gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+    --method org.freedesktop.DBus.GetNameOwner fun.quorle.kernova.prefs >/dev/null 2>&1; then
+    fail "kernovad runs without its debug interface; stop it, or start it with KERNOVA_DEBUG=1"
 else
-    # Its own session, away from this terminal's pipes and hang-up signal.
-    QT_QPA_PLATFORM=xcb setsid "$kernovad" </dev/null >"$log" 2>&1 &
+    # Its own session, away from this terminal's pipes and hang-up signal; with
+    # the debug interface this script reads, and a line per message in its log.
+    KERNOVA_DEBUG=1 KERNOVA_LOG=${KERNOVA_LOG:-info} QT_QPA_PLATFORM=xcb \
+        setsid "$kernovad" </dev/null >"$log" 2>&1 &
     daemon_pid=$!
     if ((private_display)); then private_pids=("$daemon_pid" "${private_pids[@]}"); fi
     wait_for debug ReceivedCount || fail "kernovad did not start"
@@ -95,7 +100,9 @@ echo "Text: $sample"
 wait_for board_shown || fail "the board did not open"
 wait_for xdotool search --onlyvisible --class kernovad || fail "the board's window was not mapped"
 sleep 0.5 # one more paint after mapping
-debug SaveScreenshot "$shot" | grep -q true || fail "could not save the screenshot to $shot"
+# The PNG comes back as a byte array, printed by gdbus as "[byte 0x89, 0x50, ...]".
+debug Screenshot | perl -ne 'print pack("C*", map { hex } /0x([0-9a-f]{2})/g)' >"$shot"
+[[ -s $shot ]] || fail "could not save the screenshot to $shot"
 echo "Screenshot: $shot"
 
 if ((private_display)); then

@@ -1,8 +1,12 @@
 // kernovad: the desktop's server process. One instance per session: it owns the
 // message center's bus name, and a second start leaves at once. It runs until
 // SIGTERM or SIGINT, or until the session bus goes away.
+//
+// Only the wiring lives here: the bus, the Qt platform and the desktop host;
+// the requests are the core server's.
 #include <sys/signalfd.h>
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 #include <QApplication>
 #include <QDBusConnection>
@@ -11,13 +15,23 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <string>
 #include <string_view>
 
+#include "base/context.h"
+#include "base/paths.h"
+#include "desktop/dbus_messaging.h"
+#include "desktop/dbus_system_notifications.h"
+#include "desktop/qt_run_loop.h"
 #include "desktop/ui/desktop_platform.h"
-#include "kernovad/board_host.h"
-#include "kernovad/daemon.h"
+#include "kernovad/debug_endpoint.h"
+#include "kernovad/desktop_host.h"
+#include "segment/splode_box.h"
+#include "server/server.h"
 
 namespace {
+
+using namespace kernova;
 
 // Blocks the stop signals in every thread (Qt starts its own later) and returns
 // a descriptor that reads them, so they arrive as ordinary events on the loop.
@@ -30,48 +44,87 @@ int stopSignalDescriptor() {
     return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
+struct XcbDisconnect {
+    void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
+};
+using XcbConnection = std::unique_ptr<xcb_connection_t, XcbDisconnect>;
+
 // Floating elements need global positions, which only X11 (or XWayland)
-// gives. False, with a message, when X11 is wanted but no display is set:
-// Qt would abort.
-bool useX11UnlessChosen() {
+// gives. False, with a message, when X11 is wanted but no display is set or
+// the display named cannot be opened: Qt would abort. The probe connection is
+// kept until Qt has its own: an X server whose last client leaves resets, and
+// would refuse Qt for a moment.
+bool useX11UnlessChosen(XcbConnection& probe) {
     const char* chosen = std::getenv("QT_QPA_PLATFORM");
     if (chosen == nullptr || *chosen == '\0') {
         ::setenv("QT_QPA_PLATFORM", "xcb", 1);
         chosen = "xcb";
     }
+    if (!std::string_view(chosen).starts_with("xcb")) return true;
     const char* display = std::getenv("DISPLAY");
-    if (std::string_view(chosen).starts_with("xcb") && (display == nullptr || *display == '\0')) {
+    if (display == nullptr || *display == '\0') {
         std::cerr << "kernovad: no X display: set DISPLAY (under Wayland, XWayland provides one)\n";
+        return false;
+    }
+    probe.reset(xcb_connect(display, nullptr));
+    if (xcb_connection_has_error(probe.get()) != 0) {
+        std::cerr << "kernovad: cannot open the X display \"" << display
+                  << "\": is the X server running, and may this user use it?\n";
         return false;
     }
     return true;
 }
 
+bool debugWanted(const EnvironmentLookup& env) {
+    return env(daemon::kDebugEnvironment) == std::optional<std::string>("1");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (!useX11UnlessChosen()) return 1;
+    XcbConnection probe;
+    if (!useX11UnlessChosen(probe)) return 1;
     int signalFd = stopSignalDescriptor();
-    kernova::desktop::prepareDesktopProcess();
+    desktop::prepareDesktopProcess();
     QApplication app(argc, argv);
+    probe.reset();
     QApplication::setApplicationName(QStringLiteral("kernovad"));
     QApplication::setQuitOnLastWindowClosed(false);
 
-    QDBusConnection bus = kernova::desktop::sessionConnection();
-    kernova::daemon::Daemon daemon(bus, std::cerr);
-    switch (daemon.start()) {
-        case kernova::daemon::Daemon::StartResult::alreadyRunning:
+    const EnvironmentLookup env = processEnvironment();
+    QDBusConnection bus = desktop::sessionConnection();
+    desktop::QtRunLoop runLoop;
+    desktop::DBusMessageCenter center(bus);
+    desktop::DBusSystemNotifications systemNotifications(bus);
+    Context context(runLoop, systemNotifications, Paths{preferencesDirectory(env), {}});
+    context.log().setProgram("kernovad");
+    context.log().configure(env);
+    context.setLocale(segmentationLocale(env));
+
+    switch (center.start()) {
+        case desktop::DBusMessageCenter::StartResult::alreadyRunning:
             std::cerr << "kernovad is already running\n";
             return 1;
-        case kernova::daemon::Daemon::StartResult::noBus:
+        case desktop::DBusMessageCenter::StartResult::noBus:
             std::cerr << "kernovad: cannot connect to the session bus\n";
             return 1;
-        case kernova::daemon::Daemon::StartResult::serving:
+        case desktop::DBusMessageCenter::StartResult::serving:
             break;
     }
-    // Declared after the daemon: it goes first, while the context still exists.
-    kernova::daemon::BoardHost boardHost(daemon.context());
-    daemon.setBoardHost(&boardHost);
+    daemon::DesktopServerHost host(context);
+    Server server(context, center, host);
+    server.start();
+    context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
+
+    std::unique_ptr<daemon::DebugEndpoint> debug;
+    if (debugWanted(env)) {
+        debug = std::make_unique<daemon::DebugEndpoint>(server, host);
+        if (!bus.registerObject(QString::fromLatin1(daemon::kDebugPath), debug.get(),
+                                QDBusConnection::ExportAllSlots)) {
+            context.log().warn("kernovad", "cannot export the debug interface");
+            debug.reset();
+        }
+    }
 
     std::unique_ptr<QSocketNotifier> stopNotifier;
     if (signalFd >= 0) {
@@ -80,7 +133,9 @@ int main(int argc, char** argv) {
             signalfd_siginfo info;
             while (::read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
             }
-            QCoreApplication::quit();
+            // Not quit(): that first asks every window to close, and an open
+            // dialog may refuse, which would keep kernovad running.
+            QCoreApplication::exit(0);
         });
     }
     // The bus library reports the end of the session as a local signal.
@@ -89,7 +144,7 @@ int main(int argc, char** argv) {
                 SLOT(quit()));
 
     int status = QApplication::exec();
-    daemon.setBoardHost(nullptr);
+    if (debug) bus.unregisterObject(QString::fromLatin1(daemon::kDebugPath));
     stopNotifier.reset();
     if (signalFd >= 0) ::close(signalFd);
     return status;

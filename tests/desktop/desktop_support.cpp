@@ -3,16 +3,42 @@
 #include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusReply>
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QTimer>
+#include <cstdlib>
+#include <filesystem>
 
+#include "base/paths.h"
+#include "base/plist.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/dbus_names.h"
-#include "kernovad/daemon.h"
+#include "kernovad/debug_endpoint.h"
 
 namespace kernova::testing {
+
+void setKernovaEnabled(bool enabled) {
+    std::filesystem::path folder = preferencesDirectory(processEnvironment());
+    savePropertyList(folder / kSettingsFileName, Value(Dictionary{{"enabled", Value(enabled)}}));
+}
+
+bool prepareKernovadEnvironment() {
+    setKernovaEnabled(true);
+    QMap<QString, QString> variables{{"KERNOVA_DEBUG", "1"}, {"KERNOVA_LOG", "info"}};
+    if (const char* prefs = std::getenv("KERNOVA_PREFERENCES_DIR"))
+        variables.insert("KERNOVA_PREFERENCES_DIR", QString::fromLocal8Bit(prefs));
+    for (auto it = variables.cbegin(); it != variables.cend(); ++it)
+        ::setenv(it.key().toLatin1().constData(), it.value().toLocal8Bit().constData(), 1);
+    qDBusRegisterMetaType<QMap<QString, QString>>();
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+        QStringLiteral("org.freedesktop.DBus"), QStringLiteral("UpdateActivationEnvironment"));
+    call << QVariant::fromValue(variables);
+    QDBusMessage reply = desktop::sessionConnection().call(call, QDBus::Block, 5000);
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
 
 bool waitFor(const std::function<bool()>& condition, int timeoutMs) {
     QDeadlineTimer deadline(timeoutMs);
@@ -60,6 +86,10 @@ std::optional<Result> debugCall(const QDBusConnection& bus, const char* method) 
 
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
     return debugCall<QStringList>(bus, "ReceivedMessages");
+}
+
+std::optional<QByteArray> screenshot(const QDBusConnection& bus) {
+    return debugCall<QByteArray>(bus, "Screenshot");
 }
 
 std::optional<nlohmann::json> boardState(const QDBusConnection& bus) {

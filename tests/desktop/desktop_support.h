@@ -14,6 +14,15 @@
 
 namespace kernova::testing {
 
+// Readies this test process and the bus for kernovad: Kernova switched on in
+// the private settings, and the debug interface, the info log and the private
+// settings folder for every kernovad started here or by bus activation. Call
+// once the QGuiApplication exists; false when the bus refused.
+bool prepareKernovadEnvironment();
+
+// Writes the master switch ("enabled") into the private settings file.
+void setKernovaEnabled(bool enabled);
+
 // Runs the event loop until `condition` holds; false after `timeoutMs`.
 bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000);
 
@@ -24,12 +33,15 @@ bool serviceRunning(const QDBusConnection& bus, const QString& name);
 // The process id of the name's owner, when it has one.
 std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString& name);
 
-// kernovad's debug query: every message received so far, oldest first.
+// kernovad's debug query: the last messages received (at most 100), oldest
+// first, as "<name> (<n> keys | no dictionary): <outcome>".
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
 
 // kernovad's debug query of the board on screen, parsed; absent when the
 // query failed.
 std::optional<nlohmann::json> boardState(const QDBusConnection& bus);
+// kernovad's debug screenshot: PNG bytes.
+std::optional<QByteArray> screenshot(const QDBusConnection& bus);
 
 QString kernovadPath();
 QString desktopCliPath();

@@ -6,6 +6,7 @@
 #include <QGuiApplication>
 #include <cstdlib>
 
+#include "desktop_support.h"
 #include "support_lib/temp_dir.h"
 
 int main(int argc, char** argv) {
@@ -14,5 +15,6 @@ int main(int argc, char** argv) {
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     ::testing::InitGoogleTest(&argc, argv);
     QGuiApplication app(argc, argv);
+    if (!kernova::testing::prepareKernovadEnvironment()) return 1;
     return RUN_ALL_TESTS();
 }

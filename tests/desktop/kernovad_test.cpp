@@ -2,14 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <QDBusConnection>
+#include <QElapsedTimer>
 #include <QProcess>
 #include <csignal>
 
 #include "desktop/dbus_messaging.h"
 #include "desktop/dbus_names.h"
 #include "desktop_support.h"
-#include "kernovad/daemon.h"
-#include "kernovad/message_names.h"
+#include "kernovad/debug_endpoint.h"
+#include "server/message_names.h"
 
 namespace kernova::daemon {
 namespace {
@@ -20,11 +21,11 @@ QString service() {
     return QString::fromLatin1(desktop::kMessagesService);
 }
 
-TEST(Kernovad, ServesLogsAndStopsCleanlyOnSigterm) {
+TEST(Kernovad, ServesTheTableLogsNoTextAndStopsPromptlyOnSigterm) {
     KernovadProcess daemon;
     ASSERT_TRUE(daemon.started()) << daemon.process().readAllStandardError().toStdString();
     desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
-    for (std::string_view name : kMessageNames)
+    for (std::string_view name : kMessageTable)
         sender.sendMessageName(std::string(name));
     sender.sendMessageName("notServed", Value(Dictionary{}));
     sender.sendMessageName("alertTrans", Value(Dictionary{{"transResult", Value("hola")}}));
@@ -32,18 +33,55 @@ TEST(Kernovad, ServesLogsAndStopsCleanlyOnSigterm) {
     std::optional<QStringList> received;
     ASSERT_TRUE(waitFor([&] {
         received = receivedMessages(bus);
-        return received && received->size() == 12;
+        return received && received->size() == 13;
     }));
-    for (std::size_t i = 0; i < kMessageNames.size(); ++i)
-        EXPECT_EQ(received->at(static_cast<qsizetype>(i)).toStdString(),
-                  std::string(kMessageNames[i]) + " (no dictionary)");
-    EXPECT_EQ(received->back().toStdString(), "alertTrans {transResult = \"hola\"; }");
+    for (std::size_t i = 0; i < kMessageTable.size(); ++i)
+        EXPECT_EQ(received->at(static_cast<qsizetype>(i))
+                      .toStdString()
+                      .rfind(std::string(kMessageTable[i]) + " (no dictionary): ", 0),
+                  0u)
+            << received->at(static_cast<qsizetype>(i)).toStdString();
+    EXPECT_EQ(received->at(11).toStdString(),
+              "notServed (0 keys): dropped: not a message of this server");
+    EXPECT_EQ(received->back().toStdString(),
+              "alertTrans (1 key): not available yet: alertTrans has no feature behind it");
+
+    QElapsedTimer stopping;
+    stopping.start();
     EXPECT_EQ(daemon.terminate(), 0);
+    // Promptly: well under the half second a session manager waits (with room
+    // for a loaded machine).
+    EXPECT_LT(stopping.elapsed(), 2000);
     std::string log = daemon.process().readAllStandardError().toStdString();
-    EXPECT_NE(log.find("kernovad: received alertTrans {transResult = \"hola\"; }"),
+    EXPECT_NE(log.find("kernovad: info: server: alertTrans (1 key): not available yet"),
               std::string::npos)
         << log;
+    EXPECT_EQ(log.find("hola"), std::string::npos) << "no message text in the log";
     EXPECT_FALSE(serviceRunning(bus, service()));
+}
+
+TEST(Kernovad, TheDebugInterfaceExistsOnlyWhenAskedFor) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QString::fromLatin1(kDebugEnvironment));
+    {
+        KernovadProcess daemon(env);
+        ASSERT_TRUE(daemon.started());
+        EXPECT_FALSE(receivedMessages(desktop::sessionConnection()).has_value());
+        EXPECT_EQ(daemon.terminate(), 0);
+    }
+    KernovadProcess daemon;
+    ASSERT_TRUE(daemon.started());
+    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
+                                                            {"selection", Value("a picture")}}));
+    ASSERT_TRUE(waitFor([&] {
+        auto state = boardState(desktop::sessionConnection());
+        return state && (*state)["shown"].get<bool>();
+    }));
+    std::optional<QByteArray> png = screenshot(desktop::sessionConnection());
+    ASSERT_TRUE(png.has_value());
+    EXPECT_TRUE(png->startsWith("\x89PNG")) << "the screenshot comes back as PNG bytes";
+    EXPECT_EQ(daemon.terminate(), 0);
 }
 
 TEST(Kernovad, ASecondInstanceRefusesToStart) {
@@ -82,8 +120,9 @@ TEST(Kernovad, TheFirstMessageStartsItByActivation) {
         return received && received->size() == 2;
     }));
     EXPECT_EQ(received->at(0).toStdString(),
-              "notifySplode {callFromResponder = YES; selection = \"first words\"; }");
-    EXPECT_EQ(received->at(1).toStdString(), "popButton (no dictionary)");
+              "notifySplode (2 keys): board opened: 3 tags from 11 bytes, style 0");
+    EXPECT_EQ(received->at(1).toStdString(),
+              "popButton (no dictionary): not available yet: popButton has no feature behind it");
     std::optional<qint64> pid = serviceOwnerPid(bus, service());
     ASSERT_TRUE(pid.has_value());
     ::kill(static_cast<pid_t>(*pid), SIGTERM);
@@ -95,10 +134,13 @@ TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
     ASSERT_TRUE(daemon.started());
     QDBusConnection bus = desktop::sessionConnection();
     desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
-    // Nothing to show: no dictionary, an empty selection, a selection of the wrong type.
+    // Nothing to show: no dictionary while no enabled application is in front,
+    // an empty selection, a selection of the wrong type.
     sender.sendMessageName("notifySplode");
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"selection", Value("")}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"selection", Value(Array{})}}));
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
+                                                            {"selection", Value("")}}));
+    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
+                                                            {"selection", Value(Array{})}}));
     sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
                                                             {"selection", Value("你好 world")}}));
     sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
@@ -122,22 +164,35 @@ TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
     EXPECT_TRUE((*state)["selection"].empty());
     EXPECT_EQ(daemon.terminate(), 0);
     std::string log = daemon.process().readAllStandardError().toStdString();
-    EXPECT_NE(log.find("kernovad: board opened"), std::string::npos) << log;
-    EXPECT_NE(log.find("kernovad: a board is already shown; request ignored"), std::string::npos);
-    EXPECT_NE(log.find("kernovad: no text to show; request ignored"), std::string::npos);
+    for (const char* outcome :
+         {"(no dictionary): dropped: the application in front is not enabled",
+          "(2 keys): refused: no text", "(2 keys): board opened: 3 tags from 12 bytes",
+          "(2 keys): dropped: a board is already shown"})
+        EXPECT_NE(log.find(std::string("kernovad: info: server: notifySplode ") + outcome),
+                  std::string::npos)
+            << outcome << "\nin " << log;
 }
 
-TEST(Kernovad, WithoutADisplayItSaysSo) {
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove(QStringLiteral("DISPLAY"));
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    process.setProcessEnvironment(env);
-    process.start(kernovadPath(), {});
-    ASSERT_TRUE(process.waitForFinished(10000));
-    EXPECT_EQ(process.exitCode(), 1);
-    EXPECT_NE(process.readAllStandardError().toStdString().find("kernovad: no X display"),
-              std::string::npos);
+TEST(Kernovad, WithoutAUsableDisplayItSaysSoAndExits) {
+    for (const char* display : {"", ":4242"}) {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        if (*display == '\0')
+            env.remove(QStringLiteral("DISPLAY"));
+        else
+            env.insert(QStringLiteral("DISPLAY"), QString::fromLatin1(display));
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        process.setProcessEnvironment(env);
+        process.start(kernovadPath(), {});
+        ASSERT_TRUE(process.waitForFinished(10000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << display;
+        EXPECT_EQ(process.exitCode(), 1) << display;
+        std::string err = process.readAllStandardError().toStdString();
+        EXPECT_NE(err.find(*display ? "kernovad: cannot open the X display \":4242\""
+                                    : "kernovad: no X display"),
+                  std::string::npos)
+            << err;
+    }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <QGuiApplication>
 #include <cstdlib>
 
+#include "desktop_support.h"
 #include "support_lib/temp_dir.h"
 #include "support_lib/xvfb.h"
 
@@ -20,5 +21,6 @@ int main(int argc, char** argv) {
     kernova::testing::Xvfb xvfb;
     if (xvfb.started()) ::setenv("KERNOVA_TEST_DISPLAY", xvfb.display().c_str(), 1);
     QGuiApplication app(argc, argv);
+    if (!kernova::testing::prepareKernovadEnvironment()) return 1;
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,54 @@
+// fun.quorle.kernova.Debug at /fun/quorle/kernova/debug, for tests and
+// troubleshooting. kernovad exports it only when KERNOVA_DEBUG=1 is in its
+// environment. It hands out names, sizes and outcomes of the last messages,
+// the board's state and a PNG of the screen; never a message's text.
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <string>
+
+#include "server/server.h"
+
+namespace kernova::daemon {
+
+inline constexpr const char* kDebugPath = "/fun/quorle/kernova/debug";
+inline constexpr const char* kDebugInterface = "fun.quorle.kernova.Debug";
+inline constexpr const char* kDebugEnvironment = "KERNOVA_DEBUG";
+
+class DesktopServerHost;
+
+// One line per message: "<name> (<n> keys | no dictionary): <outcome>".
+std::string describeRecord(const Server::MessageRecord& record);
+
+// The board as JSON: {"shown", "devicePixelRatio", "tags": [{"text", "x", "y",
+// "width", "height", "selected"}], "selection": [texts in picking order]};
+// frames in screen points, "selected" the 1-based place in the picking order
+// (0 when not picked). Without a shown board, "shown" is false and the lists
+// are empty.
+std::string boardStateJson(const BoardOverlay* board, double devicePixelRatio);
+
+class DebugEndpoint : public QObject {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "fun.quorle.kernova.Debug")
+  public:
+    DebugEndpoint(const Server& server, DesktopServerHost& host) : server_(server), host_(host) {}
+
+  public slots:
+    // The last Server::kRecentMessageLimit messages, oldest first.
+    QStringList ReceivedMessages() const;
+    // Every message received since the start.
+    qulonglong ReceivedCount() const;
+    QString BoardState() const;
+    // The screen as PNG bytes: what the display shows where it can be read,
+    // else the board's window painted as it stands; empty when neither.
+    QByteArray Screenshot() const;
+
+  private:
+    const Server& server_;
+    DesktopServerHost& host_;
+};
+
+}  // namespace kernova::daemon

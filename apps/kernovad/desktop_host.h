@@ -1,0 +1,51 @@
+// The server's host on the desktop: kernovad's toolkit application on the Qt
+// platform with its overlay windows, the X11 window in front, the monitors,
+// the CLIPBOARD and PRIMARY selections, the URL handler and the typing helper.
+#pragma once
+
+#include <QFileSystemWatcher>
+#include <QObject>
+#include <memory>
+
+#include "base/context.h"
+#include "desktop/ui/desktop_platform.h"
+#include "desktop/ui/overlay_window_host.h"
+#include "server/host.h"
+#include "ui/application.h"
+
+namespace kernova::daemon {
+
+class DesktopServerHost final : public ServerHost {
+  public:
+    // Needs a QApplication. The context must outlive the host.
+    explicit DesktopServerHost(Context& context);
+    ~DesktopServerHost() override;
+    DesktopServerHost(const DesktopServerHost&) = delete;
+    DesktopServerHost& operator=(const DesktopServerHost&) = delete;
+
+    ui::Application& application() override { return *application_; }
+    // The WM_CLASS class of the window in front (X11 only); empty elsewhere.
+    std::string frontmostApplicationId() override;
+    Monitor monitorUnderPointer() override;
+    void openUrl(const std::string& url) override;
+    void insertText(const std::string& text) override;
+    bool shareText(const std::string& text) override;
+    void readSelection(SelectionKind which, SelectionReply reply) override;
+    std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) override;
+    void watchSettingsFolder(const std::filesystem::path& folder,
+                             std::function<void()> changed) override;
+    void windowsChanged() override;
+
+    desktop::DesktopPlatform& desktop() { return *desktop_; }
+
+  private:
+    Context& context_;
+    std::unique_ptr<desktop::DesktopPlatform> desktop_;
+    std::unique_ptr<ui::Application> application_;
+    std::unique_ptr<desktop::OverlayWindowHost> windows_;
+    std::unique_ptr<QFileSystemWatcher> settingsWatcher_;
+    // Owns the connections and the posted selection reads: they end with the host.
+    std::unique_ptr<QObject> receiver_;
+};
+
+}  // namespace kernova::daemon
