@@ -36,7 +36,7 @@ Server::~Server() {
         for (std::string_view name : kMessageTable)
             center_.registerForMessageName(std::string(name), {});
         if (auto* dispatching = dynamic_cast<DispatchingMessageCenter*>(&center_))
-            dispatching->dispatcher().setUnhandledObserver({});
+            dispatching->dispatcher().setDropObserver({});
     }
     context_.systemNotifications().removeObservers(this);
     context_.notifications().removeObservers(this);
@@ -74,10 +74,11 @@ void Server::start() {
                                          });
 
     if (auto* dispatching = dynamic_cast<DispatchingMessageCenter*>(&center_)) {
-        dispatching->dispatcher().setUnhandledObserver([this](const Message& message) {
-            ++received_;
-            remember(message, "dropped: not a message of this server");
-        });
+        dispatching->dispatcher().setDropObserver(
+            [this](const Message& message, const std::string& reason) {
+                ++received_;
+                remember(message, reason);
+            });
     }
     for (std::string_view name : kMessageTable) {
         Handler handler = &Server::notAvailableYet;
@@ -170,7 +171,7 @@ std::string Server::openBoard(const std::optional<std::string>& text) {
         return "refused: no text";
     }
     if (flags_.popSplode) return "dropped: a board is already shown";
-    const std::int64_t style = readSettings(context_).integer(settings_key::kStyle);
+    const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
     const Monitor monitor = host_.monitorUnderPointer();
     if (board_) board_->setClosedBlock({});
     board_ = BoardOverlay::show(host_.application(), *text, monitor.frame);
