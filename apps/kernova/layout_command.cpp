@@ -94,11 +94,11 @@ ui::Size layoutText(const Context& context, const ui::TextMeasurer& measurer, st
     GSplodeBox::splode(
         text,
         [&](GSplodeItem&& item) {
-        std::size_t at = text.find(item.text, cursor);
-        if (at == std::string_view::npos) return;  // cannot happen for a piece of the text
-        pieces.push_back(
-            {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(item.text.size())});
-        cursor = at + item.text.size();
+            std::size_t at = text.find(item.text, cursor);
+            if (at == std::string_view::npos) return;  // cannot happen for a piece of the text
+            pieces.push_back(
+                {static_cast<std::uint32_t>(at), static_cast<std::uint32_t>(item.text.size())});
+            cursor = at + item.text.size();
         },
         context.locale());
     auto textAt = [&](std::int64_t i) {

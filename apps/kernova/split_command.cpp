@@ -39,9 +39,9 @@ SplitParse fail(std::string message) {
 }
 
 void split(const SplitOptions& options, std::string_view text, SegmentPrinter& printer) {
-    auto sink = [&printer](GSplodeItem&& item) { printer.print(item); };
     // The user's language, as kernovad splits in, whatever this process's locale.
     const std::string locale = segmentationLocale(processEnvironment());
+    auto sink = [&printer](GSplodeItem&& item) { printer.print(item); };
     switch (options.mode) {
         case SplitOptions::Mode::all:
             GSplodeBox::splodeAll(text, sink, locale);

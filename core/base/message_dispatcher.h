@@ -9,6 +9,8 @@
 //   registeredNames().
 // - An absent dictionary stays absent and an empty one stays empty; anything
 //   else than a dictionary reaches the handler as absent.
+// - A message carrying more than kMaxMessageTextBytes of text is refused
+//   before it is queued.
 #pragma once
 
 #include <cstddef>
@@ -22,6 +24,12 @@
 
 namespace kernova {
 
+// The most text (strings and data, in bytes, keys included) one message may
+// carry: as much as the commands read from their standard input.
+inline constexpr std::size_t kMaxMessageTextBytes = std::size_t{64} << 20;
+// The text `value` carries, counted as for kMaxMessageTextBytes.
+std::size_t messageTextBytes(const Value& value);
+
 class MessageDispatcher {
   public:
     using Handler = MessageCenter::Handler;
@@ -33,10 +41,11 @@ class MessageDispatcher {
 
     // Runs the handler of `message` now, or queues it when a handler is running.
     void dispatch(Message message);
-    // Called for each message whose name has no handler, when its turn comes.
-    void setUnhandledObserver(std::function<void(const Message&)> observer) {
-        unhandled_ = std::move(observer);
-    }
+    // Called with the reason for each message that reaches no handler: one
+    // refused for its size (at once), one whose name has no handler (when its
+    // turn comes).
+    using DropObserver = std::function<void(const Message&, const std::string& reason)>;
+    void setDropObserver(DropObserver observer) { dropped_ = std::move(observer); }
     // Messages waiting behind the running handler.
     std::size_t pending() const { return pending_.size(); }
 
@@ -45,7 +54,7 @@ class MessageDispatcher {
     std::vector<std::string> order_;
     std::deque<Message> pending_;
     bool dispatching_ = false;
-    std::function<void(const Message&)> unhandled_;
+    DropObserver dropped_;
 };
 
 // A MessageCenter that hands registrations to a dispatcher: the transports'

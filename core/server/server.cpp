@@ -36,7 +36,7 @@ Server::~Server() {
         for (std::string_view name : kMessageTable)
             center_.registerForMessageName(std::string(name), {});
         if (auto* dispatching = dynamic_cast<DispatchingMessageCenter*>(&center_))
-            dispatching->dispatcher().setUnhandledObserver({});
+            dispatching->dispatcher().setDropObserver({});
     }
     context_.systemNotifications().removeObservers(this);
     context_.notifications().removeObservers(this);
@@ -74,10 +74,11 @@ void Server::start() {
                                          });
 
     if (auto* dispatching = dynamic_cast<DispatchingMessageCenter*>(&center_)) {
-        dispatching->dispatcher().setUnhandledObserver([this](const Message& message) {
-            ++received_;
-            remember(message, "dropped: not a message of this server");
-        });
+        dispatching->dispatcher().setDropObserver(
+            [this](const Message& message, const std::string& reason) {
+                ++received_;
+                remember(message, reason);
+            });
     }
     for (std::string_view name : kMessageTable) {
         Handler handler = &Server::notAvailableYet;

@@ -22,11 +22,12 @@ TEST(MessageDispatcher, AMessageSentFromAHandlerRunsAfterIt) {
         trace.push_back("outer ends");
     });
     dispatcher.registerForMessageName("inner", [&](const Message&) { trace.push_back("inner"); });
-    dispatcher.setUnhandledObserver(
-        [&](const Message& m) { trace.push_back("unhandled " + m.name); });
+    dispatcher.setDropObserver([&](const Message& m, const std::string& reason) {
+        trace.push_back(m.name + " " + reason);
+    });
     dispatcher.dispatch(Message{"outer", {}});
     EXPECT_EQ(trace, (std::vector<std::string>{"outer begins", "outer ends", "inner",
-                                               "unhandled unknown"}));
+                                               "unknown dropped: not a message of this server"}));
     EXPECT_EQ(dispatcher.pending(), 0u);
 }
 
@@ -48,6 +49,24 @@ TEST(MessageDispatcher, AReplacedHandlerKeepsItsPlaceAndDictionariesKeepTheirSha
     ASSERT_NE(seen[1].asDictionary(), nullptr);
     EXPECT_TRUE(seen[1].asDictionary()->empty());
     EXPECT_TRUE(seen[2].isAbsent());
+}
+
+TEST(MessageDispatcher, TextOverTheCommandsCapIsRefusedUpFront) {
+    MessageDispatcher dispatcher;
+    int handled = 0;
+    std::vector<std::string> reasons;
+    dispatcher.registerForMessageName("notifySplode", [&](const Message&) { ++handled; });
+    dispatcher.setDropObserver(
+        [&](const Message&, const std::string& reason) { reasons.push_back(reason); });
+    std::string half(kMaxMessageTextBytes / 2, 'a');
+    Value atTheCap(Dictionary{{"", Value(Array{Value(half), Value(Bytes(half.size()))})}});
+    EXPECT_EQ(messageTextBytes(atTheCap), kMaxMessageTextBytes);
+    dispatcher.dispatch(Message{"notifySplode", atTheCap});
+    Value over(Dictionary{{"selection", Value(std::string(kMaxMessageTextBytes, 'b'))}});
+    dispatcher.dispatch(Message{"notifySplode", over});
+    EXPECT_EQ(handled, 1);
+    ASSERT_EQ(reasons.size(), 1u);
+    EXPECT_EQ(reasons[0].rfind("refused: 67108873 bytes of text", 0), 0u) << reasons[0];
 }
 
 TEST(Logger, LevelFromTheEnvironmentFiltersLines) {

@@ -131,6 +131,9 @@ TEST_F(ServerTest, TheMasterSwitchIsReadAgainOnTheNotificationAndOnAFileChange) 
 }
 
 TEST_F(ServerTest, OneBoardAtATimeAndTheEmptySelectionToast) {
+    int hideRunning = 0;
+    server.context().notifications().addObserver(kHideRunningNotification, &hideRunning,
+                                                 [&](const Notification&) { ++hideRunning; });
     driver.writeClipboard(app, "clipboard text");
     splodeSelection("");
     EXPECT_EQ(theServer.board(), nullptr);
@@ -144,11 +147,14 @@ TEST_F(ServerTest, OneBoardAtATimeAndTheEmptySelectionToast) {
     EXPECT_EQ(tags(), (std::vector<std::string>{"first", " ", "board"}));
     EXPECT_EQ(last().outcome, "dropped: a board is already shown");
 
+    EXPECT_EQ(hideRunning, 3) << "every request first hides the running indicator";
+
     EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}}));
     device.runUntilIdle();
     EXPECT_FALSE(theServer.flags().popSplode);
     splodeSelection("second board");
     EXPECT_EQ(tags(), (std::vector<std::string>{"second", " ", "board"}));
+    server.context().notifications().removeObservers(&hideRunning);
 }
 
 TEST_F(ServerTest, TheClipboardIsReadAsynchronouslyAndAFurtherRequestMeanwhileIsDropped) {
