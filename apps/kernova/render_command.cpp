@@ -57,11 +57,8 @@ std::optional<double> parseSide(const std::string& flag, const std::string& s, s
     return std::nullopt;
 }
 
-// The value following the flag at `i`, which moves past it; absent at the end.
-const std::string* valueAfter(std::span<const std::string> args, std::size_t& i) {
-    if (i + 1 >= args.size()) return nullptr;
-    return &args[++i];
-}
+constexpr Option kRenderOptions[] = {
+    {"--text", true}, {"--width", true}, {"--height", true}, {"--out", true}};
 
 QString localPath(const std::string& path) {
     return QFile::decodeName(QByteArray(path.data(), static_cast<qsizetype>(path.size())));
@@ -120,42 +117,30 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
 }  // namespace
 
 RenderParse parseRenderArguments(std::span<const std::string> args) {
+    ArgumentsParse parsed = parseArguments(args, kRenderOptions);
+    if (!parsed.arguments) return fail(parsed.error);
+    const Arguments& a = *parsed.arguments;
     RenderOptions options;
-    bool hasText = false;
-    bool hasOut = false;
-    std::string error;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (arg == "--help" || arg == "-h") {
-            options.help = true;
-            continue;
-        }
-        if (arg != "--text" && arg != "--width" && arg != "--height" && arg != "--out")
-            return fail(arg.starts_with('-') ? "unknown option " + arg
-                                             : "unexpected argument \"" + arg + "\"");
-        const std::string* value = valueAfter(args, i);
-        if (value == nullptr) return fail(arg + " needs a value");
-        if (arg == "--text") {
-            hasText = true;
-            options.text = *value;
-        } else if (arg == "--out") {
-            if (value->empty()) return fail("--out needs a file name");
-            hasOut = true;
-            options.out = *value;
-        } else {
-            std::optional<double> side = parseSide(arg, *value, error);
-            if (!side) return fail(error);
-            if (arg == "--width") {
-                options.width = *side;
-            } else {
-                options.height = side;
-            }
-        }
-    }
+    options.help = a.help;
     if (options.help) return {options, {}};
-    if (!hasText) return fail("missing --text (give \"-\" to read standard input)");
-    if (!hasOut) return fail("missing --out");
-    if (options.text == "-") options.text.reset();
+    if (!a.operands.empty()) return fail("unexpected argument \"" + a.operands[0] + "\"");
+    std::string error;
+    if (const std::string* width = a.value("--width")) {
+        std::optional<double> side = parseSide("--width", *width, error);
+        if (!side) return fail(error);
+        options.width = *side;
+    }
+    if (const std::string* height = a.value("--height")) {
+        options.height = parseSide("--height", *height, error);
+        if (!options.height) return fail(error);
+    }
+    const std::string* text = a.value("--text");
+    if (text == nullptr) return fail("missing --text (give \"-\" to read standard input)");
+    if (*text != "-") options.text = *text;
+    const std::string* out = a.value("--out");
+    if (out == nullptr) return fail("missing --out");
+    if (out->empty()) return fail("--out needs a file name");
+    options.out = *out;
     return {options, {}};
 }
 
