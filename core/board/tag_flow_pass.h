@@ -72,36 +72,47 @@ bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& emit) {
     const double T = m_.insets.top, L = m_.insets.left, B = m_.insets.bottom, R = m_.insets.right;
     const double S = m_.lineSpacing, G = m_.interitemSpacing, W = m_.lineWidth;
     const double usable = W - L - R;
-    for (; next_ < n_ && budget > 0; ++next_, --budget) {
-        const std::int64_t i = next_;
+    // The state is worked on in locals (which emit cannot reach) and stored
+    // back at the end of the slice.
+    const std::int64_t n = n_;
+    std::int64_t i = next_;
+    double row = row_, x = x_, bottom = laidBottom_;
+    std::int64_t onLine = onLine_;
+    const std::int64_t end = budget < n - i ? i + budget : n;
+    for (; i < end; ++i) {
         const ui::Size size = sizeAt(i);
         const double w = size.width, h = size.height;
-        const double y = T + row_ * h + row_ * S;
+        const double y = T + row * h + row * S;
         ui::Rect frame;
-        if (onLine_ == 0) {
+        if (onLine == 0) {
             double width = w;
             if (w > W || L + w + G > W || L + w > W || L + w + R > W) width = usable;
             frame = ui::Rect(L, y, width, h);
-            x_ = L + width;
+            x = L + width;
         } else {
-            frame = ui::Rect(x_ + G, y, w, h);
-            x_ = x_ + G + w;
+            frame = ui::Rect(x + G, y, w, h);
+            x = x + G + w;
         }
         emit(i, frame);
-        laidBottom_ = y + h;
-        if (i + 1 < n_) {
+        bottom = y + h;
+        if (i + 1 < n) {
             const double w2 = sizeAt(i + 1).width;
-            if (x_ + G <= W && x_ + R <= W && x_ + G + w2 <= W && x_ + G + w2 + R <= W) {
-                ++onLine_;
+            if (x + G <= W && x + R <= W && x + G + w2 <= W && x + G + w2 + R <= W) {
+                ++onLine;
             } else {
-                row_ += 1;
-                x_ = 0;
-                onLine_ = 0;
+                row += 1;
+                x = 0;
+                onLine = 0;
             }
         } else {
             content_ = ui::Size{0, y + h + B};
         }
     }
+    if (i > next_) next_ = i;
+    row_ = row;
+    x_ = x;
+    onLine_ = onLine;
+    laidBottom_ = bottom;
     return finished();
 }
 

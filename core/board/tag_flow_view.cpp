@@ -100,6 +100,7 @@ void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
     }
     selection_.setItems(std::move(items));
     ++revision_;
+    ++itemsRevision_;
 }
 
 void GTagFlowView::reloadDatas() {
@@ -107,6 +108,7 @@ void GTagFlowView::reloadDatas() {
         if (item) item->setOrderCopy(orderCopy_);
     }
     ++revision_;
+    ++itemsRevision_;
     collectionView_->reloadData();
 }
 

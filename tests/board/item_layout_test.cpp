@@ -144,6 +144,19 @@ TEST_F(LayoutTest, LinesStartAtTheLeftInsetWithExactGaps) {
     }
     // k lines: T + (k - 1) * (h + S) + h + B.
     EXPECT_EQ(board->collectionView()->contentSize(), (Size{0, 15 + 2 * 40 + 30 + 15}));
+
+    // Tags of one line differing in height put tops out of order: every tag
+    // is still found under the finger.
+    for (std::size_t i = 0; i < 12; ++i)
+        board->flowDatas()[i]->setItemSize({60, i % 2 == 0 ? 30.0 : 28.0});
+    settle();
+    EXPECT_LT(frameOf(7).minY(), frameOf(6).minY());
+    for (std::int64_t i = 0; i < 12; ++i) {
+        Rect f = frameOf(i);
+        EXPECT_EQ(board->collectionView()->indexPathForItemAtPoint({f.midX(), f.midY()}),
+                  (ui::IndexPath{0, i}))
+            << i;
+    }
 }
 
 TEST_F(LayoutTest, AnEmptyBoardKeepsThePreviousContentSize) {
