@@ -27,9 +27,9 @@ class TagLinePass {
     TagLinePass(std::int64_t n, const TagLineMetrics& metrics) : n_(n), m_(metrics) {}
 
     // Lays out the next `budget` items (fewer at the end); true once every
-    // item is laid out. sizeAt and emit as for layoutTagLines.
+    // item is laid out. sizeAt and report as for layoutTagLines.
     template <class SizeAt, class Emit>
-    bool run(std::int64_t budget, SizeAt&& sizeAt, Emit&& emit);
+    bool run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report);
 
     bool finished() const { return next_ >= n_; }
     // Items laid out so far.
@@ -50,7 +50,7 @@ class TagLinePass {
     std::optional<ui::Size> content_;
 };
 
-// Calls emit(i, frame) for each item in order and returns the content size,
+// Calls report(i, frame) for each item in order and returns the content size,
 // absent when n <= 0. sizeAt(i) is asked twice per item (once ahead, to decide
 // whether item i joins the current line) and must answer the same each time.
 //
@@ -60,19 +60,19 @@ class TagLinePass {
 // is justified or centred. The content is 0 wide: the board scrolls vertically.
 template <class SizeAt, class Emit>
 std::optional<ui::Size> layoutTagLines(std::int64_t n, const TagLineMetrics& m, SizeAt&& sizeAt,
-                                       Emit&& emit) {
+                                       Emit&& report) {
     if (n <= 0) return std::nullopt;
     TagLinePass pass(n, m);
-    pass.run(n, sizeAt, emit);
+    pass.run(n, sizeAt, report);
     return pass.contentSize();
 }
 
 template <class SizeAt, class Emit>
-bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& emit) {
+bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report) {
     const double T = m_.insets.top, L = m_.insets.left, B = m_.insets.bottom, R = m_.insets.right;
     const double S = m_.lineSpacing, G = m_.interitemSpacing, W = m_.lineWidth;
     const double usable = W - L - R;
-    // The state is worked on in locals (which emit cannot reach) and stored
+    // The state is worked on in locals (which report cannot reach) and stored
     // back at the end of the slice.
     const std::int64_t n = n_;
     std::int64_t i = next_;
@@ -93,7 +93,7 @@ bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& emit) {
             frame = ui::Rect(x + G, y, w, h);
             x = x + G + w;
         }
-        emit(i, frame);
+        report(i, frame);
         bottom = y + h;
         if (i + 1 < n) {
             const double w2 = sizeAt(i + 1).width;
