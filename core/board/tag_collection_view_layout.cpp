@@ -1,6 +1,7 @@
 #include "board/tag_collection_view_layout.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "board/tag_flow_pass.h"
 
@@ -50,16 +51,34 @@ void GTagCollectionViewLayout::prepareLayout() {
     list.clear();
     list.reserve(static_cast<std::size_t>(n > 0 ? n : 0));
     TagLineMetrics metrics{key.insets, key.lineSpacing, key.interitemSpacing, key.lineWidth};
-    if (delegate_) delegate_->tagSizes(*view, *this, n, sizes_);
+    if (delegate_) {
+        const std::uint64_t sizesRevision = delegate_->tagSizesRevision();
+        if (!haveSizes_ || sizesRevision != sizesRevision_ ||
+            sizes_.size() != static_cast<std::size_t>(std::max<std::int64_t>(n, 0))) {
+            delegate_->tagSizes(*view, *this, n, sizes_);
+            sizesRevision_ = sizesRevision;
+            haveSizes_ = true;
+        }
+    }
     auto sizeAt = [&](std::int64_t item) { return sizes_[static_cast<std::size_t>(item)]; };
+    // Lines go down the board, so the list is in top-edge order as made,
+    // unless tags of one line differ in height.
+    double tallest = 0, lastTop = -std::numeric_limits<double>::infinity();
+    bool ordered = true;
     auto emit = [&](std::int64_t item, const ui::Rect& frame) {
         auto attributes = ui::LayoutAttributes::forCellWithIndexPath(ui::IndexPath{0, item});
         attributes.frame = frame;
         attributes.setSize(frame.size);
         list.push_back(attributes);
+        tallest = std::max(tallest, frame.height());
+        ordered = ordered && frame.minY() >= lastTop;
+        lastTop = frame.minY();
     };
     if (auto content = layoutTagLines(n, metrics, sizeAt, emit)) contentSizeNeed_ = *content;
-    rebuildIndex();
+    if (ordered)
+        rebuildOrderedIndex(tallest);
+    else
+        rebuildIndex();
 }
 
 std::vector<ui::LayoutAttributes> GTagCollectionViewLayout::layoutAttributesForElementsInRect(

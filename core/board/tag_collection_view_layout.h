@@ -27,6 +27,10 @@ class GTagLayoutDataProtocol : public ui::FlowLayoutDelegate {
     // hand answers all of them in one sweep.
     virtual void tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
                           std::int64_t n, std::vector<ui::Size>& sizes);
+    // Changes whenever the sizes may have changed; a pass whose metrics alone
+    // changed (a new width, new spacings) reuses the sizes it has. The
+    // default is the layout revision.
+    virtual std::uint64_t tagSizesRevision() const { return tagLayoutRevision(); }
 };
 
 // Moves the frame so that its x is the insets' left value; y and size stay.
@@ -79,8 +83,11 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     bool havePass_ = false;
     PassKey lastPass_;
     std::uint64_t passes_ = 0;
-    // The sizes of the last pass; kept so that the next pass reuses the room.
+    // The sizes of the last pass and their revision: a pass with the same
+    // sizes reuses them, and a new list reuses their room.
     std::vector<ui::Size> sizes_;
+    std::uint64_t sizesRevision_ = 0;
+    bool haveSizes_ = false;
 };
 
 }  // namespace kernova

@@ -18,7 +18,39 @@ struct TagLineMetrics {
     double lineWidth = 0;         // W
 };
 
-// Calls emit(i, frame) for each item in order and returns the content size,
+// The pass below, resumable: each run() lays out at most `budget` more items,
+// so a caller can lay out a huge board in slices between events and show the
+// first screenful as soon as its lines are done. It keeps a few numbers of
+// state and nothing per item.
+class TagLinePass {
+  public:
+    TagLinePass(std::int64_t n, const TagLineMetrics& metrics) : n_(n), m_(metrics) {}
+
+    // Lays out the next `budget` items (fewer at the end); true once every
+    // item is laid out. sizeAt and report as for layoutTagLines.
+    template <class SizeAt, class Emit>
+    bool run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report);
+
+    bool finished() const { return next_ >= n_; }
+    // Items laid out so far.
+    std::int64_t done() const { return next_; }
+    // The bottom of the last item laid out so far (0 before the first): the
+    // lines above it are final.
+    double laidBottom() const { return laidBottom_; }
+    // The content size once finished; absent before, and for n <= 0.
+    const std::optional<ui::Size>& contentSize() const { return content_; }
+
+  private:
+    std::int64_t n_;
+    TagLineMetrics m_;
+    std::int64_t next_ = 0;
+    double row_ = 0, x_ = 0;
+    std::int64_t onLine_ = 0;
+    double laidBottom_ = 0;
+    std::optional<ui::Size> content_;
+};
+
+// Calls report(i, frame) for each item in order and returns the content size,
 // absent when n <= 0. sizeAt(i) is asked twice per item (once ahead, to decide
 // whether item i joins the current line) and must answer the same each time.
 //
@@ -28,15 +60,26 @@ struct TagLineMetrics {
 // is justified or centred. The content is 0 wide: the board scrolls vertically.
 template <class SizeAt, class Emit>
 std::optional<ui::Size> layoutTagLines(std::int64_t n, const TagLineMetrics& m, SizeAt&& sizeAt,
-                                       Emit&& emit) {
+                                       Emit&& report) {
     if (n <= 0) return std::nullopt;
-    const double T = m.insets.top, L = m.insets.left, B = m.insets.bottom, R = m.insets.right;
-    const double S = m.lineSpacing, G = m.interitemSpacing, W = m.lineWidth;
+    TagLinePass pass(n, m);
+    pass.run(n, sizeAt, report);
+    return pass.contentSize();
+}
+
+template <class SizeAt, class Emit>
+bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report) {
+    const double T = m_.insets.top, L = m_.insets.left, B = m_.insets.bottom, R = m_.insets.right;
+    const double S = m_.lineSpacing, G = m_.interitemSpacing, W = m_.lineWidth;
     const double usable = W - L - R;
-    double row = 0, x = 0;
-    std::int64_t onLine = 0;
-    ui::Size content;
-    for (std::int64_t i = 0; i < n; ++i) {
+    // The state is worked on in locals (which report cannot reach) and stored
+    // back at the end of the slice.
+    const std::int64_t n = n_;
+    std::int64_t i = next_;
+    double row = row_, x = x_, bottom = laidBottom_;
+    std::int64_t onLine = onLine_;
+    const std::int64_t end = budget < n - i ? i + budget : n;
+    for (; i < end; ++i) {
         const ui::Size size = sizeAt(i);
         const double w = size.width, h = size.height;
         const double y = T + row * h + row * S;
@@ -50,7 +93,8 @@ std::optional<ui::Size> layoutTagLines(std::int64_t n, const TagLineMetrics& m, 
             frame = ui::Rect(x + G, y, w, h);
             x = x + G + w;
         }
-        emit(i, frame);
+        report(i, frame);
+        bottom = y + h;
         if (i + 1 < n) {
             const double w2 = sizeAt(i + 1).width;
             if (x + G <= W && x + R <= W && x + G + w2 <= W && x + G + w2 + R <= W) {
@@ -61,10 +105,15 @@ std::optional<ui::Size> layoutTagLines(std::int64_t n, const TagLineMetrics& m, 
                 onLine = 0;
             }
         } else {
-            content = ui::Size{0, y + h + B};
+            content_ = ui::Size{0, y + h + B};
         }
     }
-    return content;
+    if (i > next_) next_ = i;
+    row_ = row;
+    x_ = x;
+    onLine_ = onLine;
+    laidBottom_ = bottom;
+    return finished();
 }
 
 }  // namespace kernova

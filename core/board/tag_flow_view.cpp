@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <unordered_set>
 
 #include "board/tag_flow_cell.h"
 #include "server/settings.h"
@@ -101,6 +100,7 @@ void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
     }
     selection_.setItems(std::move(items));
     ++revision_;
+    ++itemsRevision_;
 }
 
 void GTagFlowView::reloadDatas() {
@@ -108,6 +108,7 @@ void GTagFlowView::reloadDatas() {
         if (item) item->setOrderCopy(orderCopy_);
     }
     ++revision_;
+    ++itemsRevision_;
     collectionView_->reloadData();
 }
 
@@ -137,18 +138,16 @@ void GTagFlowView::inverse() {
 
 void GTagFlowView::redrawCells(const GTagSelection::Changed& changed) {
     if (changed.empty()) return;
-    // Few changes are looked up directly; many (select all) through a set.
-    constexpr std::size_t kDirectLookup = 16;
-    std::unordered_set<const GTagFlowItem*> many;
-    if (changed.size() > kDirectLookup) many.insert(changed.begin(), changed.end());
+    // A few changes are looked up; after many (select all) every shown cell
+    // is drawn again, which costs no more than the lookups would.
+    constexpr std::size_t kLookedUp = 16;
+    const bool all = changed.size() > kLookedUp;
     for (ui::CollectionViewCell* shown : collectionView_->visibleCells()) {
         auto* cell = dynamic_cast<GTagFlowCell*>(shown);
         if (!cell || !cell->flowLayout()) continue;
         const GTagFlowItem* item = cell->flowLayout().get();
-        const bool hit = changed.size() > kDirectLookup
-                             ? many.count(item) != 0
-                             : std::find(changed.begin(), changed.end(), item) != changed.end();
-        if (hit) cell->configFlowLayout(cell->flowLayout());
+        if (all || std::find(changed.begin(), changed.end(), item) != changed.end())
+            cell->configFlowLayout(cell->flowLayout());
     }
 }
 

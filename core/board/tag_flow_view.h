@@ -154,6 +154,7 @@ class GTagFlowView : public ui::View,
     double maxWidthOfLine_BookSplodeCollectionViewLayout() override { return frame().size.width; }
     void tagSizes(ui::CollectionView& collectionView, ui::CollectionViewLayout& layout,
                   std::int64_t n, std::vector<ui::Size>& sizes) override;
+    std::uint64_t tagSizesRevision() const override { return itemsRevision_ + changes_->changes(); }
     std::uint64_t tagLayoutRevision() const override { return revision_ + changes_->changes(); }
 
   private:
@@ -191,6 +192,8 @@ class GTagFlowView : public ui::View,
     std::uint64_t lastRecognizerState_ = kSlideNone;
     ui::EdgeInsets edgeInsets_;
     std::uint64_t revision_ = 1;
+    // Bumped when the list of items changes or is reloaded.
+    std::uint64_t itemsRevision_ = 1;
     std::mt19937 random_{std::random_device{}()};
 };
 

@@ -48,6 +48,13 @@ class LayoutAttributesIndex {
   public:
     // The list must stay as it is until the next rebuild or clear.
     void rebuild(const std::vector<LayoutAttributes>& attributes);
+    // The same for a list its maker knows to be in top-edge order, whose
+    // tallest frame is `tallest` high: nothing is read or copied.
+    void rebuildOrdered(const std::vector<LayoutAttributes>& attributes, double tallest) {
+        entries_.clear();
+        inPlace_ = &attributes;
+        tallest_ = tallest;
+    }
     void clear();
     // Positions (into the list given to rebuild) of the attributes whose frames
     // intersect `rect`, in item order.
@@ -120,6 +127,8 @@ class IndexedCollectionViewLayout : public CollectionViewLayout {
     const std::vector<LayoutAttributes>& attributes() const { return attributes_; }
     // Call at the end of prepareLayout, after filling attributes().
     void rebuildIndex() { index_.rebuild(attributes_); }
+    // The same when the list is known to be in top-edge order.
+    void rebuildOrderedIndex(double tallest) { index_.rebuildOrdered(attributes_, tallest); }
 
   private:
     std::vector<LayoutAttributes> attributes_;

@@ -144,6 +144,19 @@ TEST_F(LayoutTest, LinesStartAtTheLeftInsetWithExactGaps) {
     }
     // k lines: T + (k - 1) * (h + S) + h + B.
     EXPECT_EQ(board->collectionView()->contentSize(), (Size{0, 15 + 2 * 40 + 30 + 15}));
+
+    // Tags of one line differing in height put tops out of order: every tag
+    // is still found under the finger.
+    for (std::size_t i = 0; i < 12; ++i)
+        board->flowDatas()[i]->setItemSize({60, i % 2 == 0 ? 30.0 : 28.0});
+    settle();
+    EXPECT_LT(frameOf(7).minY(), frameOf(6).minY());
+    for (std::int64_t i = 0; i < 12; ++i) {
+        Rect f = frameOf(i);
+        EXPECT_EQ(board->collectionView()->indexPathForItemAtPoint({f.midX(), f.midY()}),
+                  (ui::IndexPath{0, i}))
+            << i;
+    }
 }
 
 TEST_F(LayoutTest, AnEmptyBoardKeepsThePreviousContentSize) {
@@ -193,6 +206,36 @@ TEST(TagLinePass, AsksEachSizeTwiceAndNothingForNoItems) {
     EXPECT_EQ(asked, 7);  // each item once, plus each next item once ahead
     EXPECT_EQ(frames.size(), 4u);
     EXPECT_EQ(*content, (Size{0, 60}));
+}
+
+TEST(TagLinePass, SlicesGiveTheFramesOfOnePass) {
+    TagLineMetrics m{GTagFlowView::kDefaultEdgeInsets, 10, 4, 375};
+    auto sizeAt = [](std::int64_t i) {
+        return Size{20.0 + static_cast<double>((i * 37) % 150), 30};
+    };
+    std::vector<Rect> whole, sliced;
+    auto content =
+        layoutTagLines(500, m, sizeAt, [&](std::int64_t, const Rect& f) { whole.push_back(f); });
+
+    TagLinePass pass(500, m);
+    EXPECT_FALSE(pass.run(0, sizeAt, [](std::int64_t, const Rect&) {}));
+    EXPECT_EQ(pass.laidBottom(), 0);
+    std::int64_t expected = 0;
+    auto emit = [&](std::int64_t i, const Rect& f) {
+        EXPECT_EQ(i, expected++);
+        sliced.push_back(f);
+    };
+    // The first slice is final at once: the lines above its bottom stay.
+    EXPECT_FALSE(pass.run(40, sizeAt, emit));
+    EXPECT_EQ(pass.done(), 40);
+    EXPECT_EQ(pass.laidBottom(), sliced.back().maxY());
+    EXPECT_FALSE(pass.contentSize());
+    while (!pass.run(7, sizeAt, emit)) {
+    }
+    EXPECT_EQ(sliced, whole);
+    EXPECT_EQ(pass.contentSize(), content);
+    EXPECT_TRUE(pass.run(7, sizeAt, emit));  // nothing more to do
+    EXPECT_EQ(sliced.size(), 500u);
 }
 
 }  // namespace
