@@ -19,6 +19,7 @@
 #include "desktop_ui/desktop_ui_fixture.h"
 #include "ui/alert.h"
 #include "ui/control.h"
+#include "ui/web_view.h"
 
 namespace kernova::desktop::testing {
 namespace {
@@ -159,6 +160,31 @@ TEST_F(X11Test, ADialogOfAnOverlayStaysAboveItAndTakesTheClicks) {
               0);
     EXPECT_TRUE(waitFor([&] { return saved == 1; })) << "the click did not reach the dialog";
     EXPECT_EQ(overlayTaps, 0);
+    host->stop();
+}
+
+// The web engine is not part of the program: the first page a web view loads
+// brings in its module, and the page shows in the window's overlay.
+TEST_F(X11Test, AWebViewLoadsItsPageThroughTheEngineModule) {
+    struct Finished : ui::WebViewNavigationDelegate {
+        int finished = 0;
+        std::string error;
+        void didFinishNavigation(ui::WebView&) override { ++finished; }
+        void didFailNavigation(ui::WebView&, const std::string& e) override { error = e; }
+    } delegate;
+    auto window = makeWindow({0, 0, 400, 300});
+    auto web =
+        std::make_shared<ui::WebView>(app, ui::Rect{0, 0, 400, 300}, ui::WebViewConfiguration{});
+    web->setNavigationDelegate(&delegate);
+    window->addSubview(web);
+    host->start();
+    EXPECT_FALSE(desktop->webViews()->engineModuleLoaded());
+    web->loadRequest("data:text/html,<body style='background:rgb(0,0,255)'>page</body>");
+    ASSERT_TRUE(desktop->webViews()->engineModuleLoaded());
+    ASSERT_TRUE(waitFor([&] { return delegate.finished == 1 || !delegate.error.empty(); }, 30000));
+    EXPECT_EQ(delegate.error, "");
+    EXPECT_TRUE(desktop->webViews()->backings().front()->hasEngine());
+    web->removeFromSuperview();
     host->stop();
 }
 

@@ -9,6 +9,13 @@
 
 #include "desktop/ui/web_engine.h"
 
+// The engine's own set-up (its shared GL context), which it runs before the
+// application starts when a program links it; a module loaded later runs it
+// itself, on the main thread, before the first engine view.
+namespace QtWebEngineCore {
+void initialize();
+}
+
 namespace kernova::desktop {
 namespace {
 
@@ -67,6 +74,11 @@ class EngineView final : public QWebEngineView, public WebEngineView {
 extern "C" __attribute__((visibility("default"))) kernova::desktop::WebEngineView*
 kernova_make_web_engine_view(const kernova::desktop::WebEngineSettings& settings,
                              kernova::desktop::WebEngineEvents events) {
+    static const bool initialized = [] {
+        QtWebEngineCore::initialize();
+        return true;
+    }();
+    (void)initialized;
     return new kernova::desktop::EngineView(settings, std::move(events));
 }
 

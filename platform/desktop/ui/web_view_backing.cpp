@@ -46,6 +46,10 @@ MakeWebEngineViewFunction WebViewRegistry::engineFactory() {
     if (tried_) return factory_;
     tried_ = true;
     prepareWebEngineEnvironment();
+    // The engine shares GL resources between its contexts; set now, not at
+    // start, so that nothing of GL is made before a web view needs it (the
+    // module then makes the shared context itself).
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     for (const std::string& path : webEngineModuleCandidates()) {
         if (!QFileInfo::exists(QString::fromStdString(path))) continue;
         // Kept loaded: Qt's libraries do not support being unloaded.
