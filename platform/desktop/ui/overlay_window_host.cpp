@@ -216,7 +216,11 @@ void OverlayWindowHost::raiseDialogs(bool overlaysRaised) {
         dialogs.push_back(entry.dialog);
     if (!overlaysRaised && dialogs == raisedDialogs_) return;
     for (const auto& entry : shown) {
-        OverlayWidget* overlay = entry.window ? widgetFor(*entry.window) : nullptr;
+        // The window may be gone: it is only compared, never used.
+        OverlayWidget* overlay = nullptr;
+        for (const Entry& shownEntry : entries_) {
+            if (shownEntry.window == entry.window) overlay = shownEntry.widget.get();
+        }
         QWindow* handle = entry.dialog->windowHandle();
         if (overlay && handle && overlay->windowHandle()) {
             // Window managers that honour it keep the dialog above its overlay.
