@@ -16,7 +16,7 @@
 #include "board/tag_flow_view.h"
 #include "kernova/cli.h"
 #include "segment/splode_box.h"
-#include "sim/text_measurer.h"
+#include "sim/sim_text_measurer.h"
 
 namespace kernova::cli {
 namespace {

@@ -15,13 +15,13 @@
 #include "base/notification_center.h"
 #include "base/paths.h"
 #include "base/virtual_run_loop.h"
-#include "desktop/ui/image_codec.h"
 #include "desktop/ui/painter.h"
-#include "desktop/ui/text_measurer.h"
+#include "desktop/ui/qt_image_codec.h"
+#include "desktop/ui/qt_text_measurer.h"
 #include "kernova/cli.h"
 #include "segment/splode_box.h"
-#include "sim/pasteboard.h"
-#include "sim/services.h"
+#include "sim/sim_pasteboard.h"
+#include "sim/sim_services.h"
 #include "ui/platform.h"
 
 namespace kernova::cli {

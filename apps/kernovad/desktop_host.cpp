@@ -13,8 +13,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "desktop/ui/image_codec.h"
 #include "desktop/ui/qt_convert.h"
+#include "desktop/ui/qt_image_codec.h"
 #include "desktop/ui/screen_behind.h"
 
 namespace kernova::daemon {

@@ -17,12 +17,12 @@
 
 #include "base/context.h"
 #include "base/virtual_run_loop.h"
-#include "sim/image_codec.h"
 #include "sim/message_bus.h"
-#include "sim/pasteboard.h"
-#include "sim/services.h"
+#include "sim/sim_image_codec.h"
+#include "sim/sim_pasteboard.h"
+#include "sim/sim_services.h"
+#include "sim/sim_text_measurer.h"
 #include "sim/system_notifications.h"
-#include "sim/text_measurer.h"
 
 namespace kernova::sim {
 

@@ -1,8 +1,8 @@
 // The fixed text metrics and the test image codec.
 #include <gtest/gtest.h>
 
-#include "sim/image_codec.h"
-#include "sim/text_measurer.h"
+#include "sim/sim_image_codec.h"
+#include "sim/sim_text_measurer.h"
 
 namespace kernova::sim {
 namespace {

@@ -15,10 +15,10 @@
 #include <memory>
 
 #include "base/context.h"
-#include "desktop/ui/image_codec.h"
+#include "desktop/ui/desktop_services.h"
 #include "desktop/ui/overlay_window_host.h"
-#include "desktop/ui/services.h"
-#include "desktop/ui/text_measurer.h"
+#include "desktop/ui/qt_image_codec.h"
+#include "desktop/ui/qt_text_measurer.h"
 #include "desktop/ui/web_view_backing.h"
 #include "ui/application.h"
 #include "ui/platform.h"

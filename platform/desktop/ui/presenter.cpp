@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <functional>
 
-#include "desktop/ui/image_codec.h"
 #include "desktop/ui/qt_convert.h"
+#include "desktop/ui/qt_image_codec.h"
 #include "desktop/ui/window_flags.h"
 
 namespace kernova::desktop {

@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "desktop/ui/image_codec.h"
 #include "desktop/ui/qt_convert.h"
-#include "desktop/ui/text_measurer.h"
+#include "desktop/ui/qt_image_codec.h"
+#include "desktop/ui/qt_text_measurer.h"
 
 namespace kernova::desktop {
 

@@ -1,4 +1,4 @@
-#include "desktop/ui/image_codec.h"
+#include "desktop/ui/qt_image_codec.h"
 
 #include <QBuffer>
 #include <QByteArray>

@@ -1,4 +1,4 @@
-#include "sim/image_codec.h"
+#include "sim/sim_image_codec.h"
 
 #include <cmath>
 #include <cstring>

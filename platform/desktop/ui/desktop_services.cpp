@@ -1,4 +1,4 @@
-#include "desktop/ui/services.h"
+#include "desktop/ui/desktop_services.h"
 
 #include <QApplication>
 #include <QClipboard>

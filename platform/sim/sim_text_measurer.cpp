@@ -1,4 +1,4 @@
-#include "sim/text_measurer.h"
+#include "sim/sim_text_measurer.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/uchar.h>

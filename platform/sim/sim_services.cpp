@@ -1,4 +1,4 @@
-#include "sim/services.h"
+#include "sim/sim_services.h"
 
 #include <algorithm>
 #include <cctype>

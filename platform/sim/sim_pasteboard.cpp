@@ -1,4 +1,4 @@
-#include "sim/pasteboard.h"
+#include "sim/sim_pasteboard.h"
 
 #include "base/text.h"
 

@@ -1,4 +1,4 @@
-#include "desktop/ui/text_measurer.h"
+#include "desktop/ui/qt_text_measurer.h"
 
 #include <QTextOption>
 #include <algorithm>
