@@ -17,26 +17,23 @@ struct Outcome {
     std::string out, err;
 };
 
-Outcome set(std::vector<std::string> args, int* announced = nullptr) {
+// Runs `kernova set` (announcing into *announced) or, without a counter, `kernova get`.
+Outcome run(bool isSet, std::vector<std::string> args, int* announced = nullptr) {
     std::istringstream in;
     std::ostringstream out, err;
     ReloadAnnouncer announce;
     if (announced) announce = [announced](std::ostream&) { ++*announced; };
     Outcome r;
-    r.status = runSet(args, in, out, err, announce);
+    r.status = isSet ? runSet(args, in, out, err, announce) : runGet(args, in, out, err);
     r.out = out.str();
     r.err = err.str();
     return r;
 }
-
+Outcome set(std::vector<std::string> args, int* announced = nullptr) {
+    return run(true, std::move(args), announced);
+}
 Outcome get(std::vector<std::string> args) {
-    std::istringstream in;
-    std::ostringstream out, err;
-    Outcome r;
-    r.status = runGet(args, in, out, err);
-    r.out = out.str();
-    r.err = err.str();
-    return r;
+    return run(false, std::move(args));
 }
 
 class SettingsCommandTest : public ::testing::Test {

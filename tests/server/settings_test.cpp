@@ -32,11 +32,6 @@ class SettingsTest : public ::testing::Test {
     int owner = 0;
 };
 
-TEST_F(SettingsTest, FileNamesFollowTheirFormats) {
-    EXPECT_EQ(context.paths().settingsFile().filename(), "fun.quorle.kernova.prefs.plist");
-    EXPECT_EQ(context.paths().enabledAppsFile().filename(), "fun.quorle.kernova.enabledapps.plist");
-}
-
 TEST_F(SettingsTest, PreferencesFolderComesFromTheEnvironment) {
     auto env = [](std::map<std::string, std::string> vars) {
         return [vars](const char* name) -> std::optional<std::string> {
