@@ -82,22 +82,13 @@ TEST(QtRunLoop, OneShotTimerFiresOnceAfterItsDelay) {
     EXPECT_EQ(fired, 1);
 }
 
-TEST(QtRunLoop, RepeatingTimerRunsUntilItCancelsItself) {
+TEST(QtRunLoop, RepeatingTimersStopWhenCancelledByThemselvesOrByOwner) {
     QtRunLoop loop;
     int ticks = 0;
     TimerId id = 0;
     id = loop.every(0.005, nullptr, [&] {
         if (++ticks == 3) loop.cancel(id);
     });
-    ASSERT_TRUE(waitFor([&] { return ticks == 3 && loop.pendingTimers() == 0; }));
-    bool sentinel = false;
-    loop.after(0.03, nullptr, [&] { sentinel = true; });
-    ASSERT_TRUE(waitFor([&] { return sentinel; }));
-    EXPECT_EQ(ticks, 3);
-}
-
-TEST(QtRunLoop, CancelAllStopsOnlyThatOwnersTimers) {
-    QtRunLoop loop;
     int a = 0;
     int b = 0;
     int ownerA = 0;
@@ -106,11 +97,12 @@ TEST(QtRunLoop, CancelAllStopsOnlyThatOwnersTimers) {
     loop.every(0.01, &ownerA, [&] { ++a; });
     loop.after(0.01, &ownerB, [&] { ++b; });
     loop.cancelAll(&ownerA);
-    EXPECT_EQ(loop.pendingTimers(), 1u);
-    ASSERT_TRUE(waitFor([&] { return b == 1; }));
+    EXPECT_EQ(loop.pendingTimers(), 2u);
+    ASSERT_TRUE(waitFor([&] { return ticks == 3 && b == 1 && loop.pendingTimers() == 0; }));
     bool sentinel = false;
     loop.after(0.03, nullptr, [&] { sentinel = true; });
     ASSERT_TRUE(waitFor([&] { return sentinel; }));
+    EXPECT_EQ(ticks, 3);
     EXPECT_EQ(a, 0);
 }
 
@@ -141,16 +133,6 @@ TEST(QtRunLoop, DestroyingTheLoopDropsWhatIsStillQueued) {
     other.after(0.02, nullptr, [&] { sentinel = true; });
     ASSERT_TRUE(waitFor([&] { return sentinel; }));
     EXPECT_FALSE(ran);
-}
-
-TEST(QtRunLoop, ClockIsMonotonic) {
-    QtRunLoop loop;
-    double previous = loop.now();
-    for (int i = 0; i < 1000; ++i) {
-        double t = loop.now();
-        ASSERT_GE(t, previous);
-        previous = t;
-    }
 }
 
 }  // namespace
