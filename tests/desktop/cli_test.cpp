@@ -57,7 +57,7 @@ bool kernovadReceived(std::size_t count) {
     });
 }
 
-TEST(SendArguments, TypedAndUntypedValues) {
+TEST(SendArguments, TypedAndUntypedValuesAndDictionaryPresence) {
     SendParse p = parseSendArguments(std::vector<std::string>{"openUrl", "a=s:i:3", "b=b:YES",
                                                               "c=i:-42", "d=d:1.5", "e=plain text",
                                                               "f=x:y", "g=", "h=s:"});
@@ -71,18 +71,12 @@ TEST(SendArguments, TypedAndUntypedValues) {
                                                     {"f", Value("x:y")},
                                                     {"g", Value("")},
                                                     {"h", Value("")}}));
-}
-
-TEST(SendArguments, DictionaryPresence) {
-    SendParse none = parseSendArguments(std::vector<std::string>{"popButton"});
-    ASSERT_TRUE(none.options);
-    EXPECT_TRUE(none.options->userInfo.isAbsent());
-    SendParse empty = parseSendArguments(std::vector<std::string>{"--empty", "showRunning"});
-    ASSERT_TRUE(empty.options);
-    EXPECT_EQ(empty.options->userInfo, Value(Dictionary{}));
-    SendParse dashed = parseSendArguments(std::vector<std::string>{"--", "-odd"});
-    ASSERT_TRUE(dashed.options);
-    EXPECT_EQ(dashed.options->name, "-odd");
+    EXPECT_TRUE(
+        parseSendArguments(std::vector<std::string>{"popButton"}).options->userInfo.isAbsent());
+    EXPECT_EQ(
+        parseSendArguments(std::vector<std::string>{"--empty", "showRunning"}).options->userInfo,
+        Value(Dictionary{}));
+    EXPECT_EQ(parseSendArguments(std::vector<std::string>{"--", "-odd"}).options->name, "-odd");
 }
 
 TEST(SendArguments, MalformedInputIsAClearUsageError) {

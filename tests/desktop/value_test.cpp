@@ -26,14 +26,6 @@ TEST(DBusValue, TextIsRepairedOnTheWayOut) {
     EXPECT_EQ(v.toString(), QString(QChar(QChar::ReplacementCharacter)));
 }
 
-TEST(DBusValue, AbsentValuesAreLeftOutOfContainers) {
-    EXPECT_FALSE(toDBusVariant(Value()).isValid());
-    QVariantMap map = toDBusDictionary(Dictionary{{"a", Value()}, {"b", Value(1)}});
-    EXPECT_EQ(map.keys(), QStringList{QStringLiteral("b")});
-    QVariant list = toDBusVariant(Value(Array{Value(), Value("x")}));
-    EXPECT_EQ(list.toList().size(), 1);
-}
-
 TEST(DBusValue, ContainersDeeperThanTheBusAllowsAreLeftOut) {
     Value deep = Value("leaf");
     for (int i = 0; i < 1000; ++i)
@@ -63,10 +55,14 @@ TEST(DBusValue, ReadsWhatOutsideSendersUse) {
     EXPECT_TRUE(fromDBusVariant(QVariant()).isAbsent());
 }
 
-TEST(DBusValue, DictionariesDropWhatCannotBeRead) {
-    QVariantMap map{{QStringLiteral("ok"), QVariant(true)},
-                    {QStringLiteral("odd"), QVariant(QPoint(1, 2))}};
-    EXPECT_EQ(fromDBusDictionary(map), Value(Dictionary{{"ok", Value(true)}}));
+TEST(DBusValue, AbsentAndUnreadableValuesAreLeftOutOfContainers) {
+    EXPECT_FALSE(toDBusVariant(Value()).isValid());
+    QVariantMap map = toDBusDictionary(Dictionary{{"a", Value()}, {"b", Value(1)}});
+    EXPECT_EQ(map.keys(), QStringList{QStringLiteral("b")});
+    EXPECT_EQ(toDBusVariant(Value(Array{Value(), Value("x")})).toList().size(), 1);
+    QVariantMap in{{QStringLiteral("ok"), QVariant(true)},
+                   {QStringLiteral("odd"), QVariant(QPoint(1, 2))}};
+    EXPECT_EQ(fromDBusDictionary(in), Value(Dictionary{{"ok", Value(true)}}));
 }
 
 }  // namespace
