@@ -54,18 +54,6 @@ TEST_F(InputTest, OverlaysFollowVisibleWindowsByLevel) {
     EXPECT_EQ(host->widgetFor(*high), nullptr);
 }
 
-TEST_F(InputTest, AnimationsKeepTheHostTickingUntilTheyEnd) {
-    auto window = makeWindow();
-    host->sync();
-    EXPECT_FALSE(host->isAnimating());
-    app.animator().animate(0.3, [&] { window->setAlpha(0.5); });
-    host->sync();
-    EXPECT_TRUE(host->isAnimating());
-    clock.advance(0.5);
-    host->sync();
-    EXPECT_FALSE(host->isAnimating());
-}
-
 TEST_F(InputTest, AStillModelLeavesNoFrameScheduledAndAChangeSchedulesOne) {
     auto window = makeWindow();
     auto label = std::make_shared<ui::Label>(ui::Rect{0, 0, 80, 20});

@@ -34,6 +34,20 @@ double fittedHeight(const std::vector<BoardOverlay::TagState>& tags) {
     return bottom + GTagFlowView::kDefaultEdgeInsets.bottom;
 }
 
+struct CommandRun {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+CommandRun runCommand(std::vector<std::string> args, const std::string& input = {}) {
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    int status = cli::runRender(args, in, out, err);
+    return {status, out.str(), err.str()};
+}
+
 using RenderTest = DesktopUiTest;
 
 TEST_F(RenderTest, PaintsSelectedAndPlainTagsWithRoundedCorners) {
@@ -115,27 +129,10 @@ TEST(RenderArguments, RefusesBadSizesAndMissingArguments) {
     EXPECT_NE(errorOf({"--text", "a", "--out", "a.png", "extra"}).find("unexpected"),
               std::string::npos);
 
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    std::vector<std::string> args{"--text", "a", "--out", "a.png", "--width", "20000"};
-    EXPECT_EQ(cli::runRender(args, in, out, err), 2);
-    EXPECT_TRUE(out.str().empty());
-    EXPECT_NE(err.str().find(cli::kRenderUsage), std::string::npos);
-}
-
-struct CommandRun {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-CommandRun runCommand(std::vector<std::string> args, const std::string& input = {}) {
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::ostringstream err;
-    int status = cli::runRender(args, in, out, err);
-    return {status, out.str(), err.str()};
+    CommandRun run = runCommand({"--text", "a", "--out", "a.png", "--width", "20000"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(run.out.empty());
+    EXPECT_NE(run.err.find(cli::kRenderUsage), std::string::npos);
 }
 
 TEST_F(RenderTest, WritesThePngAtTheRequestedOrFittedSize) {

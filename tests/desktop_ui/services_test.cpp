@@ -27,7 +27,7 @@ TEST_F(ServicesTest, MeasurerFollowsLinesFontsAndFallbackScripts) {
     EXPECT_GT(m.boundingSize("bad \xff\xfe bytes", body).width, 0);
 }
 
-TEST_F(ServicesTest, CodecRoundTripsPngAndRefusesGarbage) {
+TEST_F(ServicesTest, CodecRoundTripsPixelAndVectorImagesAndRefusesGarbage) {
     const ui::ImageCodec& codec = desktop->platform().imageCodec;
     ui::PixelBuffer pixels{
         3, 2, {0xffff0000u, 0xff00ff00u, 0xff0000ffu, 0x80000080u, 0u, 0xffffffffu}};
@@ -50,17 +50,14 @@ TEST_F(ServicesTest, CodecRoundTripsPngAndRefusesGarbage) {
     EXPECT_EQ(codec.decode(Bytes{'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'g'}), nullptr);
     Bytes truncated(png->begin(), png->begin() + 20);
     EXPECT_EQ(codec.decode(truncated), nullptr);
-}
 
-TEST_F(ServicesTest, CodecEncodesVectorImages) {
-    const ui::ImageCodec& codec = desktop->platform().imageCodec;
     auto drawn = ui::Image::fromPaths(
         {8, 8}, {ui::StrokedPath{{{0, 4}, {8, 4}}, 2, ui::Color{1, 0, 0, 1}, false}}, 2.0);
-    auto png = codec.encode(*drawn, ui::ImageFormat::png);
-    ASSERT_TRUE(png.has_value());
-    auto decoded = codec.decode(*png);
-    ASSERT_NE(decoded, nullptr);
-    EXPECT_EQ(decoded->pixels()->width, 16);
+    auto drawnPng = codec.encode(*drawn, ui::ImageFormat::png);
+    ASSERT_TRUE(drawnPng.has_value());
+    auto drawnDecoded = codec.decode(*drawnPng);
+    ASSERT_NE(drawnDecoded, nullptr);
+    EXPECT_EQ(drawnDecoded->pixels()->width, 16);
 }
 
 TEST_F(ServicesTest, PasteboardCountsWritesAndPostsChanges) {
