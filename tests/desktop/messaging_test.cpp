@@ -91,25 +91,17 @@ TEST_F(Messaging, InvalidUtf8IsRepairedInNamesKeysAndValues) {
     EXPECT_EQ(got[0].userInfo, Value(Dictionary{{"k\xef\xbf\xbd", Value("v\xef\xbf\xbd")}}));
 }
 
-TEST_F(Messaging, ABurstArrivesCompleteAndInOrder) {
+TEST_F(Messaging, ABurstFromAWorkerThreadArrivesCompleteAndInOrder) {
     constexpr int kCount = 1000;
-    for (int i = 0; i < kCount; ++i)
-        sender.sendMessageName("notifySplode", Value(Dictionary{{"i", Value(i)}}));
+    std::thread worker([&] {
+        for (int i = 0; i < kCount; ++i)
+            sender.sendMessageName("notifySplode", Value(Dictionary{{"i", Value(i)}}));
+    });
+    worker.join();
     ASSERT_TRUE(waitForCount(kCount));
     ASSERT_EQ(got.size(), static_cast<std::size_t>(kCount));
     for (int i = 0; i < kCount; ++i)
         ASSERT_EQ(got[static_cast<std::size_t>(i)].userInfo["i"], Value(i)) << "at " << i;
-}
-
-TEST_F(Messaging, SendsFromWorkerThreadsArriveOnTheMainThread) {
-    std::thread worker([&] {
-        for (int i = 0; i < 50; ++i)
-            sender.sendMessageName("openUrl", Value(Dictionary{{"i", Value(i)}}));
-    });
-    worker.join();
-    ASSERT_TRUE(waitForCount(50));
-    for (int i = 0; i < 50; ++i)
-        EXPECT_EQ(got[static_cast<std::size_t>(i)].userInfo["i"], Value(i));
 }
 
 TEST_F(Messaging, AHandlerMayReplaceItself) {
