@@ -101,28 +101,6 @@ TEST(Kernovad, ASecondInstanceRefusesToStartAndTheFirstStopsOnSigint) {
     EXPECT_EQ(first.process().exitCode(), 0);
 }
 
-TEST(Kernovad, TheFirstMessageStartsItByActivation) {
-    QDBusConnection bus = desktop::sessionConnection();
-    ASSERT_FALSE(serviceRunning(bus, service()));
-    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("activating app")));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("first words")}}));
-    sender.sendMessageName("popButton");
-    std::optional<QStringList> received;
-    ASSERT_TRUE(waitFor([&] {
-        received = serviceRunning(bus, service()) ? receivedMessages(bus) : std::nullopt;
-        return received && received->size() == 2;
-    }));
-    EXPECT_EQ(received->at(0).toStdString(),
-              "notifySplode (2 keys): board opened: 3 tags from 11 bytes, style 0");
-    EXPECT_EQ(received->at(1).toStdString(),
-              "popButton (no dictionary): not available yet: popButton has no feature behind it");
-    std::optional<qint64> pid = serviceOwnerPid(bus, service());
-    ASSERT_TRUE(pid.has_value());
-    ::kill(static_cast<pid_t>(*pid), SIGTERM);
-    EXPECT_TRUE(waitFor([&] { return !serviceRunning(bus, service()); }));
-}
-
 TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
     KernovadProcess daemon;
     ASSERT_TRUE(daemon.started());
