@@ -208,29 +208,5 @@ TEST_F(ScreenTest, WheelScrollMovesTheOffsetAndChangesTheVisibleCells) {
     EXPECT_LT(liveCells, 60);
 }
 
-TEST_F(ScreenTest, AnimationCompletesAfterItsVirtualDuration) {
-    ui::Application& app = driver.application();
-    bool finished = false;
-    int completions = 0;
-    app.animator().animate(
-        0.4, [&] { label->setAlpha(0); },
-        [&](bool f) {
-            finished = f;
-            ++completions;
-        });
-    EXPECT_EQ(label->alpha(), 0);  // the model changes at once
-    EXPECT_TRUE(app.isAnimating());
-    driver.advance(0.3);
-    EXPECT_EQ(completions, 0);
-    double shown =
-        std::get<double>(label->presentationValue(ui::AnimatableProperty::alpha, device.now()));
-    EXPECT_GT(shown, 0);
-    EXPECT_LT(shown, 1);
-    driver.advance(0.11);
-    EXPECT_EQ(completions, 1);
-    EXPECT_TRUE(finished);
-    EXPECT_FALSE(app.isAnimating());
-}
-
 }  // namespace
 }  // namespace kernova::sim
