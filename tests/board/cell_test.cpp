@@ -236,16 +236,6 @@ TEST_F(CellTest, RandomDurationsRunFromOneToFive) {
     EXPECT_EQ(seconds, std::floor(seconds));
 }
 
-TEST_F(CellTest, SlideSelectionSwitchAttachesARecognizerEachTimeItIsOn) {
-    EXPECT_TRUE(board->supportSlideSelection());
-    EXPECT_TRUE(board->panRecognizer()->delaysTouchesBegan());
-    EXPECT_EQ(board->gestureRecognizers().size(), 1u);
-    board->setSupportSlideSelection(false);
-    EXPECT_EQ(board->gestureRecognizers().size(), 1u);
-    board->setSupportSlideSelection(true);
-    EXPECT_EQ(board->gestureRecognizers().size(), 2u);
-}
-
 TEST_F(CellTest, HundredThousandTagsRealiseOnlyVisibleCellsWhileScrolling) {
     std::vector<GSplodeItem> segments(100000, GSplodeItem{"word", false});
     auto look = GTagFlowAppearance::create(context);

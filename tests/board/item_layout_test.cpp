@@ -16,20 +16,6 @@ double textWidth(const ui::TextMeasurer& m, const std::string& text, double font
     return m.boundingSize(text, ui::Font::systemFont(fontSize)).width;
 }
 
-TEST_F(ItemTest, NewAppearanceHasTheDefaultLook) {
-    auto look = GTagFlowAppearance::create(context);
-    EXPECT_EQ(look->textColor, ui::Color::rgb255(71, 71, 71));
-    EXPECT_EQ(look->backgroundColor, ui::Color::white(1));
-    EXPECT_EQ(look->selectBackgroundColor, ui::Color::rgb255(74, 150, 247));
-    EXPECT_EQ(look->selectTextColor, (ui::Color{252 / 255.0, 253 / 255.0, 1, 1}));
-    EXPECT_EQ(look->borderWidth, 0.0);
-    EXPECT_EQ(look->borderColor, (ui::Color{1, 0, 0, 1}));
-    EXPECT_EQ(look->selectBorderColor, ui::Color::black());
-    EXPECT_EQ(look->textFont, ui::Font::systemFont(12));
-    EXPECT_EQ(look->cornerRadius, 4.0);
-    EXPECT_EQ(look->itemHeight, 30.0);
-}
-
 TEST_F(ItemTest, FontSizeComesFromTheSettingsFileAtCreation) {
     setSetting("fontSize", 17);
     auto tag = item("abc");
@@ -169,15 +155,6 @@ TEST_F(LayoutTest, AnEmptyBoardKeepsThePreviousContentSize) {
     ASSERT_NE(layout, nullptr);
     EXPECT_TRUE(layout->arrayItemAtts().empty());
     EXPECT_EQ(layout->contentSizeNeed(), before);
-}
-
-TEST_F(LayoutTest, BoundsQuestionAnswersYesOnceThenNo) {
-    GTagCollectionViewLayout layout;
-    EXPECT_FALSE(layout.shouldInvalidateLayoutForBoundsChange(Rect()));
-    EXPECT_TRUE(layout.shouldInvalidateLayoutForBoundsChange(Rect(0, 0, 375, 600)));
-    EXPECT_FALSE(layout.shouldInvalidateLayoutForBoundsChange(Rect(0, 0, 375, 600)));
-    EXPECT_TRUE(layout.shouldInvalidateLayoutForBoundsChange(Rect(0, 0.5, 375, 600)));
-    EXPECT_EQ(layout.boundsPrevious(), Rect(0, 0.5, 375, 600));
 }
 
 TEST_F(LayoutTest, RectangleQueriesAnswerTheWholeList) {

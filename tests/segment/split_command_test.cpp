@@ -116,16 +116,6 @@ TEST(SplitRun, ReadsStdinOrTextAndPicksTheSplit) {
     EXPECT_EQ(invalid.out, "\"a\"\n\"\uFFFD\" symbol\n");
 }
 
-TEST(SplitRun, HelpAndUsage) {
-    Outcome help = runInProcess({"--help"}, "");
-    EXPECT_EQ(help.status, 0);
-    EXPECT_NE(help.out.find(kSplitUsage), std::string::npos);
-    Outcome bad = runInProcess({"--bogus"}, "");
-    EXPECT_EQ(bad.status, 2);
-    EXPECT_TRUE(bad.out.empty());
-    EXPECT_NE(bad.err.find(kSplitUsage), std::string::npos);
-}
-
 // Runs the built command with `input` on stdin.
 Outcome runCommand(const std::string& arguments, const std::string& input) {
     kernova::testing::TempDir dir;
@@ -154,8 +144,11 @@ TEST(SplitCommand, EndToEnd) {
               "{\"text\":\"c\",\"symbol\":false}]\n");
     Outcome bad = runCommand("split --option", "");
     EXPECT_EQ(bad.status, 2);
-    EXPECT_NE(bad.err.find("usage: kernova split"), std::string::npos);
-    EXPECT_EQ(runCommand("split --help", "").status, 0);
+    EXPECT_TRUE(bad.out.empty());
+    EXPECT_NE(bad.err.find(kSplitUsage), std::string::npos);
+    Outcome help = runCommand("split --help", "");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_NE(help.out.find(kSplitUsage), std::string::npos);
     EXPECT_EQ(runCommand("", "").status, 2);
     EXPECT_EQ(runCommand("frobnicate", "").status, 2);
     EXPECT_EQ(runCommand("--help", "").status, 0);

@@ -52,13 +52,6 @@ const std::string kThumbsUpMedium = "\U0001F44D\U0001F3FD";
 const std::string kFlagJapan = "\U0001F1EF\U0001F1F5";
 const std::string kFamily = "\U0001F468\u200D\U0001F469\u200D\U0001F467\u200D\U0001F466";
 
-TEST(GSplodeItem, SplodeTextStoresTextAndFlag) {
-    GSplodeItem item = GSplodeItem::splodeText("abc", true);
-    EXPECT_EQ(item.text, "abc");
-    EXPECT_TRUE(item.isSymbolOrEmoji);
-    EXPECT_FALSE(GSplodeItem::splodeText("x", false).isSymbolOrEmoji);
-}
-
 TEST(Splode, WordsAndTheCharactersBetweenThem) {
     EXPECT_EQ(marked(GSplodeBox::splode("hello, world")), (Texts{"hello", ",*", " *", "world"}));
     EXPECT_EQ(marked(GSplodeBox::splode("a \t\nb.")), (Texts{"a", " *", "\t*", "\n*", "b", ".*"}));

@@ -74,6 +74,7 @@ TEST_F(ServicesTest, WebViewLoadsAreRecordedAndFinishedByTheDriver) {
     web->setNavigationDelegate(&delegate);
     web->setUIDelegate(&delegate);
     web->loadRequest("https://example.com/a");
+    EXPECT_TRUE(web->isLoading());
     ASSERT_NE(driver.webView(), nullptr);
     EXPECT_EQ(driver.webView()->loads(), std::vector<std::string>{"https://example.com/a"});
     EXPECT_TRUE(driver.finishLoading());

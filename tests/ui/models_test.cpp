@@ -143,37 +143,6 @@ TEST_F(ModelTest, ShareSheetActivitiesAndCompletion) {
     EXPECT_TRUE(cancelled);
 }
 
-struct PageEvents : WebViewNavigationDelegate, WebViewUIDelegate {
-    std::vector<std::string> log;
-    std::shared_ptr<WebView> popup;
-    void didFinishNavigation(WebView& w) override { log.push_back("finish " + w.URL()); }
-    void didFailNavigation(WebView&, const std::string& e) override { log.push_back("fail " + e); }
-    std::shared_ptr<WebView> createWebViewWithConfiguration(WebView&, const WebViewConfiguration&,
-                                                            const NavigationAction& a) override {
-        log.push_back("new " + a.requestURL);
-        return nullptr;
-    }
-};
-
-TEST_F(ModelTest, WebViewLoadsThroughItsBackingAndReportsBack) {
-    WebViewConfiguration config;
-    config.allowsInlineMediaPlayback = true;
-    auto web = std::make_shared<WebView>(p.app, Rect(0, 20, 375, 600), config);
-    PageEvents events;
-    web->setNavigationDelegate(&events);
-    web->setUIDelegate(&events);
-    web->loadRequest("https://example.com/a");
-    EXPECT_EQ(p.loads, std::vector<std::string>{"https://example.com/a"});
-    EXPECT_TRUE(web->isLoading());
-    web->backingDidFinishNavigation();
-    web->backingDidFailNavigation("offline");
-    EXPECT_EQ(web->backingRequestsNewWindow("https://example.com/b"), nullptr);
-    std::vector<std::string> expected{"finish https://example.com/a", "fail offline",
-                                      "new https://example.com/b"};
-    EXPECT_EQ(events.log, expected);
-    EXPECT_EQ(web->selectedText(), "picked");
-}
-
 TEST(SmallViews, IndicatorAndImageView) {
     ActivityIndicatorView spinner(ActivityIndicatorStyle::gray);
     EXPECT_TRUE(spinner.isHidden());

@@ -68,15 +68,6 @@ TEST(Windows, TouchesGoToTheTopmostWindowWithAHit) {
     EXPECT_EQ(lowTaps, 2);
 }
 
-TEST(Windows, FrontmostApplicationAndUrlsGoThroughThePlatform) {
-    testing::Process p;
-    p.app.setFrontmostApplication("com.example.notes", Orientation::landscapeLeft);
-    EXPECT_EQ(p.app.frontmostApplicationIdentifier(), "com.example.notes");
-    EXPECT_EQ(p.app.frontmostAppOrientation(), Orientation::landscapeLeft);
-    EXPECT_TRUE(p.app.openURL("https://example.com/"));
-    EXPECT_EQ(p.services.opened, std::vector<std::string>{"https://example.com/"});
-}
-
 TEST(Windows, KeysGoToTheKeyWindow) {
     testing::Process p;
     auto w = std::make_shared<Window>(p.app, p.screen.bounds);
