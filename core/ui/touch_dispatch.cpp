@@ -47,6 +47,7 @@ void TouchDispatch::begin(const Touch& touch) {
     for (auto it = windows.rbegin(); it != windows.rend() && !hit; ++it) {
         Window* window = *it;
         hit = window->hitTest(window->convertPointFromScreen(touch.screenLocation));
+        if (hit && window->passesTouchesThrough() && !window->isContentHit(hit)) hit = nullptr;
         if (hit) event.window = window;
     }
     if (!hit) return;

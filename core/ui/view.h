@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -89,6 +90,9 @@ class View : public std::enable_shared_from_this<View> {
     void setBorderColor(Color color);
     bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
     void setUserInteractionEnabled(bool enabled) { userInteractionEnabled_ = enabled; }
+    // Words the desktop shows while the pointer rests on the view; empty for none.
+    const std::string& toolTip() const { return toolTip_; }
+    void setToolTip(std::string text) { toolTip_ = std::move(text); }
     std::int64_t tag() const { return tag_; }
     void setTag(std::int64_t tag) { tag_ = tag; }
 
@@ -195,6 +199,7 @@ class View : public std::enable_shared_from_this<View> {
     Color borderColor_ = Color::black();
     bool userInteractionEnabled_ = true;
     std::int64_t tag_ = 0;
+    std::string toolTip_;
     bool needsLayout_ = true;
 
     // Holds null holes left by removals until compacted (see detachSubview).

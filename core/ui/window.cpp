@@ -39,7 +39,13 @@ void Window::makeKeyAndVisible() {
 }
 
 void Window::makeKeyWindow() {
+    if (passesTouchesThrough_) return;
     application_.makeKey(this);
+}
+
+bool Window::isContentHit(const View* view) const {
+    if (!view || view == this) return false;
+    return !(root_ && root_->isViewLoaded() && root_->view().get() == view);
 }
 
 bool Window::isKeyWindow() const {

@@ -30,7 +30,8 @@ enum class Orientation {
 enum class Key { escape, enter, tab, backspace, other };
 struct KeyEvent {
     Key key = Key::other;
-    std::string text;  // for Key::other
+    std::string text;      // for Key::other: the key's character, unshifted
+    bool control = false;  // Control (or the platform's command key) held
 };
 
 class Window : public View {
@@ -62,6 +63,14 @@ class Window : public View {
     void setClassName(std::string name) { className_ = std::move(name); }
     bool isInternal() const { return internal_; }
     void setInternal(bool internal) { internal_ = internal; }
+    // A window that floats above the others without taking them over (the
+    // running indicator, toasts): it never becomes the key window, and a touch
+    // that finds none of its content (only the window or its root
+    // controller's view) goes to the windows beneath.
+    bool passesTouchesThrough() const { return passesTouchesThrough_; }
+    void setPassesTouchesThrough(bool passes) { passesTouchesThrough_ = passes; }
+    // True when `view`, hit in this window, is content of its own.
+    bool isContentHit(const View* view) const;
 
     // Keys reaching this window while it is key; true when handled.
     void setKeyHandler(std::function<bool(const KeyEvent&)> handler) {
@@ -91,6 +100,7 @@ class Window : public View {
     Orientation orientation_ = Orientation::portrait;
     std::string className_ = "UIWindow";
     bool internal_ = false;
+    bool passesTouchesThrough_ = false;
     std::uint64_t showOrder_ = 0;
     bool needsDisplay_ = false;
     std::function<bool(const KeyEvent&)> keyHandler_;
