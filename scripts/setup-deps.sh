@@ -11,7 +11,7 @@ core=(
     nlohmann-json3-dev libgtest-dev libgmock-dev libbenchmark-dev time
 )
 desktop=(
-    qt6-base-dev qt6-webengine-dev libgl-dev
+    qt6-base-dev qt6-svg-dev qt6-webengine-dev libgl-dev
     libxcb1-dev xvfb xauth xdotool xclip dbus dbus-x11 libglib2.0-bin fonts-noto-cjk fonts-noto-color-emoji
 )
 
