@@ -15,6 +15,7 @@
 #include "base/notification_center.h"
 #include "base/paths.h"
 #include "base/virtual_run_loop.h"
+#include "desktop/desktop_paths.h"
 #include "desktop/ui/painter.h"
 #include "desktop/ui/qt_image_codec.h"
 #include "desktop/ui/qt_text_measurer.h"
@@ -91,7 +92,9 @@ int renderInApplication(const RenderOptions& options, const std::string& text, s
     VirtualRunLoop loop(clock);
     InProcessSystemNotifications notifications;
     const EnvironmentLookup env = processEnvironment();
-    Context context(loop, notifications, Paths{preferencesDirectory(env), {}});
+    Context context(
+        loop, notifications,
+        Paths{preferencesDirectory(env), bundleDirectory(env, desktop::dataDirectory())});
     context.log().configure(env);
     context.setLocale(segmentationLocale(env));
     StillServices services(loop, ui::Size{options.width, options.height.value_or(0)});

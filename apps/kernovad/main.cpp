@@ -22,6 +22,7 @@
 #include "base/paths.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/dbus_system_notifications.h"
+#include "desktop/desktop_paths.h"
 #include "desktop/qt_run_loop.h"
 #include "desktop/ui/desktop_platform.h"
 #include "kernovad/debug_endpoint.h"
@@ -96,7 +97,9 @@ int main(int argc, char** argv) {
     desktop::QtRunLoop runLoop;
     desktop::DBusMessageCenter center(bus);
     desktop::DBusSystemNotifications systemNotifications(bus);
-    Context context(runLoop, systemNotifications, Paths{preferencesDirectory(env), {}});
+    Context context(
+        runLoop, systemNotifications,
+        Paths{preferencesDirectory(env), bundleDirectory(env, desktop::dataDirectory())});
     context.log().setProgram("kernovad");
     context.log().configure(env);
     context.setLocale(segmentationLocale(env));
