@@ -100,8 +100,8 @@ debug_call() {
     gdbus call --session --dest fun.quorle.kernova.prefs --object-path /fun/quorle/kernova/debug \
         --method "fun.quorle.kernova.Debug.$1" 2>/dev/null
 }
-board_shown() { debug_call BoardState | grep -q '"shown": *true'; }
-board_closed() { debug_call BoardState | grep -q '"shown": *false'; }
+board_shown() { debug_call ScreenState | grep -q '"shown": *true'; }
+board_closed() { debug_call ScreenState | grep -q '"shown": *false'; }
 wait_until() {  # SECONDS COMMAND...
     local limit=$(($(date +%s) + $1)); shift
     until "$@"; do

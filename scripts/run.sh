@@ -56,7 +56,7 @@ debug() {
         --method "fun.quorle.kernova.Debug.$1" "${@:2}"
 }
 
-board_shown() { debug BoardState | grep -q '\\"shown\\":true\|"shown":true'; }
+board_shown() { debug ScreenState | grep -q '\\"shown\\":true\|"shown":true'; }
 
 private_display=0
 if [[ -z ${DISPLAY:-} ]]; then

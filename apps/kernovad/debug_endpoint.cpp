@@ -9,7 +9,7 @@
 
 #include "desktop/ui/painter.h"
 #include "kernovad/desktop_host.h"
-#include "panel/board_overlay.h"
+#include "panel/tag_flow_container.h"
 
 namespace kernova::daemon {
 
@@ -20,26 +20,60 @@ std::string describeRecord(const Server::MessageRecord& record) {
     return record.name + " (" + keys + "): " + record.outcome;
 }
 
-std::string boardStateJson(const BoardOverlay* board, double devicePixelRatio) {
-    const bool shown = board && board->isShown() && !board->isParked();
-    nlohmann::ordered_json tags = nlohmann::ordered_json::array();
-    nlohmann::ordered_json selection = nlohmann::ordered_json::array();
-    if (shown) {
-        for (const BoardOverlay::TagState& tag : board->tagStates()) {
-            tags.push_back({{"text", tag.text},
-                            {"x", tag.frame.origin.x},
-                            {"y", tag.frame.origin.y},
-                            {"width", tag.frame.size.width},
-                            {"height", tag.frame.size.height},
-                            {"selected", tag.selectionIndex}});
-        }
-        for (const std::string& text : board->selectedTexts())
-            selection.push_back(text);
+namespace {
+
+nlohmann::ordered_json frameJson(const ui::Rect& frame) {
+    return {{"x", frame.origin.x},
+            {"y", frame.origin.y},
+            {"width", frame.size.width},
+            {"height", frame.size.height}};
+}
+
+nlohmann::ordered_json buttonsJson(const std::vector<ButtonState>& buttons) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const ButtonState& button : buttons) {
+        nlohmann::ordered_json entry = {{"name", button.name}};
+        entry.update(frameJson(button.frame));
+        entry["hidden"] = button.hidden;
+        list.push_back(std::move(entry));
     }
-    nlohmann::ordered_json state = {{"shown", shown},
+    return list;
+}
+
+}  // namespace
+
+std::string screenStateJson(const ScreenReport& report, double devicePixelRatio) {
+    const PanelReport panel = report.panel.value_or(PanelReport{});
+    nlohmann::ordered_json tags = nlohmann::ordered_json::array();
+    for (const TagState& tag : panel.tags) {
+        nlohmann::ordered_json entry = {{"text", tag.text}};
+        entry.update(frameJson(tag.frame));
+        entry["selected"] = tag.selectionIndex;
+        tags.push_back(std::move(entry));
+    }
+    nlohmann::ordered_json running = nlohmann::ordered_json::array();
+    for (const ui::Rect& frame : report.runningIndicators)
+        running.push_back(frameJson(frame));
+    nlohmann::ordered_json alerts = nlohmann::ordered_json::array();
+    for (const AlertReport& alert : report.alerts) {
+        alerts.push_back({{"title", alert.title},
+                          {"message", alert.message},
+                          {"buttons", alert.buttons},
+                          {"level", alert.windowLevel}});
+    }
+    nlohmann::ordered_json state = {{"shown", panel.shown},
+                                    {"parked", panel.parked},
                                     {"devicePixelRatio", devicePixelRatio},
+                                    {"card", frameJson(panel.card)},
+                                    {"board", frameJson(panel.board)},
+                                    {"orderCopy", panel.orderCopy},
                                     {"tags", std::move(tags)},
-                                    {"selection", std::move(selection)}};
+                                    {"selection", panel.picked},
+                                    {"actions", buttonsJson(panel.actions)},
+                                    {"buttons", buttonsJson(panel.buttons)},
+                                    {"tips", panel.tips},
+                                    {"running", std::move(running)},
+                                    {"alerts", std::move(alerts)}};
     return state.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
@@ -54,17 +88,18 @@ qulonglong DebugEndpoint::ReceivedCount() const {
     return server_.receivedCount();
 }
 
-QString DebugEndpoint::BoardState() const {
-    return QString::fromStdString(boardStateJson(server_.board(), host_.desktop().screen().scale));
+QString DebugEndpoint::ScreenState() const {
+    return QString::fromStdString(
+        screenStateJson(reportScreen(host_.application()), host_.desktop().screen().scale));
 }
 
 QByteArray DebugEndpoint::Screenshot() const {
     QImage image;
     if (QScreen* screen = QGuiApplication::primaryScreen()) image = screen->grabWindow(0).toImage();
-    const BoardOverlay* board = server_.board();
-    if (image.isNull() && board && board->isShown()) {
+    const GTagFlowContainer* panel = server_.panel();
+    if (image.isNull() && panel && panel->isShown()) {
         desktop::Painter painter;
-        ui::Window& window = board->window();
+        ui::Window& window = *panel->keyWindow();
         image = painter.renderWindow(window, window.frame().size, host_.desktop().screen().scale);
     }
     QByteArray png;

@@ -1,7 +1,7 @@
 // fun.quorle.kernova.Debug at /fun/quorle/kernova/debug, for tests and
 // troubleshooting. kernovad exports it only when KERNOVA_DEBUG=1 is in its
 // environment. It hands out names, sizes and outcomes of the last messages,
-// the board's state and a PNG of the screen; never a message's text.
+// what is on screen and a PNG of it; never a message's text.
 #pragma once
 
 #include <QByteArray>
@@ -10,6 +10,7 @@
 #include <QStringList>
 #include <string>
 
+#include "panel/screen_report.h"
 #include "server/server.h"
 
 namespace kernova::daemon {
@@ -23,12 +24,15 @@ class DesktopServerHost;
 // One line per message: "<name> (<n> keys | no dictionary): <outcome>".
 std::string describeRecord(const Server::MessageRecord& record);
 
-// The board as JSON: {"shown", "devicePixelRatio", "tags": [{"text", "x", "y",
-// "width", "height", "selected"}], "selection": [texts in picking order]};
-// frames in screen points, "selected" the 1-based place in the picking order
-// (0 when not picked). Without a shown board, "shown" is false and the lists
-// are empty.
-std::string boardStateJson(const BoardOverlay* board, double devicePixelRatio);
+// What the process shows, as JSON: {"shown", "parked", "devicePixelRatio",
+// "card", "board" (frames {"x", "y", "width", "height"} in screen points),
+// "orderCopy", "tags": [{"text", "x", "y", "width", "height", "selected"}],
+// "selection": [texts in picking order], "actions" and "buttons": [{"name",
+// "x", "y", "width", "height", "hidden"}], "tips": [texts shown], "running":
+// [frames], "alerts": [{"title", "message", "buttons", "level"}]}. "selected"
+// is the 1-based place in the picking order (0 when not picked). Without a
+// panel, "shown" is false and its lists are empty.
+std::string screenStateJson(const ScreenReport& report, double devicePixelRatio);
 
 class DebugEndpoint : public QObject {
     Q_OBJECT
@@ -41,9 +45,9 @@ class DebugEndpoint : public QObject {
     QStringList ReceivedMessages() const;
     // Every message received since the start.
     qulonglong ReceivedCount() const;
-    QString BoardState() const;
+    QString ScreenState() const;
     // The screen as PNG bytes: what the display shows where it can be read,
-    // else the board's window painted as it stands; empty when neither.
+    // else the panel's window painted as it stands; empty when neither.
     QByteArray Screenshot() const;
 
   private:

@@ -127,28 +127,6 @@ void BoardOverlay::close() {
     }
 }
 
-std::vector<BoardOverlay::TagState> BoardOverlay::tagStates() const {
-    ui::CollectionView& collection = *board_->collectionView();
-    collection.layoutIfNeeded();
-    std::vector<TagState> states;
-    const auto& items = board_->flowDatas();
-    states.reserve(items.size());
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        TagState state;
-        if (items[i]) {
-            state.text = items[i]->text();
-            state.selectionIndex = items[i]->isSelected() ? items[i]->index() : 0;
-        }
-        auto attributes =
-            collection.layoutAttributesForItemAtIndexPath({0, static_cast<std::int64_t>(i)});
-        if (attributes)
-            state.frame = ui::Rect(collection.convertPointToScreen(attributes->frame.origin),
-                                   attributes->frame.size);
-        states.push_back(std::move(state));
-    }
-    return states;
-}
-
 std::vector<std::string> BoardOverlay::selectedTexts() const {
     std::vector<std::string> texts;
     for (const auto& item : board_->selectItems())

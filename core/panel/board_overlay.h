@@ -14,6 +14,7 @@
 
 #include "board/tag_flow_view.h"
 #include "floating/splode_window.h"
+#include "panel/screen_report.h"
 #include "ui/application.h"
 #include "ui/gestures.h"
 
@@ -29,15 +30,6 @@ class BoardOverlay {
     static constexpr double kMaxCardHeightFraction = 0.7;
     static constexpr double kCardCornerRadius = 12.0;
     static constexpr double kBackdropAlpha = 0.35;
-
-    // One tag as it stands: its text, its frame in screen coordinates (the
-    // layout's frame, even when scrolled out of view) and its place in the
-    // selection order (0 when not selected).
-    struct TagState {
-        std::string text;
-        ui::Rect frame;
-        std::int64_t selectionIndex = 0;
-    };
 
     // Splits `text` into tags and shows them on a new overlay window covering
     // `frame` (the screen's bounds for the floating style). The window becomes
@@ -69,7 +61,7 @@ class BoardOverlay {
     GTagFlowView& board() const { return *board_; }
     ui::View& card() const { return *card_; }
 
-    std::vector<TagState> tagStates() const;
+    std::vector<TagState> tagStates() const { return tagStatesOf(*board_); }
     // The selected tags' texts in the order they were picked.
     std::vector<std::string> selectedTexts() const;
 

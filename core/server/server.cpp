@@ -4,11 +4,15 @@
 #include <utility>
 
 #include "base/message_dispatcher.h"
-#include "board/tag_flow_cell.h"
-#include "panel/board_overlay.h"
+#include "board/tag_flow_item.h"
+#include "floating/splode_running_view.h"
+#include "floating/toast.h"
+#include "panel/tag_flow_container.h"
+#include "segment/splode_box.h"
 #include "server/message_names.h"
 #include "server/settings.h"
-#include "server/toast.h"
+#include "support/base64_categories.h"
+#include "ui/alert.h"
 
 namespace kernova {
 namespace {
@@ -19,6 +23,7 @@ constexpr double kSwitchedOffTimeout = 1.0;
 constexpr const char* kNoTextTitle =
     "There is no text in the pasteboard, so copy the text to use it!";
 constexpr double kNoTextTimeout = 0.7;
+constexpr const char* kTranslationResultTitle = "Translation result";
 
 std::string describeKeys(const std::optional<std::size_t>& keys) {
     if (!keys) return "no dictionary";
@@ -41,8 +46,8 @@ Server::~Server() {
     context_.systemNotifications().removeObservers(this);
     context_.notifications().removeObservers(this);
     context_.runLoop().cancelAll(this);
-    if (board_) board_->setClosedBlock({});
-    board_.reset();
+    context_.runLoop().cancelAll(&flags_);
+    releasePanel();
 }
 
 void Server::start() {
@@ -59,20 +64,6 @@ void Server::start() {
         LoadSettings(context_);
     });
 
-    // The board's notices: the tag editor and a playing video park the board,
-    // and it comes back when they are done.
-    context_.notifications().addObserver(kHideNotification, this, [this](const Notification&) {
-        if (!board_) return;
-        board_->park();
-        host_.windowsChanged();
-    });
-    context_.notifications().addObserver(kNotifyReloadNotification, this,
-                                         [this](const Notification&) {
-                                             if (!board_) return;
-                                             board_->restore();
-                                             host_.windowsChanged();
-                                         });
-
     if (auto* dispatching = dynamic_cast<DispatchingMessageCenter*>(&center_)) {
         dispatching->dispatcher().setDropObserver(
             [this](const Message& message, const std::string& reason) {
@@ -80,21 +71,71 @@ void Server::start() {
                 remember(message, reason);
             });
     }
+    const std::pair<const char*, Handler> handlers[] = {
+        {message_name::kNotifySplode, &Server::notifySplode},
+        {message_name::kOpenPrefs, &Server::openPrefs},
+        {message_name::kAlertTrans, &Server::alertTrans},
+        {message_name::kOpenUrl, &Server::openUrl},
+        {message_name::kShareText, &Server::shareText},
+        {message_name::kPopButton, &Server::popButton},
+        {message_name::kShowRunning, &Server::showRunning},
+        {message_name::kCopyText, &Server::noHandler},
+        {message_name::kShowHistory, &Server::showHistory},
+        {message_name::kInsertText, &Server::insertText},
+        {message_name::kDoOCR, &Server::notAvailableYet},
+    };
     for (std::string_view name : kMessageTable) {
         Handler handler = &Server::notAvailableYet;
-        if (name == message_name::kNotifySplode) handler = &Server::notifySplode;
-        if (name == message_name::kOpenUrl) handler = &Server::openUrl;
-        if (name == message_name::kInsertText) handler = &Server::insertText;
-        if (name == message_name::kShareText) handler = &Server::shareText;
-        if (name == message_name::kCopyText) handler = &Server::noHandler;
+        for (const auto& [known, method] : handlers)
+            if (name == known) handler = method;
+        handlers_.emplace_back(std::string(name), handler);
         center_.registerForMessageName(std::string(name),
                                        [this, handler](const Message& m) { serve(m, handler); });
     }
 }
 
+void Server::LoopbackSender::sendMessageName(const std::string& name, const Value& userInfo) {
+    Message message{name, userInfo.asDictionary() ? userInfo : Value()};
+    server_.context_.runLoop().after(0, &server_, [this, message = std::move(message)] {
+        for (const auto& [known, handler] : server_.handlers_) {
+            if (known == message.name) {
+                server_.serve(message, handler);
+                return;
+            }
+        }
+    });
+}
+
 void Server::noteOwnClipboardWrite() {
     flags_.usingSplode = true;
-    context_.runLoop().after(kOwnWriteSeconds, this, [this] { flags_.usingSplode = false; });
+    context_.runLoop().after(ServerFlags::kOwnWriteSeconds, &flags_, [this] { clearUsingFlag(); });
+}
+
+void Server::timerFiredQLN() {
+    const std::string front = host_.frontmostApplicationId();
+    const auto& enabledApps = context_.settings().applistWhite;
+    context_.settings().availableInApp =
+        enabledApps &&
+        std::find(enabledApps->begin(), enabledApps->end(), front) != enabledApps->end();
+}
+
+std::shared_ptr<const ui::Image> Server::decodeBase64ToImage(const std::string& text) const {
+    std::optional<Bytes> bytes = platformBase64Decode(text, true);
+    if (!bytes || bytes->empty()) return nullptr;
+    return host_.application().platform().imageCodec.decode(*bytes);
+}
+
+ui::Rect Server::panelScreenFrame(const ui::Rect& workArea) {
+    const ui::Size area = workArea.size;
+    const double width = std::max(0.0, std::min(area.width, kPanelMaxWidth));
+    double height = std::max(0.0, area.height);
+    if (height >= kShortWorkArea) height = std::min(height - kPanelMargin, kPanelMaxHeight);
+    return ui::Rect(workArea.origin.x + (area.width - width) / 2,
+                    workArea.origin.y + (area.height - height) / 2, width, height);
+}
+
+void Server::toast(const std::string& title, double timeout) {
+    showToastMessage(host_.application(), "", title, timeout, host_.monitorUnderPointer().frame);
 }
 
 void Server::serve(const Message& message, Handler handler) {
@@ -134,61 +175,153 @@ std::string Server::notifySplode(const Message& message) {
     const bool callFromResponder = info["callFromResponder"].boolValue();
 
     if (!context_.settings().tweakEnabled) {
-        showToastMessage(host_.application(), "", kSwitchedOffTitle, kSwitchedOffTimeout);
+        toast(kSwitchedOffTitle, kSwitchedOffTimeout);
         return "refused: Kernova is switched off (\"enabled\" is not YES)";
     }
     if (flags_.usingSplode) return "dropped: the system's own clipboard write";
-    if (flags_.popSplode) return "dropped: a board is already shown";
+    if (flags_.popSplode) return "dropped: a panel has just popped up";
+    if (panel_ && panel_->isShown()) return "dropped: a panel is already shown";
     if (readInFlight_) return "dropped: a clipboard read is in flight";
 
-    const std::string front = host_.frontmostApplicationId();
-    const auto& enabledApps = context_.settings().applistWhite;
-    const bool available = enabledApps && std::find(enabledApps->begin(), enabledApps->end(),
-                                                    front) != enabledApps->end();
-    context_.settings().availableInApp = available;
-    if (!callFromResponder && !callFromCC && !available)
+    timerFiredQLN();
+    if (!callFromResponder && !callFromCC && !context_.settings().availableInApp)
         return "dropped: the application in front is not enabled";
 
-    if (info["image"].isAbsent() == false)
-        context_.log().info("server",
-                            "notifySplode: the board shows no picture yet; image ignored");
-    if (callFromResponder) return openBoard(info["selection"].stringValue());
+    std::shared_ptr<const ui::Image> image;
+    if (!info["image"].isAbsent()) {
+        image = decodeBase64ToImage(info["image"].stringValue().value_or(""));
+        if (!image) context_.log().info("server", "notifySplode: the image could not be read");
+    }
+    if (callFromResponder) return openPanel(info["selection"].stringValue(), image);
 
     readInFlight_ = true;
     const std::uint64_t serial = current_;
-    host_.readSelection(SelectionKind::clipboard, [this, serial, alive = std::weak_ptr(alive_)](
-                                                      std::optional<std::string> text) {
-        if (alive.expired()) return;
-        readInFlight_ = false;
-        finish(serial, openBoard(text));
-    });
+    host_.readSelection(
+        SelectionKind::clipboard,
+        [this, serial, image, alive = std::weak_ptr(alive_)](std::optional<std::string> text) {
+            if (alive.expired()) return;
+            readInFlight_ = false;
+            finish(serial, openPanel(text, image));
+        });
     return "waiting for the clipboard";
 }
 
-std::string Server::openBoard(const std::optional<std::string>& text) {
-    if (!text || text->empty()) {
-        showToastMessage(host_.application(), "", kNoTextTitle, kNoTextTimeout);
-        return "refused: no text";
-    }
-    if (flags_.popSplode) return "dropped: a board is already shown";
-    const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
-    const Monitor monitor = host_.monitorUnderPointer();
-    if (board_) board_->setClosedBlock({});
-    board_ = BoardOverlay::show(host_.application(), *text, monitor.frame);
-    flags_.popSplode = true;
-    board_->setClosedBlock([this] { boardClosed(); });
-    host_.windowsChanged();
-    return "board opened: " + std::to_string(board_->board().flowDatas().size()) + " tags from " +
-           std::to_string(text->size()) + " bytes, style " + std::to_string(style);
+std::shared_ptr<GTagFlowContainer> Server::makePanel(const Monitor& monitor) {
+    auto window = GSplodeWindow::initWithFrame(host_.application(), monitor.frame);
+    ui::Rect card = panelScreenFrame(monitor.workArea);
+    card.origin.x -= monitor.frame.origin.x;
+    card.origin.y -= monitor.frame.origin.y;
+    auto panel = GTagFlowContainer::initWithFrame(host_.application(), {flags_, loopback_}, card);
+    panel->setKeyWindow(window);
+    return panel;
 }
 
-void Server::boardClosed() {
-    flags_.popSplode = false;
-    // Not from inside the board's own callback: released on the next turn.
+std::string Server::openPanel(const std::optional<std::string>& text,
+                              std::shared_ptr<const ui::Image> image) {
+    if (!text || text->empty()) {
+        toast(kNoTextTitle, kNoTextTimeout);
+        return "refused: no text";
+    }
+    if (flags_.popSplode || (panel_ && panel_->isShown()))
+        return "dropped: a panel is already shown";
+    releasePanel();
+    const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
+    panel_ = makePanel(host_.monitorUnderPointer());
+    if (image) panel_->setImage(std::move(image));
+    panel_->flowView()->configTagCollectionViewLayout();
+
+    const Context& context = context_;
+    const ui::TextMeasurer& measurer = host_.application().platform().textMeasurer;
+    std::size_t tags = 0;
+    if (style == 0 || style == 2) {
+        std::vector<GSplodeItem> segments = GSplodeBox::splode(*text, context.locale());
+        std::vector<GTagFlowItemRef> items;
+        items.reserve(segments.size());
+        for (const GSplodeItem& segment : segments) {
+            GTagFlowItemRef item =
+                GTagFlowItem::tagFlowItemWithText(context, measurer, segment.text);
+            GTagFlowAppearance& look = *item->appearance();
+            look.borderWidth = 1.0;
+            look.borderColor = ui::Color::white(1.0);
+            look.selectBorderColor = ui::Color::rgb255(74, 150, 247);
+            if (style == 2 && segment.isSymbolOrEmoji) {
+                look.backgroundColor = ui::Color::white(0.5);
+                look.textColor = ui::Color::black();
+                look.borderColor = ui::Color::white(0.5);
+            }
+            items.push_back(std::move(item));
+        }
+        tags = items.size();
+        panel_->configDatas(std::move(items));
+    } else if (style == 1) {
+        auto look = std::make_shared<GTagFlowAppearance>(*GTagFlowAppearance::create(context));
+        look->borderColor = ui::Color::black();
+        look->textColor = ui::Color::black();
+        look->borderWidth = 1.0;
+        look->backgroundColor = ui::Color::white(1.0);
+        look->selectTextColor = ui::Color{1, 0, 0, 1};
+        look->selectBorderColor = ui::Color{1, 0, 0, 1};
+        look->selectBackgroundColor = ui::Color::white(1.0);
+        std::vector<GTagFlowItemRef> items = GTagFlowItem::factoryFolwLayoutWithItems(
+            context, measurer, GSplodeBox::splode(*text, context.locale()), look);
+        tags = items.size();
+        panel_->configDatas(std::move(items));
+    }
+    panel_->setDetachedBlock([this] { panelDetached(); });
+    panel_->show();
+    host_.windowsChanged();
+    return "panel opened: " + std::to_string(tags) + " tags from " + std::to_string(text->size()) +
+           " bytes, style " + std::to_string(style);
+}
+
+void Server::releasePanel() {
+    if (!panel_) return;
+    std::shared_ptr<GTagFlowContainer> panel = std::move(panel_);
+    panel->setDetachedBlock({});
+    panel->removeFromKeyWindow();
+}
+
+void Server::panelDetached() {
+    // Not from inside the panel's own call: released on the next turn.
     context_.runLoop().after(0, this, [this] {
-        if (board_ && !board_->isShown()) board_.reset();
+        if (panel_ && panel_->state() == GTagFlowContainer::State::detached) panel_.reset();
     });
     host_.windowsChanged();
+}
+
+std::string Server::openPrefs(const Message& message) {
+    if (message.userInfo.isAbsent()) return "ignored: no dictionary";
+    return "not available yet: the preferences window comes later";
+}
+
+std::string Server::alertTrans(const Message& message) {
+    context_.notifications().post(kHideRunningNotification);
+    if (message.userInfo.isAbsent()) return "ignored: no dictionary";
+    const std::string text = message.userInfo["transResult"].stringValue().value_or("");
+    ui::Application& application = host_.application();
+    auto window = GSplodeWindow::initWithFrame(application, host_.monitorUnderPointer().frame);
+    auto root = std::make_shared<ui::ViewController>();
+    window->setRootViewController(root);
+    window->makeKeyAndVisible();
+    std::weak_ptr<GSplodeWindow> weak = window;
+    auto alert = ui::AlertController::alertControllerWithTitle(kTranslationResultTitle, text,
+                                                               ui::AlertControllerStyle::alert);
+    alert->addAction(ui::AlertAction::actionWithTitle(
+        "Copy", ui::AlertActionStyle::destructive, [this, weak, text](ui::AlertAction&) {
+            flags_.usingSplode = true;
+            host_.application().platform().pasteboard.setString(text);
+            if (auto shown = weak.lock()) shown->setHidden(true);
+            context_.runLoop().after(ServerFlags::kOwnWriteSeconds, &flags_,
+                                     [this] { clearUsingFlag(); });
+        }));
+    alert->addAction(ui::AlertAction::actionWithTitle("Cancel", ui::AlertActionStyle::cancel,
+                                                      [weak](ui::AlertAction&) {
+                                                          if (auto shown = weak.lock())
+                                                              shown->setHidden(true);
+                                                      }));
+    root->presentViewController(alert, true);
+    host_.windowsChanged();
+    return "result of " + std::to_string(text.size()) + " bytes shown";
 }
 
 std::string Server::openUrl(const Message& message) {
@@ -211,8 +344,39 @@ std::string Server::shareText(const Message& message) {
     if (message.userInfo.isAbsent()) return "ignored: no dictionary";
     std::optional<std::string> text = message.userInfo["shareText"].stringValue();
     if (!text) return "ignored: no \"shareText\"";
+    // The panel that asked hid its window for the share: it is done.
+    if (panel_ && !panel_->isShown() && panel_->state() != GTagFlowContainer::State::parked)
+        releasePanel();
     if (!host_.shareText(*text)) return "refused: no sharing on this desktop";
     return std::to_string(text->size()) + " bytes shared";
+}
+
+std::string Server::popButton(const Message& message) {
+    (void)message;
+    context_.notifications().post(kHideRunningNotification);
+    timerFiredQLN();
+    std::string outcome = "no button: one is up or the application in front is not enabled";
+    if (!flags_.showing && context_.settings().availableInApp) {
+        flags_.showing = true;
+        outcome = "not available yet: the floating button comes later";
+    }
+    context_.runLoop().after(kShowingSeconds, this, [this] { clearShowing(); });
+    return outcome;
+}
+
+std::string Server::showRunning(const Message& message) {
+    (void)message;
+    GSplodeRunningView::init(host_.application(), host_.monitorUnderPointer().workArea)->show();
+    host_.windowsChanged();
+    return "running indicator shown";
+}
+
+std::string Server::showHistory(const Message& message) {
+    (void)message;
+    // A panel of its own, never shown: the history it lists opens new ones.
+    ui::Rect card = panelScreenFrame(host_.monitorUnderPointer().workArea);
+    GTagFlowContainer::initWithFrame(host_.application(), {flags_, loopback_}, card)->history();
+    return "history asked of a new panel";
 }
 
 std::string Server::notAvailableYet(const Message& message) {

@@ -6,8 +6,9 @@
 // "notifySplode" checks its gates at once (master switch, re-entry flags, the
 // caller) and, when it needs the clipboard, finishes when the host's answer
 // arrives; while such a read is in flight a further "notifySplode" is dropped
-// as if a board were shown. Messages whose features do not exist yet are
-// registered and logged at info as not available.
+// as if a panel were shown. One panel is shown at a time. Messages whose
+// features do not exist yet are registered and logged at info as not
+// available.
 #pragma once
 
 #include <cstddef>
@@ -16,29 +17,32 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "base/context.h"
 #include "base/messaging.h"
+#include "floating/reentry_flags.h"
 #include "server/host.h"
+#include "ui/image.h"
 
 namespace kernova {
 
-class BoardOverlay;
-
-// The re-entry flags of one server process.
-struct ServerFlags {
-    bool showing = false;      // a floating button is up
-    bool usingSplode = false;  // the system itself wrote the clipboard less than 0.5 s ago
-    bool popSplode = false;    // a board is open (shown or parked)
-    bool longPressFlag = false;
-};
+class GTagFlowContainer;
 
 class Server {
   public:
     // How many messages the server remembers for the debug interface.
     static constexpr std::size_t kRecentMessageLimit = 100;
-    // How long usingSplode stays set after the system's own clipboard write.
-    static constexpr double kOwnWriteSeconds = 0.5;
+    // How long `showing` stays set after every "popButton".
+    static constexpr double kShowingSeconds = 2.5;
+    // The panel's card on a monitor: at most this wide and tall, kept this far
+    // from the work area's height, and the whole height when it is shorter
+    // than kShortWorkArea.
+    static constexpr double kPanelMaxWidth = 430.0;
+    static constexpr double kPanelMaxHeight = 932.0;
+    static constexpr double kPanelMargin = 40.0;
+    static constexpr double kShortWorkArea = 520.0;
 
     // Names, sizes and outcomes of a message; never its text.
     struct MessageRecord {
@@ -61,8 +65,8 @@ class Server {
 
     ServerFlags& flags() { return flags_; }
     const ServerFlags& flags() const { return flags_; }
-    // The board now open, or null.
-    BoardOverlay* board() const { return board_.get(); }
+    // The panel of the last request while it is in its window, or null.
+    GTagFlowContainer* panel() const { return panel_.get(); }
     // The last kRecentMessageLimit messages, oldest first.
     const std::deque<MessageRecord>& recentMessages() const { return recent_; }
     std::uint64_t receivedCount() const { return received_; }
@@ -70,6 +74,16 @@ class Server {
     // Called right before the system writes the clipboard itself: requests are
     // ignored until kOwnWriteSeconds later, so that the write raises nothing.
     void noteOwnClipboardWrite();
+
+    // Recomputes availableInApp: whether the application in front is enabled.
+    void timerFiredQLN();
+    void clearShowing() { flags_.showing = false; }
+    void clearUsingFlag() { flags_.usingSplode = false; }
+    // Standard base64 (unknown characters ignored) decoded as an image; null
+    // when either step fails.
+    std::shared_ptr<const ui::Image> decodeBase64ToImage(const std::string& text) const;
+    // The panel's card in screen coordinates for a monitor's work area.
+    static ui::Rect panelScreenFrame(const ui::Rect& workArea);
 
   private:
     using Handler = std::string (Server::*)(const Message&);
@@ -80,21 +94,44 @@ class Server {
     void finish(std::uint64_t serial, const std::string& outcome);
 
     std::string notifySplode(const Message& message);
+    std::string openPrefs(const Message& message);
+    std::string alertTrans(const Message& message);
     std::string openUrl(const Message& message);
-    std::string insertText(const Message& message);
     std::string shareText(const Message& message);
+    std::string popButton(const Message& message);
+    std::string showRunning(const Message& message);
+    std::string showHistory(const Message& message);
+    std::string insertText(const Message& message);
     std::string notAvailableYet(const Message& message);
     std::string noHandler(const Message& message);
 
-    // Steps 7 to 12 of "notifySplode", once the text is known.
-    std::string openBoard(const std::optional<std::string>& text);
-    void boardClosed();
+    // The rest of "notifySplode" once the text is known.
+    std::string openPanel(const std::optional<std::string>& text,
+                          std::shared_ptr<const ui::Image> image);
+    // A new panel of the monitor under the pointer, in a new overlay window.
+    std::shared_ptr<GTagFlowContainer> makePanel(const Monitor& monitor);
+    // Lets go of a panel that is no longer shown.
+    void releasePanel();
+    void panelDetached();
+    void toast(const std::string& title, double timeout);
+
+    // Sends to this server's own handlers, one turn of the run loop later.
+    class LoopbackSender final : public MessageSender {
+      public:
+        explicit LoopbackSender(Server& server) : server_(server) {}
+        void sendMessageName(const std::string& name, const Value& userInfo) override;
+
+      private:
+        Server& server_;
+    };
 
     Context& context_;
     MessageCenter& center_;
     ServerHost& host_;
     ServerFlags flags_;
-    std::shared_ptr<BoardOverlay> board_;
+    LoopbackSender loopback_{*this};
+    std::vector<std::pair<std::string, Handler>> handlers_;
+    std::shared_ptr<GTagFlowContainer> panel_;
     bool readInFlight_ = false;
     std::uint64_t received_ = 0;
     std::uint64_t serial_ = 0;   // of the last record

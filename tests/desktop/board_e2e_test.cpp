@@ -75,7 +75,7 @@ class BoardEndToEnd : public ::testing::Test {
         return run(QStringLiteral("xdotool"), args).first == 0;
     }
 
-    std::optional<nlohmann::json> state() { return boardState(desktop::sessionConnection()); }
+    std::optional<nlohmann::json> state() { return screenState(desktop::sessionConnection()); }
     bool waitForShown(bool shown) {
         return waitFor([&] {
             auto s = state();

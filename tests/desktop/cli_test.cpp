@@ -130,7 +130,7 @@ TEST(KernovaCommands, SendAndSplodeReachKernovad) {
     EXPECT_EQ(runSendWith({"popButton"}).status, 0);
     EXPECT_EQ(runSplodeWith({"hello world"}).status, 0);
     ASSERT_TRUE(kernovadReceived(4));
-    std::optional<nlohmann::json> state = boardState(desktop::sessionConnection());
+    std::optional<nlohmann::json> state = screenState(desktop::sessionConnection());
     ASSERT_TRUE(state.has_value());
     ASSERT_EQ((*state)["tags"].size(), 3u);
     EXPECT_EQ((*state)["tags"][2]["text"], "world");
@@ -140,10 +140,10 @@ TEST(KernovaCommands, SendAndSplodeReachKernovad) {
     ASSERT_TRUE(kernovadReceived(6));
     std::string printed = gdbusReceived();
     for (const char* expected :
-         {"openPrefs (2 keys): not available yet", "showRunning (0 keys): not available yet",
-          "popButton (no dictionary): not available yet",
-          "notifySplode (2 keys): board opened: 3 tags from 11 bytes",
-          "notifySplode (2 keys): dropped: a board is already shown"})
+         {"openPrefs (2 keys): not available yet", "showRunning (0 keys): running indicator shown",
+          "popButton (no dictionary): no button",
+          "notifySplode (2 keys): panel opened: 3 tags from 11 bytes",
+          "notifySplode (2 keys): dropped: a panel has just popped up"})
         EXPECT_NE(printed.find(expected), std::string::npos) << expected << "\nin " << printed;
     EXPECT_EQ(printed.find("copied"), std::string::npos) << "no text leaves kernovad";
     EXPECT_EQ(daemon.terminate(), 0);

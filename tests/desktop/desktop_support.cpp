@@ -92,8 +92,8 @@ std::optional<QByteArray> screenshot(const QDBusConnection& bus) {
     return debugCall<QByteArray>(bus, "Screenshot");
 }
 
-std::optional<nlohmann::json> boardState(const QDBusConnection& bus) {
-    std::optional<QString> reply = debugCall<QString>(bus, "BoardState");
+std::optional<nlohmann::json> screenState(const QDBusConnection& bus) {
+    std::optional<QString> reply = debugCall<QString>(bus, "ScreenState");
     if (!reply) return std::nullopt;
     nlohmann::json state = nlohmann::json::parse(reply->toStdString(), nullptr, false);
     if (state.is_discarded()) return std::nullopt;

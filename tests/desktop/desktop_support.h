@@ -39,7 +39,7 @@ std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
 
 // kernovad's debug query of the board on screen, parsed; absent when the
 // query failed.
-std::optional<nlohmann::json> boardState(const QDBusConnection& bus);
+std::optional<nlohmann::json> screenState(const QDBusConnection& bus);
 // kernovad's debug screenshot: PNG bytes.
 std::optional<QByteArray> screenshot(const QDBusConnection& bus);
 

@@ -43,8 +43,7 @@ TEST(Kernovad, ServesTheTableLogsNoTextAndStopsPromptlyOnSigterm) {
             << received->at(static_cast<qsizetype>(i)).toStdString();
     EXPECT_EQ(received->at(11).toStdString(),
               "notServed (0 keys): dropped: not a message of this server");
-    EXPECT_EQ(received->back().toStdString(),
-              "alertTrans (1 key): not available yet: alertTrans has no feature behind it");
+    EXPECT_EQ(received->back().toStdString(), "alertTrans (1 key): result of 4 bytes shown");
 
     QElapsedTimer stopping;
     stopping.start();
@@ -53,7 +52,7 @@ TEST(Kernovad, ServesTheTableLogsNoTextAndStopsPromptlyOnSigterm) {
     // for a loaded machine).
     EXPECT_LT(stopping.elapsed(), 2000);
     std::string log = daemon.process().readAllStandardError().toStdString();
-    EXPECT_NE(log.find("kernovad: info: server: alertTrans (1 key): not available yet"),
+    EXPECT_NE(log.find("kernovad: info: server: alertTrans (1 key): result of 4 bytes shown"),
               std::string::npos)
         << log;
     EXPECT_EQ(log.find("hola"), std::string::npos) << "no message text in the log";
@@ -75,7 +74,7 @@ TEST(Kernovad, TheDebugInterfaceExistsOnlyWhenAskedFor) {
     sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
                                                             {"selection", Value("a picture")}}));
     ASSERT_TRUE(waitFor([&] {
-        auto state = boardState(desktop::sessionConnection());
+        auto state = screenState(desktop::sessionConnection());
         return state && (*state)["shown"].get<bool>();
     }));
     std::optional<QByteArray> png = screenshot(desktop::sessionConnection());
@@ -121,7 +120,7 @@ TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
     ASSERT_TRUE(waitFor([&] {
         auto received = receivedMessages(bus);
         if (!received || received->size() != 5) return false;
-        state = boardState(bus);
+        state = screenState(bus);
         return state.has_value();
     }));
     EXPECT_TRUE((*state)["shown"].get<bool>());
@@ -131,15 +130,15 @@ TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
         EXPECT_GT(tag["width"].get<double>(), 0.0);
         EXPECT_EQ(tag["selected"].get<int>(), 0);
     }
-    // The first request with text wins; the second finds a board on screen.
+    // The first request with text wins; the second finds a panel on screen.
     EXPECT_EQ(texts, (std::vector<std::string>{"你好", " ", "world"}));
     EXPECT_TRUE((*state)["selection"].empty());
     EXPECT_EQ(daemon.terminate(), 0);
     std::string log = daemon.process().readAllStandardError().toStdString();
     for (const char* outcome :
          {"(no dictionary): dropped: the application in front is not enabled",
-          "(2 keys): refused: no text", "(2 keys): board opened: 3 tags from 12 bytes",
-          "(2 keys): dropped: a board is already shown"})
+          "(2 keys): refused: no text", "(2 keys): panel opened: 3 tags from 12 bytes",
+          "(2 keys): dropped: a panel has just popped up"})
         EXPECT_NE(log.find(std::string("kernovad: info: server: notifySplode ") + outcome),
                   std::string::npos)
             << outcome << "\nin " << log;

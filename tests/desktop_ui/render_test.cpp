@@ -20,14 +20,14 @@ using cli::RenderParse;
 
 const QColor kSelectedBlue(74, 150, 247);
 
-std::size_t indexOf(const std::vector<BoardOverlay::TagState>& tags, const std::string& text) {
+std::size_t indexOf(const std::vector<TagState>& tags, const std::string& text) {
     auto it = std::find_if(tags.begin(), tags.end(), [&](const auto& t) { return t.text == text; });
     EXPECT_NE(it, tags.end()) << "no tag " << text;
     return static_cast<std::size_t>(it - tags.begin());
 }
 
 // The bottom of the lowest tag plus the board's bottom inset.
-double fittedHeight(const std::vector<BoardOverlay::TagState>& tags) {
+double fittedHeight(const std::vector<TagState>& tags) {
     double bottom = 0;
     for (const auto& tag : tags)
         bottom = std::max(bottom, tag.frame.origin.y + tag.frame.size.height);
@@ -52,7 +52,7 @@ using RenderTest = DesktopUiTest;
 
 TEST_F(RenderTest, PaintsSelectedAndPlainTagsWithRoundedCorners) {
     auto overlay = cli::showBoard(app, "alpha beta gamma", 300, 0);
-    std::vector<BoardOverlay::TagState> tags = overlay->tagStates();
+    std::vector<TagState> tags = overlay->tagStates();
     std::size_t beta = indexOf(tags, "beta");
     std::size_t alpha = indexOf(tags, "alpha");
     GTagFlowView& board = overlay->board();

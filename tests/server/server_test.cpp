@@ -1,7 +1,7 @@
 // The server on the simulated device: the message table, the gates of
-// "notifySplode" (master switch, re-entry flags, caller, text), the clipboard
-// read that finishes the request later, the board's notices, the live
-// settings, and what the log and the message records keep.
+// "notifySplode" (master switch, re-entry flags, caller, text, style, image),
+// the clipboard read that finishes the request later, the other handlers, the
+// live settings, and what the log and the message records keep.
 #include "server/server.h"
 
 #include <gtest/gtest.h>
@@ -10,12 +10,15 @@
 #include <vector>
 
 #include "board/tag_flow_cell.h"
-#include "panel/board_overlay.h"
+#include "floating/splode_running_view.h"
+#include "panel/screen_report.h"
+#include "panel/tag_flow_container.h"
 #include "server/message_names.h"
 #include "server/settings.h"
 #include "sim/device.h"
 #include "sim/driver.h"
 #include "sim/sim_server_host.h"
+#include "support/base64_categories.h"
 #include "ui/alert.h"
 
 namespace kernova::testing {
@@ -60,10 +63,15 @@ class ServerTest : public ::testing::Test {
     }
     std::vector<std::string> tags() {
         std::vector<std::string> texts;
-        if (!theServer.board()) return texts;
-        for (const auto& tag : theServer.board()->tagStates())
+        if (!theServer.panel()) return texts;
+        for (const auto& tag : tagStatesOf(*theServer.panel()->flowView()))
             texts.push_back(tag.text);
         return texts;
+    }
+    // Hides the panel and lets its fade end.
+    void closePanel() {
+        theServer.panel()->hide();
+        device.advance(0.1);
     }
     const Server::MessageRecord& last() { return theServer.recentMessages().back(); }
 
@@ -81,10 +89,10 @@ TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
     EXPECT_EQ(device.messageCenter().registeredNames(), table);
 
     splodeSelection("secret words");
-    ASSERT_NE(theServer.board(), nullptr);
+    ASSERT_NE(theServer.panel(), nullptr);
     EXPECT_EQ(last().name, "notifySplode");
     EXPECT_EQ(last().keys, 2u);
-    EXPECT_EQ(last().outcome.rfind("board opened: 3 tags", 0), 0u) << last().outcome;
+    EXPECT_EQ(last().outcome.rfind("panel opened: 3 tags", 0), 0u) << last().outcome;
 
     app.messageSender().sendMessageName("doOCR", Value(Dictionary{{"image", Value("secret")}}));
     app.messageSender().sendMessageName("copyText");
@@ -101,7 +109,7 @@ TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
     EXPECT_GE(logLines.size(), 4u);
 
     for (int i = 0; i < 150; ++i)
-        app.messageSender().sendMessageName("showRunning", Value(Dictionary{}));
+        app.messageSender().sendMessageName("copyText");
     device.runUntilIdle();
     EXPECT_EQ(theServer.recentMessages().size(), Server::kRecentMessageLimit);
     EXPECT_EQ(theServer.receivedCount(), 154u);
@@ -110,50 +118,53 @@ TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
 TEST_F(ServerTest, TheMasterSwitchIsReadAgainOnTheNotificationAndOnAFileChange) {
     setSwitch(false, true);
     splodeSelection("words");
-    EXPECT_EQ(theServer.board(), nullptr);
+    EXPECT_EQ(theServer.panel(), nullptr);
     EXPECT_EQ(toasts(), std::vector<std::string>{kSwitchedOff});
     EXPECT_EQ(last().outcome.rfind("refused", 0), 0u);
 
     setSwitch(true, true);
     splodeSelection("words");
-    ASSERT_NE(theServer.board(), nullptr);
-    theServer.board()->close();
-    device.runUntilIdle();
-    EXPECT_EQ(theServer.board(), nullptr);
+    ASSERT_NE(theServer.panel(), nullptr);
+    closePanel();
+    EXPECT_EQ(theServer.panel(), nullptr);
 
     // Written without the notification: the folder watch picks it up.
     setSwitch(false, false);
     host.settingsFolderChanged();
     device.runUntilIdle();
     splodeSelection("words");
-    EXPECT_EQ(theServer.board(), nullptr);
+    EXPECT_EQ(theServer.panel(), nullptr);
     EXPECT_EQ(toasts().size(), 2u);
 }
 
-TEST_F(ServerTest, OneBoardAtATimeAndTheEmptySelectionToast) {
+TEST_F(ServerTest, OnePanelAtATimeAndTheEmptySelectionToast) {
     int hideRunning = 0;
     server.context().notifications().addObserver(kHideRunningNotification, &hideRunning,
                                                  [&](const Notification&) { ++hideRunning; });
     driver.writeClipboard(app, "clipboard text");
     splodeSelection("");
-    EXPECT_EQ(theServer.board(), nullptr);
+    EXPECT_EQ(theServer.panel(), nullptr);
     EXPECT_EQ(toasts(), std::vector<std::string>{kNoText}) << "the clipboard is not used";
     device.advance(1);
 
-    splodeSelection("first board");
-    ASSERT_NE(theServer.board(), nullptr);
+    splodeSelection("first panel");
+    ASSERT_NE(theServer.panel(), nullptr);
     EXPECT_TRUE(theServer.flags().popSplode);
-    splodeSelection("second board");
-    EXPECT_EQ(tags(), (std::vector<std::string>{"first", " ", "board"}));
-    EXPECT_EQ(last().outcome, "dropped: a board is already shown");
-
-    EXPECT_EQ(hideRunning, 3) << "every request first hides the running indicator";
-
-    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}}));
-    device.runUntilIdle();
+    splodeSelection("second panel");
+    EXPECT_EQ(last().outcome, "dropped: a panel has just popped up");
+    device.advance(ServerFlags::kPopSeconds);
     EXPECT_FALSE(theServer.flags().popSplode);
-    splodeSelection("second board");
-    EXPECT_EQ(tags(), (std::vector<std::string>{"second", " ", "board"}));
+    splodeSelection("second panel");
+    EXPECT_EQ(last().outcome, "dropped: a panel is already shown");
+    EXPECT_EQ(tags(), (std::vector<std::string>{"first", " ", "panel"}));
+
+    EXPECT_EQ(hideRunning, 4) << "every request first hides the running indicator";
+
+    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}, false}));
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr) << "a hidden panel is let go";
+    splodeSelection("second panel");
+    EXPECT_EQ(tags(), (std::vector<std::string>{"second", " ", "panel"}));
     server.context().notifications().removeObservers(&hideRunning);
 }
 
@@ -162,7 +173,7 @@ TEST_F(ServerTest, TheClipboardIsReadAsynchronouslyAndAFurtherRequestMeanwhileIs
     driver.writeClipboard(app, "copied words");
     app.messageSender().sendMessageName("notifySplode");
     device.runUntilIdle();
-    EXPECT_EQ(theServer.board(), nullptr);
+    EXPECT_EQ(theServer.panel(), nullptr);
     EXPECT_EQ(last().outcome, "waiting for the clipboard");
 
     app.messageSender().sendMessageName(
@@ -174,7 +185,7 @@ TEST_F(ServerTest, TheClipboardIsReadAsynchronouslyAndAFurtherRequestMeanwhileIs
     device.advance(0.3);
     EXPECT_EQ(tags(), (std::vector<std::string>{"copied", " ", "words"}));
     EXPECT_EQ(host.selectionReads(), 1u);
-    EXPECT_EQ(theServer.recentMessages().front().outcome.rfind("board opened", 0), 0u);
+    EXPECT_EQ(theServer.recentMessages().front().outcome.rfind("panel opened", 0), 0u);
 }
 
 TEST_F(ServerTest, TheCallerDecidesWhetherTheApplicationInFrontMustBeEnabled) {
@@ -196,27 +207,120 @@ TEST_F(ServerTest, TheSystemsOwnClipboardWriteRaisesNothingForHalfASecond) {
     theServer.noteOwnClipboardWrite();
     splodeSelection("words");
     EXPECT_EQ(last().outcome, "dropped: the system's own clipboard write");
-    device.advance(Server::kOwnWriteSeconds);
+    device.advance(ServerFlags::kOwnWriteSeconds);
     splodeSelection("words");
-    EXPECT_NE(theServer.board(), nullptr);
+    EXPECT_NE(theServer.panel(), nullptr);
 }
 
-TEST_F(ServerTest, TheBoardsNoticesParkAndRestoreIt) {
-    splodeSelection("edit me");
-    BoardOverlay* board = theServer.board();
-    ASSERT_NE(board, nullptr);
-    server.context().notifications().post(kHideNotification);
-    EXPECT_TRUE(board->isParked());
-    EXPECT_TRUE(board->window().isHidden());
-    splodeSelection("another");
-    EXPECT_EQ(theServer.board(), board) << "a parked board is still open";
+TEST_F(ServerTest, StylesColourTheTagsAndAnUnknownStyleShowsAnEmptyPanel) {
+    const ui::Color blue = ui::Color::rgb255(74, 150, 247);
+    for (std::int64_t style : {0, 1, 2, 3}) {
+        updateSettings(server.context(), [style](Dictionary& d) { d["style"] = Value(style); });
+        splodeSelection("word, end");
+        ASSERT_NE(theServer.panel(), nullptr);
+        const auto& items = theServer.panel()->flowView()->flowDatas();
+        if (style == 3) {
+            EXPECT_TRUE(items.empty());
+            closePanel();
+            continue;
+        }
+        ASSERT_EQ(items.size(), 4u) << style;  // "word" "," " " "end"
+        const GTagFlowAppearance& word = *items[0]->appearance();
+        const GTagFlowAppearance& comma = *items[1]->appearance();
+        EXPECT_EQ(word.borderWidth, 1.0);
+        if (style == 1) {
+            EXPECT_EQ(word.selectBorderColor, (ui::Color{1, 0, 0, 1}));
+            EXPECT_EQ(word.selectTextColor, (ui::Color{1, 0, 0, 1}));
+            EXPECT_EQ(&word, &comma) << "one appearance for every tag";
+        } else {
+            EXPECT_EQ(word.borderColor, ui::Color::white(1.0));
+            EXPECT_EQ(word.selectBorderColor, blue);
+            EXPECT_EQ(comma.backgroundColor,
+                      style == 2 ? ui::Color::white(0.5) : ui::Color::white(1.0));
+        }
+        closePanel();
+    }
+}
 
-    board->board().flowDatas()[0]->setText("edited");
+TEST_F(ServerTest, AnImageGoesToThePanelAndUnreadableOnesAreLeftOut) {
+    ui::PixelBuffer pixels{4, 2, std::vector<std::uint32_t>(8, 0xff00ff00u)};
+    std::optional<Bytes> png =
+        server.platform().imageCodec.encode(*ui::Image::fromPixels(pixels), ui::ImageFormat::png);
+    ASSERT_TRUE(png);
+    std::string base64 = platformBase64Encode(*png, Base64Lines::None);
+    // Line breaks and other characters outside the alphabet are skipped.
+    base64.insert(4, "\n*");
+    for (const std::string& image : {base64, std::string("not an image")}) {
+        app.messageSender().sendMessageName("notifySplode",
+                                            Value(Dictionary{{"callFromResponder", Value(true)},
+                                                             {"selection", Value("seen")},
+                                                             {"image", Value(image)}}));
+        device.runUntilIdle();
+        ASSERT_NE(theServer.panel(), nullptr);
+        const auto& shown = theServer.panel()->image();
+        EXPECT_EQ(shown != nullptr, image == base64);
+        if (shown) {
+            EXPECT_EQ(shown->size().width, 4);
+        }
+        closePanel();
+    }
+}
+
+TEST_F(ServerTest, ThePanelsNoticesParkAndRestoreIt) {
+    splodeSelection("edit me");
+    GTagFlowContainer* panel = theServer.panel();
+    ASSERT_NE(panel, nullptr);
+    server.context().notifications().post(kHideNotification);
+    EXPECT_EQ(panel->state(), GTagFlowContainer::State::parked);
+    EXPECT_TRUE(panel->keyWindow()->isHidden());
+
+    panel->flowView()->flowDatas()[0]->setText("edited");
     server.context().notifications().post(kNotifyReloadNotification);
     device.runUntilIdle();
-    EXPECT_FALSE(board->isParked());
-    EXPECT_FALSE(board->window().isHidden());
+    EXPECT_TRUE(panel->isShown());
     EXPECT_EQ(tags().front(), "edited");
+}
+
+TEST_F(ServerTest, TheOtherHandlers) {
+    // The translation result: Copy writes the clipboard as the system's own write.
+    app.messageSender().sendMessageName("alertTrans",
+                                        Value(Dictionary{{"transResult", Value("bonjour")}}));
+    device.runUntilIdle();
+    ASSERT_NE(driver.topAlert(), nullptr);
+    EXPECT_EQ(driver.topAlert()->title(), "Translation result");
+    EXPECT_EQ(driver.topAlert()->message(), "bonjour");
+    EXPECT_TRUE(driver.tapAlertAction("Copy"));
+    device.runUntilIdle();
+    EXPECT_EQ(device.pasteboard().string(), "bonjour");
+    EXPECT_TRUE(theServer.flags().usingSplode);
+    device.advance(ServerFlags::kOwnWriteSeconds);
+    EXPECT_FALSE(theServer.flags().usingSplode);
+    EXPECT_TRUE(reportScreen(server.application()).alerts.empty());
+
+    // The floating button's flag: set by the first "popButton", cleared 2.5 s
+    // after every one.
+    app.messageSender().sendMessageName("popButton");
+    device.runUntilIdle();
+    EXPECT_TRUE(theServer.flags().showing);
+    device.advance(1);
+    app.messageSender().sendMessageName("popButton");
+    device.advance(1.6);
+    EXPECT_FALSE(theServer.flags().showing);
+
+    // The running indicator, hidden by the next request.
+    app.messageSender().sendMessageName("showRunning", Value(Dictionary{}));
+    device.runUntilIdle();
+    ASSERT_EQ(reportScreen(server.application()).runningIndicators.size(), 1u);
+    splodeSelection("words");
+    EXPECT_TRUE(reportScreen(server.application()).runningIndicators.empty());
+    closePanel();
+
+    app.messageSender().sendMessageName("showHistory");
+    app.messageSender().sendMessageName("openPrefs",
+                                        Value(Dictionary{{"prefsPath", Value("prefs:root")}}));
+    device.runUntilIdle();
+    EXPECT_EQ(toasts().back(), "History is not available yet");
+    EXPECT_EQ(last().outcome.rfind("not available yet", 0), 0u);
 }
 
 TEST_F(ServerTest, UrlsTextAndSharingGoThroughTheHost) {

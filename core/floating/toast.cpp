@@ -1,4 +1,4 @@
-#include "server/toast.h"
+#include "floating/toast.h"
 
 #include <memory>
 
@@ -9,11 +9,14 @@
 namespace kernova {
 
 void showToastMessage(ui::Application& application, const std::string& message,
-                      const std::string& title, double timeout) {
-    auto window = std::make_shared<ui::Window>(application, application.screen().bounds);
+                      const std::string& title, double timeout,
+                      const std::optional<ui::Rect>& screen) {
+    auto window =
+        std::make_shared<ui::Window>(application, screen.value_or(application.screen().bounds));
     auto root = std::make_shared<ui::ViewController>();
     window->setRootViewController(root);
     window->setWindowLevel(ui::kWindowLevelAlert + 2.0);
+    window->setPassesTouchesThrough(true);
     window->makeKeyAndVisible();
     auto alert = ui::AlertController::alertControllerWithTitle(title, message,
                                                                ui::AlertControllerStyle::alert);

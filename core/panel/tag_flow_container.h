@@ -1,0 +1,209 @@
+// The panel: the floating card that holds the tag board of one request, the
+// action bar under it, the round close button with its gestures, the select
+// all and inverse buttons, the gesture tips, the blinking header and the
+// blurred backdrop. The server makes one per request, gives it an overlay
+// window (its `keyWindow`), hands it the tags and shows it.
+//
+// The panel's own frame is its "screen": on the desktop a card of at most
+// 430 x 932 points centred in the work area of one monitor, with the backdrop
+// spread over the whole monitor around it; a tap on the backdrop outside the
+// card, Escape, or the close button hides the panel, and Control+C copies.
+//
+// A panel is detached (in no window), shown, or parked (in its window, but
+// off the screen while the tag editor or a video wants it). Once hidden it
+// leaves its window, and with it every timer and observer it had.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/messaging.h"
+#include "board/tag_flow_view.h"
+#include "floating/reentry_flags.h"
+#include "floating/splode_window.h"
+#include "ui/control.h"
+#include "ui/image_view.h"
+#include "ui/label.h"
+#include "ui/scroll_view.h"
+
+namespace kernova {
+
+// What a panel needs of the server process that shows it.
+struct PanelServices {
+    ServerFlags& flags;
+    // The server's own message center ("shareText" goes through it).
+    MessageSender& sender;
+};
+
+class GTagFlowContainer : public ui::View {
+  public:
+    // The band the board lives in: kBandTop points from the top to kBandBottom
+    // points from the bottom of the panel.
+    static constexpr double kBandTop = 125.0;
+    static constexpr double kBandBottom = 225.0;
+    static constexpr double kButtonSize = 35.0;
+    static constexpr double kBarHeight = 75.0;
+    static constexpr double kHeaderSize = 80.0;
+    static constexpr double kHeaderBlinkSeconds = 1.2;
+    static constexpr double kShowSeconds = 0.25;
+    static constexpr double kHideSeconds = 0.025;
+    static constexpr std::uint32_t kDefaultVibrate = 1519;
+    static constexpr const char* kHeaderImageName = "header@2x.png";
+    static constexpr const char* kNoSelectionTitle =
+        "Please select the text before using the feature!";
+    static constexpr double kNoSelectionTimeout = 0.7;
+    // Appended to an action's name in the notice of actions still to come.
+    static constexpr const char* kNotAvailableSuffix = " is not available yet";
+
+    // The action names, as the menus file and the bar spell them.
+    static constexpr const char* kCopy = "Copy";
+    static constexpr const char* kTranslate = "Translate";
+    static constexpr const char* kSearch = "Search";
+    static constexpr const char* kUrlScheme = "UrlScheme";
+    static constexpr const char* kShare = "Share";
+    static constexpr const char* kHistory = "History";
+    // Only a button of exactly this name copies on a long press.
+    static constexpr const char* kLongPressCopy = "复制";
+
+    using ActionBlock = std::function<void(const std::string& name, const std::string& text)>;
+    enum class State { detached, shown, parked };
+
+    // A new panel of `frame` (its screen, in its window's coordinates), built
+    // at once (loadUI) and listening for the hide and reload notices.
+    static std::shared_ptr<GTagFlowContainer> initWithFrame(ui::Application& application,
+                                                            PanelServices services,
+                                                            const ui::Rect& frame);
+    GTagFlowContainer(ui::Application& application, PanelServices services, const ui::Rect& frame);
+    ~GTagFlowContainer() override;
+
+    // The action names of the menus file ("menus" -> "Enabled"), or the
+    // default six when the file or its "menus" is missing; an empty list when
+    // "menus" has no "Enabled". Entries that are not text keep their slot empty.
+    static std::vector<std::string> menuItems(const Context& context);
+
+    // Building and layout.
+    void loadUI();
+    void createTopButton(const std::string& name, const ui::Rect& frame);
+    void configDatas(std::vector<GTagFlowItemRef> items);
+    void relodLayoutWithCollectionHeight(double height);
+    // The close button's cross: two strokes corner to corner, white when no tint.
+    static std::shared_ptr<const ui::Image> drawCloseImageSize(ui::Size size, double lineWidth,
+                                                               std::optional<ui::Color> tintColor);
+
+    // Lifecycle.
+    void show();
+    void hide();
+    void hideOnce();
+    void notifyReload();
+    void closeContanier() { hide(); }
+    void clearPopFlag();
+    void showAnimationWithCompletion(std::function<void()> completion);
+    void hideAnimationWithCompletion(std::function<void()> completion);
+    void addToKeyWindow();
+    void removeFromKeyWindow();
+    State state() const;
+    // Shown, in a visible window.
+    bool isShown() const;
+    // Called once the panel has left its window (hidden or released).
+    void setDetachedBlock(std::function<void()> block) { detachedBlock_ = std::move(block); }
+
+    // Feedback and gestures.
+    void vibrateSplode();
+    void closeBtnLongPress(ui::GestureRecognizer& recognizer);
+    void fullLongPress(ui::GestureRecognizer& recognizer);
+    void animeteHeader();
+
+    // The action bar.
+    void setActionBtnItems(std::vector<std::string> items);
+    void actionBtnClick(ui::Button& button);
+    void selectAll();
+    void inverse();
+    void copyText(const std::string& text);
+    void copyLongPress(ui::GestureRecognizer& recognizer);
+    void shareText(const std::string& text);
+    void clearUsingFlag();
+    void translateText(const std::string& text);
+    void searchText(const std::string& text);
+    void schemeText(const std::string& text);
+    void history();
+
+    // Properties.
+    const ActionBlock& actionBlock() const { return actionBlock_; }
+    void setActionBlock(ActionBlock block) { actionBlock_ = std::move(block); }
+    const std::vector<std::string>& actionBtnItems() const { return actionBtnItems_; }
+    const std::shared_ptr<GTagFlowView>& flowView() const { return flowView_; }
+    const std::shared_ptr<GSplodeWindow>& keyWindow() const { return keyWindow_; }
+    void setKeyWindow(std::shared_ptr<GSplodeWindow> window) { keyWindow_ = std::move(window); }
+    const std::shared_ptr<const ui::Image>& image() const { return image_; }
+    void setImage(std::shared_ptr<const ui::Image> image) { image_ = std::move(image); }
+    bool useCustomLayout() const { return useCustomLayout_; }
+    void setUseCustomLayout(bool use) { useCustomLayout_ = use; }
+    ui::View& menuBackgroundView();
+    const std::shared_ptr<ui::ScrollView>& photoView() const { return photoView_; }
+    const std::shared_ptr<ui::View>& topContentView() const { return topContentView_; }
+    const std::shared_ptr<ui::Button>& closeBtn() const { return closeBtn_; }
+    const std::shared_ptr<ui::Button>& selectAllBtn() const { return selectAllBtn_; }
+    const std::shared_ptr<ui::Button>& inverseBtn() const { return inverseBtn_; }
+    const std::shared_ptr<ui::Button>& openUrlBtn() const { return openUrlBtn_; }
+    const std::shared_ptr<ui::ImageView>& headerView() const { return headerView_; }
+    // The eight tip labels, in the order: rightSwip, leftSwip, holdClose,
+    // holdScreen, then their four descriptions.
+    const std::vector<std::shared_ptr<ui::Label>>& tipLabels() const { return tipLabels_; }
+    const std::shared_ptr<ui::View>& btmHorizontalLine() const { return btmHorizontalLine_; }
+    const std::shared_ptr<ui::View>& tableViewHorizontalLine() const {
+        return tableViewHorizontalLine_;
+    }
+    double maxFlowViewHeight() const { return maxFlowViewHeight_; }
+    bool splodeAllFlag() const { return splodeAllFlag_; }
+    TimerId headerTimer() const { return headerTimer_; }
+
+    // A point anywhere on the panel's window belongs to the panel: the
+    // backdrop around the card takes the taps that close it.
+    bool pointInside(ui::Point point) const override;
+
+  private:
+    void buildTips(std::int64_t tips);
+    void placeTips(std::int64_t tips);
+    // Spreads the backdrop over the whole window, with the card's surface on it.
+    void coverWindow();
+    bool handleKey(const ui::KeyEvent& event);
+    void backdropTapped(ui::GestureRecognizer& recognizer);
+    // The panel's selection as the action bar reads it: in the board's order
+    // setting, or the whole text when nothing is picked.
+    std::string actionText() const;
+    void notAvailable(const std::string& action);
+    void toast(const std::string& title, double timeout);
+    void copyToClipboard(const std::string& text);
+
+    ui::Application& application_;
+    PanelServices services_;
+    ActionBlock actionBlock_;
+    std::vector<std::string> actionBtnItems_;
+    std::shared_ptr<GTagFlowView> flowView_;
+    std::shared_ptr<GSplodeWindow> keyWindow_;
+    std::shared_ptr<const ui::Image> image_;
+    bool useCustomLayout_ = false;
+    std::shared_ptr<ui::View> menuBackgroundView_;
+    std::shared_ptr<ui::View> cardSurface_;
+    std::shared_ptr<ui::ScrollView> photoView_;
+    std::shared_ptr<ui::View> topContentView_;
+    std::shared_ptr<ui::Button> closeBtn_;
+    std::shared_ptr<ui::Button> selectAllBtn_;
+    std::shared_ptr<ui::Button> inverseBtn_;
+    std::shared_ptr<ui::Button> openUrlBtn_;
+    std::vector<std::shared_ptr<ui::Label>> tipLabels_;
+    std::shared_ptr<ui::View> topHorizontalLine_;
+    std::shared_ptr<ui::View> midHorizontalLine_;
+    std::shared_ptr<ui::View> btmHorizontalLine_;
+    std::shared_ptr<ui::View> tableViewHorizontalLine_;
+    std::shared_ptr<ui::ImageView> headerView_;
+    double maxFlowViewHeight_ = 0;
+    bool splodeAllFlag_ = false;
+    TimerId headerTimer_ = 0;
+    std::function<void()> detachedBlock_;
+};
+
+}  // namespace kernova

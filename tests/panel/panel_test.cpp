@@ -1,0 +1,378 @@
+// The panel on the simulated device, driven through messages and input: its
+// geometry on a monitor, the tips and picture layouts, the action bar built
+// from the menus file and what each button does with the picked tags, the
+// close button's gestures, the keys, the running indicator, and that a closed
+// panel leaves nothing running.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "base/plist.h"
+#include "floating/splode_running_view.h"
+#include "panel/screen_report.h"
+#include "panel/tag_flow_container.h"
+#include "server/message_names.h"
+#include "server/server.h"
+#include "server/settings.h"
+#include "sim/device.h"
+#include "sim/driver.h"
+#include "sim/sim_server_host.h"
+#include "support/base64_categories.h"
+#include "ui/alert.h"
+
+namespace kernova::testing {
+namespace {
+
+constexpr const char* kApp = "org.example.Editor";
+// The simulated monitor is 375 x 667 points: the card keeps 40 points free.
+constexpr double W = 375;
+constexpr double H = 627;
+
+class PanelTest : public ::testing::Test {
+  protected:
+    PanelTest() {
+        updateSettings(server.context(), [](Dictionary& d) { d["enabled"] = Value(true); });
+        theServer.start();
+        driver.setFrontmostApplication(kApp);
+        device.runUntilIdle();
+    }
+    void set(const char* key, Value value) {
+        updateSettings(server.context(), [&](Dictionary& d) { d[key] = value; });
+    }
+    void writeMenus(Value menus) {
+        savePropertyList(server.context().paths().menusFile(),
+                         Value(Dictionary{{"menus", std::move(menus)}}));
+    }
+    GTagFlowContainer& open(const std::string& text) {
+        app.messageSender().sendMessageName(
+            "notifySplode",
+            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
+        device.advance(GTagFlowContainer::kShowSeconds);
+        EXPECT_NE(theServer.panel(), nullptr);
+        return *theServer.panel();
+    }
+    static ui::Point middle(const ui::View& view) {
+        return view.convertPointToScreen(ui::Point{view.bounds().midX(), view.bounds().midY()});
+    }
+    ui::Point tag(const std::string& text) {
+        for (const TagState& state : tagStatesOf(*theServer.panel()->flowView()))
+            if (state.text == text) return ui::Point{state.frame.midX(), state.frame.midY()};
+        ADD_FAILURE() << "no tag " << text;
+        return {};
+    }
+    ui::Button& action(const std::string& name) {
+        for (const auto& view : theServer.panel()->topContentView()->subviews()) {
+            auto* button = dynamic_cast<ui::Button*>(view.get());
+            if (button && button->currentTitle() == name) return *button;
+        }
+        throw std::runtime_error("no button " + name);
+    }
+    std::vector<std::string> alertTitles() {
+        std::vector<std::string> titles;
+        for (const AlertReport& alert : reportScreen(server.application()).alerts)
+            titles.push_back(alert.title);
+        return titles;
+    }
+    std::vector<std::string> picked() { return reportPanel(*theServer.panel()).picked; }
+
+    sim::Device device;
+    sim::Driver driver{device};
+    sim::SimProcess& server = device.server();
+    sim::SimProcess& app = device.launchApp(kApp);
+    sim::SimServerHost host{device};
+    Server theServer{server.context(), device.messageCenter(), host};
+};
+
+TEST(PanelGeometry, TheCardFitsTheWorkAreaOfItsMonitor) {
+    struct Row {
+        ui::Rect workArea;
+        ui::Rect card;
+    };
+    const Row rows[] = {
+        {{0, 0, 1920, 1080}, {745, 74, 430, 932}},      // capped both ways
+        {{0, 0, 375, 667}, {0, 20, 375, 627}},          // 40 points kept free
+        {{1920, 30, 1280, 994}, {2345, 61, 430, 932}},  // a second monitor under a bar
+        {{0, 0, 800, 519}, {185, 0, 430, 519}},         // short: the whole height
+        {{0, 0, 300, -10}, {0, -5, 300, 0}},            // nothing left counts as 0
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(Server::panelScreenFrame(row.workArea), row.card)
+            << row.workArea.origin.x << "," << row.workArea.size.height;
+    }
+}
+
+TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
+    GTagFlowContainer& panel = open("alpha beta");
+    EXPECT_EQ(panel.frame(), ui::Rect(0, 20, W, H));
+    EXPECT_EQ(panel.keyWindow()->frame(), ui::Rect(0, 0, 375, 667));
+    EXPECT_EQ(panel.maxFlowViewHeight(), H - 350);
+    EXPECT_EQ(panel.headerView()->frame(), ui::Rect((W - 80) / 2, 35, 80, 80));
+    EXPECT_EQ(panel.closeBtn()->frame(), ui::Rect((W - 35) / 2, H - 130, 35, 35));
+    EXPECT_EQ(panel.topContentView()->frame(), ui::Rect(0.1 * W, H - 225, 0.8 * W, 75));
+    EXPECT_EQ(panel.btmHorizontalLine()->frame(), ui::Rect(0, H - 75, W, 1));
+    EXPECT_EQ(panel.menuBackgroundView().frame(), ui::Rect(0, -20, 375, 667))
+        << "the backdrop covers the whole monitor";
+
+    const ui::Rect board = panel.flowView()->frame();
+    const double content = panel.flowView()->collectionView()->contentSize().height;
+    EXPECT_EQ(board, ui::Rect(0, 125 + (H - 350 - content) * 0.5, W, content));
+    EXPECT_EQ(panel.selectAllBtn()->frame(), ui::Rect((W - 130) / 2, board.maxY() + 20, 35, 35));
+    EXPECT_EQ(panel.inverseBtn()->frame(), ui::Rect((W + 30) / 2, board.maxY() + 20, 35, 35));
+
+    // Content as tall as the band scrolls; one point less is centred.
+    panel.relodLayoutWithCollectionHeight(panel.maxFlowViewHeight());
+    EXPECT_EQ(panel.flowView()->frame(), ui::Rect(0, 125, W, H - 350));
+    panel.relodLayoutWithCollectionHeight(panel.maxFlowViewHeight() - 1);
+    EXPECT_EQ(panel.flowView()->frame(), ui::Rect(0, 125.5, W, H - 351));
+
+    // The default bar: six actions in six equal slots of the 300-point strip.
+    std::vector<std::string> names;
+    for (const ButtonState& button : reportPanel(panel).actions) {
+        names.push_back(button.name);
+        EXPECT_EQ(button.frame.size, (ui::Size{35, 35}));
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Copy", "UrlScheme", "Translate", "Search", "Share",
+                                               "History"}));
+    EXPECT_EQ(action("Search").frame().origin, (ui::Point{50 * 3 + 7.5, 20}));
+}
+
+TEST_F(PanelTest, TipsComeShortLongOrNotAtAll) {
+    for (std::int64_t tips : {0, 1, 2}) {
+        set("tips", Value(tips));
+        GTagFlowContainer& panel = open("tips");
+        const auto& labels = panel.tipLabels();
+        std::vector<std::string> shown = reportPanel(panel).tips;
+        const ui::Rect close = panel.closeBtn()->frame();
+        if (tips == 0) {
+            EXPECT_EQ(shown.size(), 8u);
+            EXPECT_EQ(labels[3]->text(), "[Long press blank]");
+            EXPECT_EQ(labels[3]->frame(), ui::Rect(0, H - 65, W / 4, 20));
+            EXPECT_EQ(labels[7]->frame(), ui::Rect(0, H - 48, W / 4, 20));
+            EXPECT_EQ(labels[0]->textAlignment(), ui::TextAlignment::center);
+        } else if (tips == 1) {
+            EXPECT_EQ(shown,
+                      (std::vector<std::string>{
+                          "→Right Swipe ⓧ Inverse selection", "Left Swipe ⓧ Select all←",
+                          "Long press ⓧ splode again", "Long press blank to toggle orderly"}));
+            EXPECT_EQ(labels[0]->frame(), ui::Rect(W / 2 + 43, close.origin.y, 130, 35));
+            EXPECT_EQ(labels[2]->frame(), ui::Rect(W / 2 - 75, close.origin.y - 30, 150, 20));
+            EXPECT_EQ(labels[0]->textAlignment(), ui::TextAlignment::left);
+        } else {
+            EXPECT_TRUE(shown.empty());
+        }
+        EXPECT_EQ(panel.btmHorizontalLine()->isHidden(), tips != 0);
+        panel.hide();
+        device.advance(1);
+    }
+}
+
+TEST_F(PanelTest, APictureShowsAboveTheBoardPixelForPixelAndIsBuiltOnce) {
+    set("textCheck", Value(true));
+    ui::PixelBuffer pixels{100, 50, std::vector<std::uint32_t>(5000, 0xff336699u)};
+    auto bytes =
+        server.platform().imageCodec.encode(*ui::Image::fromPixels(pixels), ui::ImageFormat::png);
+    ASSERT_TRUE(bytes);
+    const std::string base64 = platformBase64Encode(*bytes, Base64Lines::None);
+    app.messageSender().sendMessageName("notifySplode",
+                                        Value(Dictionary{{"callFromResponder", Value(true)},
+                                                         {"selection", Value("picture words")},
+                                                         {"image", Value(base64)}}));
+    device.advance(1);
+    GTagFlowContainer& panel = *theServer.panel();
+    const double band = (H - 350) * 0.5 - 1;
+    EXPECT_EQ(panel.maxFlowViewHeight(), band);
+    ASSERT_NE(panel.photoView(), nullptr);
+    EXPECT_EQ(panel.photoView()->frame(), ui::Rect(0, 125, W, band));
+    // 100 x 50 pixels on a screen of scale 2: 50 x 25 points, centred.
+    const auto& picture = panel.photoView()->subviews().front();
+    EXPECT_EQ(picture->frame(), ui::Rect((W - 50) / 2, (band - 25) / 2, 50, 25));
+    EXPECT_EQ(panel.photoView()->contentSize(), (ui::Size{50, 25}));
+    EXPECT_EQ(panel.tableViewHorizontalLine()->frame().origin.y, 125 + band + 1);
+    const double content = panel.flowView()->collectionView()->contentSize().height;
+    EXPECT_EQ(panel.flowView()->frame().origin.y, 125 + band + 2 + (band - content) * 0.5);
+
+    const ui::ScrollView* photo = panel.photoView().get();
+    panel.configDatas(panel.flowView()->flowDatas());
+    EXPECT_EQ(panel.photoView().get(), photo);
+}
+
+TEST_F(PanelTest, TheMenusFileSetsTheBarAndAnEmptyNameKeepsItsSlot) {
+    writeMenus(Value(
+        Dictionary{{"Enabled", Value(Array{Value("Copy"), Value(""), Value(7), Value("Share")})}}));
+    open("menus");
+    std::vector<ButtonState> actions = reportPanel(*theServer.panel()).actions;
+    ASSERT_EQ(actions.size(), 2u);
+    EXPECT_EQ(actions[0].frame.origin.x, 37.5 + 75 * 0 + 20);
+    EXPECT_EQ(actions[1].frame.origin.x, 37.5 + 75 * 3 + 20);
+    theServer.panel()->hide();
+    device.advance(1);
+
+    writeMenus(Value(Dictionary{{"Disabled", Value(Array{})}}));
+    open("menus");
+    EXPECT_TRUE(reportPanel(*theServer.panel()).actions.empty());
+    theServer.panel()->setActionBtnItems({});
+    EXPECT_TRUE(theServer.panel()->actionBtnItems().empty());
+}
+
+TEST_F(PanelTest, CopyWritesThePicksInBoardOrderOrPickOrderAndOpensNoSecondPanel) {
+    for (bool orderCopy : {false, true}) {
+        set("orderCopy", Value(orderCopy));
+        open("alpha beta gamma");
+        driver.tap(tag("gamma"));
+        driver.tap(tag("alpha"));
+        EXPECT_EQ(picked(), (std::vector<std::string>{"gamma", "alpha"}));
+        driver.tap(middle(action("Copy")));
+        EXPECT_EQ(device.pasteboard().string(), orderCopy ? "gammaalpha" : "alphagamma");
+        EXPECT_TRUE(theServer.flags().usingSplode);
+        device.advance(0.1);
+        EXPECT_EQ(theServer.panel(), nullptr) << "Copy hides the panel";
+
+        // The clipboard watch answers the panel's own write: no second panel.
+        app.messageSender().sendMessageName("notifySplode",
+                                            Value(Dictionary{{"callFromCC", Value(true)}}));
+        device.runUntilIdle();
+        EXPECT_EQ(theServer.panel(), nullptr);
+        device.advance(ServerFlags::kOwnWriteSeconds);
+        EXPECT_FALSE(theServer.flags().usingSplode);
+    }
+
+    // Nothing picked: the whole text.
+    open("whole text");
+    driver.tap(middle(action("Copy")));
+    EXPECT_EQ(device.pasteboard().string(), "whole text");
+}
+
+TEST_F(PanelTest, OnlyAButtonNamedFuZhiCopiesOnALongPress) {
+    writeMenus(Value(Dictionary{{"Enabled", Value(Array{Value("复制"), Value("Copy")})}}));
+    open("one two");
+    driver.longPress(middle(action("Copy")), 1.0);
+    EXPECT_TRUE(alertTitles().empty()) << "the copy button has no long press";
+
+    driver.longPress(middle(action("复制")), 1.0);
+    EXPECT_EQ(alertTitles(), std::vector<std::string>{GTagFlowContainer::kNoSelectionTitle});
+    // The notice lets touches through to the panel beneath it.
+    driver.tap(tag("two"));
+    driver.longPress(middle(action("复制")), 1.0);
+    EXPECT_EQ(device.pasteboard().string(), "two");
+    EXPECT_TRUE(theServer.panel()->isShown()) << "the panel stays open";
+    device.advance(1.0);
+    EXPECT_TRUE(alertTitles().empty()) << "the notice is gone after 0.7 s";
+}
+
+TEST_F(PanelTest, ShareAndTheActionsStillToComeAndTheActionBlock) {
+    writeMenus(Value(
+        Dictionary{{"Enabled", Value(Array{Value("Translate"), Value("Search"), Value("UrlScheme"),
+                                           Value("Other"), Value("Share")})}}));
+    GTagFlowContainer& panel = open("share me");
+    std::vector<std::string> calls;
+    panel.setActionBlock([&](const std::string& name, const std::string& text) {
+        calls.push_back(name + ":" + text);
+    });
+    for (const char* name : {"Translate", "Search", "UrlScheme", "Other"})
+        driver.tap(middle(action(name)));
+    EXPECT_EQ(alertTitles(), (std::vector<std::string>{"Translate is not available yet",
+                                                       "Search is not available yet",
+                                                       "UrlScheme is not available yet"}));
+    EXPECT_TRUE(panel.isShown());
+
+    driver.tap(middle(action("Share")));
+    device.runUntilIdle();
+    EXPECT_EQ(host.sharedTexts(), std::vector<std::string>{"share me"});
+    EXPECT_EQ(calls,
+              (std::vector<std::string>{"Translate:share me", "Search:share me",
+                                        "UrlScheme:share me", "Other:share me", "Share:share me"}));
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr) << "the panel Share hid is let go";
+}
+
+TEST_F(PanelTest, TheCloseButtonsSwipesSelectAllOrInverseAndItsLongPressSplitsAgain) {
+    GTagFlowContainer& panel = open("ab cd");
+    driver.swipe(middle(*panel.closeBtn()), sim::Direction::left);
+    EXPECT_EQ(picked(), (std::vector<std::string>{"ab", " ", "cd"}));
+    driver.tap(tag("cd"));
+    driver.swipe(middle(*panel.closeBtn()), sim::Direction::right);
+    EXPECT_EQ(picked(), std::vector<std::string>{"cd"});
+    driver.tap(middle(*panel.selectAllBtn()));
+    driver.tap(middle(*panel.inverseBtn()));
+    EXPECT_TRUE(picked().empty());
+
+    driver.tap(tag("ab"));
+    driver.longPress(middle(*panel.closeBtn()), 1.0);
+    EXPECT_TRUE(panel.splodeAllFlag());
+    EXPECT_TRUE(picked().empty()) << ::testing::PrintToString(picked());
+    EXPECT_EQ(panel.flowView()->flowDatas().size(), 5u) << "one tag per character";
+    driver.longPress(middle(*panel.closeBtn()), 1.0);
+    EXPECT_FALSE(panel.splodeAllFlag());
+    EXPECT_EQ(panel.flowView()->flowDatas().size(), 3u);
+    EXPECT_TRUE(panel.isShown());
+
+    // A long press on blank space toggles the order of copying.
+    const bool order = panel.flowView()->orderCopy();
+    driver.longPress(panel.convertPointToScreen(ui::Point{10, H - 20}), 1.0);
+    EXPECT_EQ(panel.flowView()->orderCopy(), !order);
+}
+
+TEST_F(PanelTest, EscapeControlCAndATapOutsideTheCardCloseIt) {
+    open("keys here");
+    driver.tap(ui::Point{200, 150});  // blank space on the card
+    EXPECT_TRUE(theServer.panel()->isShown());
+    driver.tap(ui::Point{200, 5});  // the backdrop above the card
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+
+    open("keys here");
+    driver.tap(tag("here"));
+    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::other, "c", true}));
+    EXPECT_EQ(device.pasteboard().string(), "here");
+    device.advance(0.6);
+    EXPECT_EQ(theServer.panel(), nullptr);
+
+    open("keys here");
+    EXPECT_FALSE(driver.key(ui::KeyEvent{ui::Key::other, "c", false}));
+    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}, false}));
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+}
+
+TEST_F(PanelTest, AClosedPanelLeavesNoTimerAndTheClickSoundFollowsItsSwitch) {
+    set("vibrateSwitch", Value(true));
+    set("vibrate", Value(0));
+    GTagFlowContainer& panel = open("sound");
+    EXPECT_NE(panel.headerTimer(), 0u);
+    device.advance(GTagFlowContainer::kHeaderBlinkSeconds + 0.01);
+    EXPECT_EQ(panel.headerView()->alpha(), 0.2) << "the header blinks";
+    panel.hide();
+    device.advance(2);
+    EXPECT_EQ(theServer.panel(), nullptr);
+    EXPECT_EQ(device.clock().pendingCount(), 0u) << "nothing runs once the panel is gone";
+    EXPECT_EQ(server.services().haptic().sounds(),
+              (std::vector<std::uint32_t>{GTagFlowContainer::kDefaultVibrate,
+                                          GTagFlowContainer::kDefaultVibrate}));
+}
+
+TEST_F(PanelTest, RunningIndicatorsBlinkAndOneNoticeHidesThemAll) {
+    app.messageSender().sendMessageName("showRunning", Value(Dictionary{}));
+    app.messageSender().sendMessageName("showRunning", Value(Dictionary{}));
+    device.runUntilIdle();
+    ScreenReport report = reportScreen(server.application());
+    ASSERT_EQ(report.runningIndicators.size(), 2u);
+    EXPECT_EQ(report.runningIndicators[0], ui::Rect(147.5, 35, 80, 80));
+
+    device.advance(GSplodeRunningView::kBlinkSeconds * 2 + 0.01);
+    EXPECT_EQ(report.runningIndicators.size(), 2u);
+    server.context().notifications().post(kHideRunningNotification);
+    EXPECT_TRUE(reportScreen(server.application()).runningIndicators.empty());
+    device.advance(1);
+    EXPECT_EQ(device.clock().pendingCount(), 0u) << "the blink stops with the indicator";
+
+    auto indicator = GSplodeRunningView::init(server.application(), ui::Rect(0, 0, 375, 667));
+    indicator->show();
+    indicator->setAlpha(0.5);
+    device.advance(GSplodeRunningView::kBlinkSeconds + 0.01);
+    EXPECT_EQ(indicator->alpha(), 1.0);
+    indicator->hide();
+}
+
+}  // namespace
+}  // namespace kernova::testing
