@@ -45,8 +45,8 @@ struct SettingKey {
     bool defaultBoolean = false;
 
     // Integers: either a range, into which reads clamp, or a set of choices,
-    // which reads leave as they are (each reader gives other values the
-    // meaning its Part states); `kernova set` refuses anything outside either.
+    // which reads leave as they are (each reader gives other values a meaning
+    // of its own); `kernova set` refuses anything outside either.
     std::int64_t defaultInteger = 0;
     std::int64_t minimum = std::numeric_limits<std::int64_t>::min();
     std::int64_t maximum = std::numeric_limits<std::int64_t>::max();
