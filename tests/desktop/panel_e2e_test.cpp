@@ -1,8 +1,10 @@
 // The whole path on a real X server: kernovad on a private Xvfb display, the
-// board opened by `kernova splode` and by the stock gdbus tool, tags picked
-// with the mouse through xdotool, the board closed by Escape and by a click
-// outside it; and the hotkey's command on another application's selection. The board's state is
-// read through kernovad's debug query. kernovad maps no GL or web engine library.
+// panel opened by `kernova splode` and by the stock gdbus tool, tags picked
+// with the mouse through xdotool, copied with the Copy button and read back
+// from the CLIPBOARD with xclip, the panel closed by
+// Escape and by a click outside it; and the hotkey's command on another
+// application's selection. What the panel shows is read through kernovad's
+// debug query. kernovad maps no GL or web engine library.
 #include <gtest/gtest.h>
 
 #include <QFile>
@@ -36,7 +38,7 @@ std::vector<std::string> texts(const nlohmann::json& list) {
     return all;
 }
 
-class BoardEndToEnd : public ::testing::Test {
+class PanelEndToEnd : public ::testing::Test {
   protected:
     void SetUp() override {
         if (display().isEmpty() || !haveTool("xdotool") || !haveTool("gdbus")) {
@@ -103,7 +105,7 @@ class BoardEndToEnd : public ::testing::Test {
     bool moveTo(const QStringList& point) {
         return xdotool(QStringList{"mousemove", "--sync"} + point);
     }
-    bool boardWindowVisible() {
+    bool panelWindowVisible() {
         auto [status, out] =
             run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--class", "kernovad"});
         return status == 0 && !out.empty();
@@ -125,19 +127,52 @@ class BoardEndToEnd : public ::testing::Test {
         return found;
     }
 
+    // The middle of the action button `name`, in device pixels.
+    QStringList actionButton(const std::string& name) {
+        const std::optional<nlohmann::json> shown = state();
+        if (shown) {
+            for (const auto& button : (*shown)["actions"])
+                if (button["name"] == name) return at(button);
+        }
+        ADD_FAILURE() << "no action button " << name;
+        return {"0", "0"};
+    }
+    std::string clipboard() {
+        return run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard"}).second;
+    }
+    bool click(const QStringList& point) { return moveTo(point) && xdotool({"click", "1"}); }
+    // Opens the panel on `text`. For half a second after the panel copied,
+    // kernovad takes the request for an echo of its own write and drops it:
+    // then it is sent again.
+    bool openPanel(const QString& text) {
+        QDBusConnection bus = desktop::sessionConnection();
+        return waitFor([&] {
+            std::optional<QStringList> before = receivedMessages(bus);
+            if (!before || run(desktopCliPath(), {"splode", text}).first != 0) return false;
+            std::optional<QStringList> after;
+            if (!waitFor([&] {
+                    after = receivedMessages(bus);
+                    return after && after->size() > before->size();
+                }))
+                return false;
+            return !after->back().contains(QStringLiteral("own clipboard write")) &&
+                   waitForShown(true);
+        });
+    }
+
     QProcessEnvironment env_;
     std::unique_ptr<KernovadProcess> daemon_;
 };
 
-// kernovad maps no GL or web engine library, at start or with a board.
-TEST_F(BoardEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
+// kernovad maps no GL or web engine library, at start or with a panel.
+TEST_F(PanelEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
     EXPECT_EQ(heavyLibraries(), QStringList()) << "at start";
     auto [status, out] =
         run(desktopCliPath(), {"splode", QString::fromUtf8("alpha beta gamma delta")});
     ASSERT_EQ(status, 0) << out;
     ASSERT_TRUE(waitForShown(true));
-    ASSERT_TRUE(waitFor([&] { return boardWindowVisible(); }));
-    EXPECT_EQ(heavyLibraries(), QStringList()) << "with a board";
+    ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
+    EXPECT_EQ(heavyLibraries(), QStringList()) << "with a panel";
     nlohmann::json tags = (*state())["tags"];
     ASSERT_EQ(texts(tags),
               (std::vector<std::string>{"alpha", " ", "beta", " ", "gamma", " ", "delta"}));
@@ -164,10 +199,10 @@ TEST_F(BoardEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
 
     ASSERT_TRUE(xdotool({"key", "Escape"}));
     EXPECT_TRUE(waitForShown(false));
-    EXPECT_TRUE(waitFor([&] { return !boardWindowVisible(); }));
+    EXPECT_TRUE(waitFor([&] { return !panelWindowVisible(); }));
 }
 
-TEST_F(BoardEndToEnd, AStockDBusClientOpensItAndAClickOutsideClosesIt) {
+TEST_F(PanelEndToEnd, AStockDBusClientOpensItAndAClickOutsideClosesIt) {
     auto [status, out] =
         run(QStringLiteral("gdbus"),
             {"call", "--session", "--dest", "fun.quorle.kernova.prefs", "--object-path",
@@ -177,16 +212,36 @@ TEST_F(BoardEndToEnd, AStockDBusClientOpensItAndAClickOutsideClosesIt) {
     ASSERT_EQ(status, 0) << out;
     ASSERT_TRUE(waitForShown(true));
     EXPECT_EQ(texts((*state())["tags"]), (std::vector<std::string>{"gdbus", " ", "你好"}));
-    ASSERT_TRUE(waitFor([&] { return boardWindowVisible(); }));
+    ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
 
-    // The screen's corner is backdrop, outside the board's card.
+    // The screen's corner is backdrop, outside the panel's card.
     ASSERT_TRUE(moveTo({"3", "3"}));
     ASSERT_TRUE(xdotool({"click", "1"}));
     EXPECT_TRUE(waitForShown(false));
     EXPECT_TRUE(selection().empty());
 }
 
-TEST_F(BoardEndToEnd, TheHotkeyCommandOpensThePrimarySelection) {
+TEST_F(PanelEndToEnd, CopyPutsThePicksOnTheClipboardInBoardOrPickOrder) {
+    if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
+    for (const char* orderCopy : {"NO", "YES"}) {
+        ASSERT_EQ(run(desktopCliPath(), {"set", "orderCopy", orderCopy}).first, 0);
+        ASSERT_TRUE(openPanel(QStringLiteral("alpha beta gamma")));
+        ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
+        nlohmann::json tags = (*state())["tags"];
+        ASSERT_TRUE(click(at(tags[4])));
+        ASSERT_TRUE(waitForSelection({"gamma"}));
+        ASSERT_TRUE(click(at(tags[0])));
+        ASSERT_TRUE(waitForSelection({"gamma", "alpha"}));
+        ASSERT_TRUE(click(actionButton("Copy")));
+        EXPECT_TRUE(waitForShown(false));
+        const std::string expected = orderCopy == std::string("YES") ? "gammaalpha" : "alphagamma";
+        EXPECT_TRUE(waitFor([&] { return clipboard() == expected; }))
+            << orderCopy << ": " << clipboard();
+        EXPECT_TRUE(waitFor([&] { return !panelWindowVisible(); }));
+    }
+}
+
+TEST_F(PanelEndToEnd, TheHotkeyCommandOpensThePrimarySelection) {
     if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
     // Another application owns the PRIMARY selection, as after the user
     // selects text in it.
