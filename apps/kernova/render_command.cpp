@@ -149,8 +149,8 @@ RenderParse parseRenderArguments(std::span<const std::string> args) {
 
 std::shared_ptr<BoardOverlay> showBoard(ui::Application& application, std::string_view text,
                                         double width, double height) {
-    auto overlay = BoardOverlay::show(application, text, ui::Rect(0, 0, width, height),
-                                      BoardOverlay::Style::plain, kMaxRenderSide);
+    auto overlay =
+        BoardOverlay::show(application, text, ui::Rect(0, 0, width, height), kMaxRenderSide);
     application.layoutIfNeeded();
     return overlay;
 }
