@@ -16,6 +16,7 @@
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/qt_image_codec.h"
 #include "desktop/ui/screen_behind.h"
+#include "desktop/ui/work_area.h"
 
 namespace kernova::daemon {
 namespace {
@@ -43,11 +44,11 @@ std::string property(xcb_connection_t* connection, xcb_window_t window, xcb_atom
     return std::string(value, static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
 }
 
-Monitor monitorOf(const QScreen* screen) {
-    if (!screen) return {};
-    auto rect = [](const QRect& r) { return ui::Rect(r.x(), r.y(), r.width(), r.height()); };
-    return Monitor{desktop::fromQString(screen->name()), rect(screen->geometry()),
-                   rect(screen->availableGeometry()), screen->devicePixelRatio()};
+Monitor monitorOf(const QScreen& screen) {
+    const QRect r = screen.geometry();
+    const ui::Rect frame(r.x(), r.y(), r.width(), r.height());
+    return Monitor{desktop::fromQString(screen.name()), frame, desktop::workAreaOf(screen),
+                   screen.devicePixelRatio()};
 }
 
 }  // namespace
@@ -92,14 +93,12 @@ std::string DesktopServerHost::frontmostApplicationId() {
 Monitor DesktopServerHost::monitorUnderPointer() {
     QScreen* screen = QGuiApplication::screenAt(QCursor::pos());
     if (!screen) screen = QGuiApplication::primaryScreen();
-    Monitor monitor = monitorOf(screen);
-    // The overlays cover the primary screen for now; where there is none, the
-    // toolkit's screen.
-    if (monitor.frame.size.width <= 0) {
-        monitor.frame = desktop_->screen().bounds;
-        monitor.workArea = monitor.frame;
-        monitor.scale = desktop_->screen().scale;
-    }
+    if (screen && !screen->geometry().isEmpty()) return monitorOf(*screen);
+    // Qt knows no screen: the toolkit's.
+    Monitor monitor;
+    monitor.frame = desktop_->screen().bounds;
+    monitor.workArea = monitor.frame;
+    monitor.scale = desktop_->screen().scale;
     return monitor;
 }
 

@@ -1,5 +1,5 @@
 // Entry point of the end-to-end tests: a private preferences folder, a private
-// Xvfb display for kernovad and the X tools (the test process itself stays on
+// Xvfb display managed by openbox for kernovad and the X tools (the test process itself stays on
 // the offscreen platform), inside the private session bus the test runner
 // gives every test.
 #include <gtest/gtest.h>
@@ -18,7 +18,10 @@ int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     if (::testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
 
-    kernova::testing::Xvfb xvfb;
+    // A window manager runs, as on a desktop (openbox: no compositor).
+    kernova::testing::XvfbOptions options;
+    options.windowManager = true;
+    kernova::testing::Xvfb xvfb(options);
     if (xvfb.started()) ::setenv("KERNOVA_TEST_DISPLAY", xvfb.display().c_str(), 1);
     QGuiApplication app(argc, argv);
     if (!kernova::testing::prepareKernovadEnvironment()) return 1;

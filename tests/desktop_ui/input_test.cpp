@@ -3,8 +3,10 @@
 // scrolling, Escape as a key for the key window.
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QToolTip>
 #include <QWheelEvent>
 
 #include "desktop_ui/desktop_ui_fixture.h"
@@ -45,8 +47,13 @@ TEST_F(InputTest, OverlaysFollowVisibleWindowsByLevel) {
     EXPECT_TRUE(widget->windowFlags().testFlag(Qt::FramelessWindowHint));
     EXPECT_TRUE(widget->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
     EXPECT_TRUE(widget->testAttribute(Qt::WA_TranslucentBackground));
-    // A window smaller than the screen takes input only over its frame.
-    EXPECT_EQ(host->widgetFor(*high)->mask().boundingRect(), QRect(0, 0, 100, 100));
+    // Each overlay lies at its window's frame, in desktop coordinates.
+    EXPECT_EQ(host->widgetFor(*high)->geometry(), QRect(0, 0, 100, 100));
+    low->setFrame({300, 200, 150, 100});
+    host->sync();
+    EXPECT_EQ(widget->geometry(), QRect(300, 200, 150, 100));
+    EXPECT_EQ(widget->screenOrigin(), QPointF(300, 200));
+    EXPECT_FALSE(widget->inputRegion().has_value());
 
     high->setHidden(true);
     host->sync();
@@ -163,7 +170,102 @@ TEST_F(InputTest, EscapeReachesTheKeyWindow) {
     QApplication::sendEvent(host->widgetFor(*window), &escape);
     EXPECT_EQ(escapes, 1);
     EXPECT_EQ(toKeyEvent(Qt::Key_A, "a")->text, "a");
+    EXPECT_FALSE(toKeyEvent(Qt::Key_A, "a")->control);
     EXPECT_FALSE(toKeyEvent(Qt::Key_Shift, "").has_value());
+}
+
+TEST_F(InputTest, ControlWithALetterGivesTheLetterAndControl) {
+    // The keyboard's text for Ctrl+C is the control character U+0003.
+    auto copy = toKeyEvent(Qt::Key_C, QString(QChar(3)), Qt::ControlModifier);
+    ASSERT_TRUE(copy.has_value());
+    EXPECT_EQ(copy->key, ui::Key::other);
+    EXPECT_EQ(copy->text, "c");
+    EXPECT_TRUE(copy->control);
+    auto shifted =
+        toKeyEvent(Qt::Key_V, QString(QChar(22)), Qt::ControlModifier | Qt::ShiftModifier);
+    ASSERT_TRUE(shifted.has_value());
+    EXPECT_EQ(shifted->text, "v");
+    EXPECT_TRUE(toKeyEvent(Qt::Key_Escape, {}, Qt::ControlModifier)->control);
+    EXPECT_FALSE(toKeyEvent(Qt::Key_Control, {}, Qt::ControlModifier).has_value());
+
+    auto window = makeWindow({0, 0, 300, 300});
+    std::vector<ui::KeyEvent> keys;
+    window->setKeyHandler([&](const ui::KeyEvent& key) {
+        keys.push_back(key);
+        return true;
+    });
+    host->sync();
+    QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::ControlModifier, QString(QChar(1)));
+    QApplication::sendEvent(host->widgetFor(*window), &press);
+    ASSERT_EQ(keys.size(), 1u);
+    EXPECT_EQ(keys[0].text, "a");
+    EXPECT_TRUE(keys[0].control);
+}
+
+TEST_F(InputTest, ToolTipsComeFromTheViewUnderThePointerOrItsAncestors) {
+    auto window = makeWindow({100, 50, 300, 300});
+    auto bar = std::make_shared<ui::View>(ui::Rect{0, 0, 300, 60});
+    bar->setToolTip("Actions");
+    auto copy = std::make_shared<ui::Button>(ui::Rect{10, 10, 40, 40});
+    copy->setToolTip("Copy");
+    auto plain = std::make_shared<ui::View>(ui::Rect{60, 10, 40, 40});
+    bar->addSubview(copy);
+    bar->addSubview(plain);
+    window->addSubview(bar);
+    ui::Rect area;
+    EXPECT_EQ(toolTipAt(*window, {130, 80}, &area), "Copy");
+    EXPECT_EQ(area, ui::Rect(110, 60, 40, 40));
+    EXPECT_EQ(toolTipAt(*window, {180, 80}), "Actions");
+    EXPECT_EQ(toolTipAt(*window, {180, 200}), "");
+
+    // Qt asks once the pointer rests; the tip shows the view's words.
+    host->sync();
+    QWidget& widget = *host->widgetFor(*window);
+    QHelpEvent rest(QEvent::ToolTip, QPoint(30, 30), widget.mapToGlobal(QPoint(30, 30)));
+    QApplication::sendEvent(&widget, &rest);
+    EXPECT_TRUE(QToolTip::isVisible());
+    EXPECT_EQ(QToolTip::text(), "Copy");
+    QHelpEvent elsewhere(QEvent::ToolTip, QPoint(80, 200), widget.mapToGlobal(QPoint(80, 200)));
+    QApplication::sendEvent(&widget, &elsewhere);
+    // Qt fades the tip out on its own timer.
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (QToolTip::isVisible() && elapsed.elapsed() < 5000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    }
+    EXPECT_FALSE(QToolTip::isVisible());
+    EXPECT_TRUE(widget.hasMouseTracking());
+}
+
+TEST_F(InputTest, APassThroughWindowTakesInputOnlyOverItsVisibleContent) {
+    auto window = std::make_shared<ui::Window>(app, ui::Rect{200, 100, 300, 200});
+    window->setPassesTouchesThrough(true);
+    auto root = std::make_shared<ui::ViewController>();
+    window->setRootViewController(root);
+    auto pill = std::make_shared<ui::View>(ui::Rect{10, 20, 100, 30});
+    auto hidden = std::make_shared<ui::View>(ui::Rect{150, 20, 50, 50});
+    hidden->setHidden(true);
+    auto faded = std::make_shared<ui::View>(ui::Rect{150, 100, 50, 50});
+    faded->setAlpha(0.005);
+    root->view()->addSubview(pill);
+    root->view()->addSubview(hidden);
+    root->view()->addSubview(faded);
+    auto badge = std::make_shared<ui::View>(ui::Rect{250, 150, 20, 20});
+    window->addSubview(badge);
+    window->makeKeyAndVisible();
+    host->sync();
+    OverlayWidget* widget = host->widgetFor(*window);
+    ASSERT_NE(widget, nullptr);
+    EXPECT_TRUE(widget->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
+    ASSERT_TRUE(widget->inputRegion().has_value());
+    EXPECT_EQ(*widget->inputRegion(), QRegion(10, 20, 100, 30) + QRegion(250, 150, 20, 20));
+
+    // The region follows the content on the next sync.
+    pill->setHidden(true);
+    badge->setHidden(true);
+    host->sync();
+    EXPECT_TRUE(widget->inputRegion()->isEmpty());
+    EXPECT_NE(app.keyWindow(), window.get());
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 // handlers and the platform's choices on the offscreen plugin.
 #include <QClipboard>
 #include <QGuiApplication>
+#include <string>
+#include <vector>
 
 #include "desktop_ui/desktop_ui_fixture.h"
 
@@ -87,11 +89,34 @@ TEST_F(ServicesTest, PlatformChoosesServicesForTheOffscreenPlugin) {
     desktop->platform().keyboard.insertText("dropped");  // no helper: nothing happens
     desktop->platform().haptic.playSystemSound(1519);
     EXPECT_EQ(desktop->haptic().playCount(), 1u);
+    // Nobody hears the offscreen plugin: the sound library is never tried.
+    EXPECT_TRUE(desktop->haptic().isSilent());
+    EXPECT_FALSE(desktop->haptic().triedSound());
 
     const ui::UrlOpener& urls = desktop->platform().urlOpener;
     EXPECT_TRUE(urls.canOpenURL("https://example.org/a?b=c"));
     EXPECT_FALSE(urls.canOpenURL("no-such-scheme-for-kernova://x"));
     EXPECT_FALSE(urls.canOpenURL(""));
+}
+
+// The click sound loads libcanberra on its first play only; without a sound
+// device (as here) it falls silent with at most one debug line.
+TEST_F(ServicesTest, TheClickSoundLoadsOnFirstPlayAndFallsSilentWithoutADevice) {
+    std::vector<std::string> lines;
+    Logger log("test", LogLevel::debug);
+    log.setSink([&](LogLevel, std::string_view line) { lines.emplace_back(line); });
+    DesktopHaptic haptic(true, &log);
+    EXPECT_FALSE(haptic.triedSound());
+    EXPECT_TRUE(lines.empty());
+    for (int i = 0; i < 3; ++i)
+        haptic.playSystemSound(1104);
+    EXPECT_TRUE(haptic.triedSound());
+    EXPECT_EQ(haptic.playCount(), 3u);
+    EXPECT_LE(lines.size(), 1u);
+    if (!lines.empty()) {
+        EXPECT_TRUE(haptic.isSilent());
+        EXPECT_NE(lines.front().find("debug"), std::string::npos);
+    }
 }
 
 TEST_F(ServicesTest, WebViewsMakeNoEngineUntilTheyLoad) {

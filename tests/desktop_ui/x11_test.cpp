@@ -10,40 +10,25 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QToolTip>
 #include <QWidget>
 #include <QWindow>
+#include <cstdint>
+#include <cstring>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "desktop/ui/presenter.h"
 #include "desktop/ui/screen_behind.h"
-#include "desktop_ui/desktop_ui_fixture.h"
+#include "desktop/ui/work_area.h"
+#include "desktop_ui/x11_fixture.h"
 #include "ui/alert.h"
 #include "ui/control.h"
 #include "ui/web_view.h"
 
 namespace kernova::desktop::testing {
 namespace {
-
-// Runs Qt's event loop until `done` holds or `milliseconds` pass.
-bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > milliseconds) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    }
-    return true;
-}
-
-class X11Test : public DesktopUiTest {
-  protected:
-    void SetUp() override {
-        if (std::getenv("KERNOVA_NO_X11")) GTEST_SKIP() << "Xvfb is not available";
-        host = desktop->makeWindowHost(app);
-    }
-
-    std::unique_ptr<OverlayWindowHost> host;
-};
 
 TEST_F(X11Test, OverlayMapsAboveAndPaintsTheWindow) {
     EXPECT_EQ(desktop->qtPlatformName(), "xcb");
@@ -185,6 +170,126 @@ TEST_F(X11Test, AWebViewLoadsItsPageThroughTheEngineModule) {
     EXPECT_EQ(delegate.error, "");
     EXPECT_TRUE(desktop->webViews()->backings().front()->hasEngine());
     web->removeFromSuperview();
+    host->stop();
+}
+
+struct PressCounter : QObject {
+    int presses = 0;
+    bool eventFilter(QObject*, QEvent* event) override {
+        presses += event->type() == QEvent::MouseButtonPress;
+        return false;
+    }
+};
+
+// Sets (or with no values deletes) a CARDINAL list on the root window.
+void setRootCardinals(const char* name, const std::vector<std::uint32_t>& values) {
+    xcb_connection_t* connection = x11Connection();
+    auto* atom = xcb_intern_atom_reply(
+        connection,
+        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
+        nullptr);
+    ASSERT_NE(atom, nullptr);
+    if (values.empty()) {
+        xcb_delete_property(connection, rootWindow(), atom->atom);
+    } else {
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, rootWindow(), atom->atom,
+                            XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(values.size()),
+                            values.data());
+    }
+    std::free(atom);
+    xcb_flush(connection);
+}
+
+TEST_F(X11Test, TheWorkAreaComesFromTheRootWindow) {
+    QScreen* screen = QGuiApplication::primaryScreen();
+    ASSERT_EQ(screen->geometry(), QRect(0, 0, 1024, 768));
+    EXPECT_EQ(workAreaOf(*screen), ui::Rect(0, 0, 1024, 768));  // nothing published
+    // Two desktops; on the second, a 40-pixel panel at the top and a dock at the left.
+    setRootCardinals("_NET_CURRENT_DESKTOP", {1});
+    setRootCardinals("_NET_WORKAREA", {0, 0, 1024, 768, 64, 40, 960, 728});
+    EXPECT_EQ(workAreaOf(*screen), ui::Rect(64, 40, 960, 728));
+    setRootCardinals("_NET_CURRENT_DESKTOP", {0});
+    EXPECT_EQ(workAreaOf(*screen), ui::Rect(0, 0, 1024, 768));
+    setRootCardinals("_NET_WORKAREA", {});
+    setRootCardinals("_NET_CURRENT_DESKTOP", {});
+}
+
+// A pass-through window (a toast, the running indicator) above the board's:
+// a click outside its content reaches the board, the board keeps the keys,
+// and an alert of the pass-through window does not take them either.
+TEST_F(X11Test, ClicksOutsideAPassThroughWindowsContentReachTheWindowBeneath) {
+    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    auto beneath = makeWindow({0, 0, 1024, 768});
+    int beneathTaps = 0;
+    auto everywhere = std::make_shared<ui::Button>(ui::Rect{0, 0, 1024, 768});
+    everywhere->addTarget([&](ui::Control&) { ++beneathTaps; }, ui::kControlEventTouchUpInside);
+    beneath->addSubview(everywhere);
+
+    auto toast = std::make_shared<ui::Window>(app, ui::Rect{100, 100, 400, 300});
+    toast->setWindowLevel(ui::kWindowLevelAlert + 2);
+    toast->setPassesTouchesThrough(true);
+    auto root = std::make_shared<ui::ViewController>();
+    toast->setRootViewController(root);
+    int toastTaps = 0;
+    auto pill = std::make_shared<ui::Button>(ui::Rect{0, 0, 100, 50});
+    pill->addTarget([&](ui::Control&) { ++toastTaps; }, ui::kControlEventTouchUpInside);
+    root->view()->addSubview(pill);
+    toast->makeKeyAndVisible();  // never key
+    host->start();
+    ASSERT_TRUE(waitFor(
+        [&] { return exposed(host->widgetFor(*beneath)) && exposed(host->widgetFor(*toast)); }));
+    QWindow* beneathWindow = host->widgetFor(*beneath)->windowHandle();
+    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == beneathWindow; }));
+    // The X server itself delivers the click to the overlay beneath (the
+    // toolkit would also pass a click on the toast's overlay through).
+    PressCounter beneathPresses;
+    host->widgetFor(*beneath)->installEventFilter(&beneathPresses);
+
+    auto click = [](int x, int y) {
+        return QProcess::execute("xdotool", {"mousemove", "--sync", QString::number(x),
+                                             QString::number(y), "click", "1"});
+    };
+    // Inside the toast's frame, outside its content.
+    EXPECT_EQ(click(300, 300), 0);
+    EXPECT_TRUE(waitFor([&] { return beneathTaps == 1; })) << "the click stayed in the toast";
+    EXPECT_EQ(beneathPresses.presses, 1);
+    EXPECT_EQ(toastTaps, 0);
+    // On its content.
+    EXPECT_EQ(click(150, 120), 0);
+    EXPECT_TRUE(waitFor([&] { return toastTaps == 1; }));
+    EXPECT_EQ(beneathTaps, 1);
+    EXPECT_EQ(beneathPresses.presses, 1);
+
+    auto alert = ui::AlertController::alertControllerWithTitle("Copied", std::nullopt,
+                                                               ui::AlertControllerStyle::alert);
+    alert->addAction(ui::AlertAction::actionWithTitle("OK", ui::AlertActionStyle::defaultStyle));
+    root->presentViewController(alert, true);
+    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(dialog->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
+    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
+    // A round trip to the server, then the focus is where it was.
+    QProcess::execute("xdotool", {"getmouselocation"});
+    QCoreApplication::processEvents();
+    EXPECT_EQ(QGuiApplication::focusWindow(), beneathWindow);
+    EXPECT_EQ(app.keyWindow(), beneath.get());
+    host->stop();
+}
+
+TEST_F(X11Test, ThePointerRestingOnAButtonShowsItsToolTip) {
+    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    auto window = makeWindow({0, 0, 1024, 768});
+    auto copy = std::make_shared<ui::Button>(ui::Rect{200, 200, 80, 40});
+    copy->setToolTip("Copy the picked words");
+    window->addSubview(copy);
+    host->start();
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*window)); }));
+    QToolTip::hideText();
+    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "--sync", "230", "215"}), 0);
+    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "--sync", "240", "220"}), 0);
+    EXPECT_TRUE(waitFor([] {
+        return QToolTip::isVisible() && QToolTip::text() == "Copy the picked words";
+    })) << "no tool tip";
     host->stop();
 }
 

@@ -70,7 +70,7 @@ DesktopPlatform::DesktopPlatform(Context& context, DesktopPlatformOptions option
     : qtPlatform_(QGuiApplication::platformName()),
       widgets_(runsWidgets()),
       pasteboard_(context),
-      haptic_(options.clickSound && canSound(qtPlatform_)),
+      haptic_(options.clickSound && canSound(qtPlatform_), &context.log()),
       keyboard_(makeKeyboard(qtPlatform_)),
       receiver_(std::make_unique<QObject>()) {
     if (widgets_) {

@@ -30,8 +30,9 @@ namespace kernova::desktop {
 class QtPresenter;
 
 struct DesktopPlatformOptions {
-    // The tap and show sounds ring the system bell (off: silent).
-    bool clickSound = false;
+    // The tap and show sounds play (when the core asks for them, as the
+    // settings say); false keeps the process silent.
+    bool clickSound = true;
 };
 
 // Sets what Qt and its web engine read at start-up (the engine's sandbox as

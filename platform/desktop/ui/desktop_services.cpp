@@ -1,6 +1,8 @@
 #include "desktop/ui/desktop_services.h"
 
-#include <QApplication>
+#include <canberra.h>
+#include <dlfcn.h>
+
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QFile>
@@ -112,12 +114,77 @@ bool PaletteAppearance::isDarkMode() const {
            palette.color(QPalette::WindowText).lightness();
 }
 
+struct DesktopHaptic::Canberra {
+    using Create = int (*)(ca_context**);
+    using Destroy = int (*)(ca_context*);
+    using Open = int (*)(ca_context*);
+    using ChangeProps = int (*)(ca_context*, ...);
+    using Play = int (*)(ca_context*, std::uint32_t, ...);
+
+    void* library = nullptr;
+    ca_context* context = nullptr;
+    Destroy destroy = nullptr;
+    Play play = nullptr;
+
+    ~Canberra() {
+        if (context && destroy) destroy(context);
+        if (library) ::dlclose(library);
+    }
+};
+
+DesktopHaptic::DesktopHaptic(bool sound, const Logger* log) : sound_(sound), log_(log) {}
+
+DesktopHaptic::~DesktopHaptic() = default;
+
+void DesktopHaptic::silence(const char* why) {
+    silenced_ = true;
+    canberra_.reset();
+    if (log_) log_->debug("sound", why);
+}
+
+bool DesktopHaptic::open() {
+    canberra_ = std::make_unique<Canberra>();
+    canberra_->library = ::dlopen("libcanberra.so.0", RTLD_NOW | RTLD_LOCAL);
+    if (!canberra_->library) {
+        silence("no libcanberra: the click sound is off");
+        return false;
+    }
+    auto symbol = [this](const char* name) { return ::dlsym(canberra_->library, name); };
+    auto create = reinterpret_cast<Canberra::Create>(symbol("ca_context_create"));
+    auto openContext = reinterpret_cast<Canberra::Open>(symbol("ca_context_open"));
+    auto changeProps = reinterpret_cast<Canberra::ChangeProps>(symbol("ca_context_change_props"));
+    canberra_->destroy = reinterpret_cast<Canberra::Destroy>(symbol("ca_context_destroy"));
+    canberra_->play = reinterpret_cast<Canberra::Play>(symbol("ca_context_play"));
+    if (!create || !openContext || !canberra_->destroy || !canberra_->play ||
+        create(&canberra_->context) != CA_SUCCESS) {
+        silence("libcanberra is unusable: the click sound is off");
+        return false;
+    }
+    if (changeProps) {
+        changeProps(canberra_->context, CA_PROP_APPLICATION_NAME, "Kernova", CA_PROP_APPLICATION_ID,
+                    "fun.quorle.kernova", static_cast<const char*>(nullptr));
+    }
+    // Opened now rather than by the first play, so that a missing sound device
+    // shows at once.
+    if (openContext(canberra_->context) != CA_SUCCESS) {
+        silence("no sound device: the click sound is off");
+        return false;
+    }
+    return true;
+}
+
 void DesktopHaptic::playSystemSound(std::uint32_t soundId) {
     (void)soundId;
     ++plays_;
-    if (sound_ && qobject_cast<QApplication*>(QCoreApplication::instance())) {
-        QApplication::beep();
+    if (isSilent()) return;
+    if (!tried_) {
+        tried_ = true;
+        if (!open()) return;
     }
+    int result =
+        canberra_->play(canberra_->context, 0, CA_PROP_EVENT_ID, "button-pressed",
+                        CA_PROP_EVENT_DESCRIPTION, "Click", static_cast<const char*>(nullptr));
+    if (result != CA_SUCCESS) silence("the click sound cannot play: it is off");
 }
 
 void CommandKeyboard::insertText(const std::string& text) {

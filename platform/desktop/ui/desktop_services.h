@@ -61,16 +61,35 @@ class PaletteAppearance final : public ui::Appearance {
     bool isDarkMode() const override;
 };
 
-// A short click for the tap and show sounds when enabled (the system bell);
-// silent otherwise. Counts what it was asked to play.
+// The click of taps and shows when enabled: the sound theme's "button-pressed"
+// event through libcanberra (the sound id is not used on the desktop). The
+// library is loaded, and its context made, when the first sound plays; where
+// it is missing or there is no sound device, it stays silent from then on
+// with one debug line in the log. Counts what it was asked to play.
 class DesktopHaptic final : public ui::Haptic {
   public:
-    explicit DesktopHaptic(bool sound) : sound_(sound) {}
+    explicit DesktopHaptic(bool sound, const Logger* log = nullptr);
+    ~DesktopHaptic() override;
+    DesktopHaptic(const DesktopHaptic&) = delete;
+    DesktopHaptic& operator=(const DesktopHaptic&) = delete;
+
     void playSystemSound(std::uint32_t soundId) override;
     std::size_t playCount() const { return plays_; }
+    // True once a sound was asked for while enabled (the library was tried).
+    bool triedSound() const { return tried_; }
+    // True when sounds are off, or the library or a sound device is missing.
+    bool isSilent() const { return !sound_ || silenced_; }
 
   private:
+    struct Canberra;
+    bool open();
+    void silence(const char* why);
+
     bool sound_;
+    const Logger* log_;
+    std::unique_ptr<Canberra> canberra_;
+    bool tried_ = false;
+    bool silenced_ = false;
     std::size_t plays_ = 0;
 };
 

@@ -1,20 +1,63 @@
 #include "desktop/ui/overlay_widget.h"
 
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+#include <QGuiApplication>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QToolTip>
 #include <QTouchEvent>
 #include <QWheelEvent>
+#include <cmath>
+#include <vector>
 
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/window_flags.h"
 
 namespace kernova::desktop {
 
+namespace {
+
+xcb_connection_t* x11Connection() {
+    if (QGuiApplication::platformName() != QStringLiteral("xcb")) return nullptr;
+    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return x11 ? x11->connection() : nullptr;
+}
+
+// Sets the input shape of `window` to `region` (logical pixels, scaled to the
+// window's device pixels, rounded outwards). False without the extension.
+bool setInputShape(xcb_connection_t* connection, xcb_window_t window, const QRegion& region,
+                   double scale) {
+    const xcb_query_extension_reply_t* shape = xcb_get_extension_data(connection, &xcb_shape_id);
+    if (!shape || !shape->present) return false;
+    std::vector<xcb_rectangle_t> rects;
+    for (const QRect& r : region) {
+        auto x0 = static_cast<int>(std::floor(r.x() * scale));
+        auto y0 = static_cast<int>(std::floor(r.y() * scale));
+        auto x1 = static_cast<int>(std::ceil((r.x() + r.width()) * scale));
+        auto y1 = static_cast<int>(std::ceil((r.y() + r.height()) * scale));
+        rects.push_back(xcb_rectangle_t{
+            static_cast<std::int16_t>(x0), static_cast<std::int16_t>(y0),
+            static_cast<std::uint16_t>(x1 - x0), static_cast<std::uint16_t>(y1 - y0)});
+    }
+    xcb_shape_rectangles(connection, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
+                         XCB_CLIP_ORDERING_UNSORTED, window, 0, 0,
+                         static_cast<std::uint32_t>(rects.size()), rects.data());
+    xcb_flush(connection);
+    return true;
+}
+
+}  // namespace
+
 OverlayWidget::OverlayWidget(ui::Application& application,
                              const std::shared_ptr<ui::Window>& window)
-    : QWidget(nullptr, overlayWindowFlags()), application_(application), window_(window) {
+    : QWidget(nullptr, overlayWindowFlags(window && window->passesTouchesThrough())),
+      application_(application),
+      window_(window) {
     applyOverlayAttributes(*this);
 }
 
@@ -37,7 +80,8 @@ void OverlayWidget::paintEvent(QPaintEvent* event) {
     QImage& canvas = canvas_;
     if (!backdrop_.isNull()) {
         QPainter painter(&canvas);
-        painter.drawImage(QRectF(0, 0, width(), height()), backdrop_);
+        QSizeF size = QSizeF(backdrop_.size()) / backdrop_.devicePixelRatio();
+        painter.drawImage(QRectF(backdropOrigin_ - screenOrigin_, size), backdrop_);
     }
     if (window) {
         QPainter painter(&canvas);
@@ -65,6 +109,7 @@ void OverlayWidget::mousePressEvent(QMouseEvent* event) {
 }
 
 void OverlayWidget::mouseMoveEvent(QMouseEvent* event) {
+    // Moves without a button (tracked for tool tips) are no touches.
     if (!mouseDown_) return;
     touch(kMouseTouchId, ui::TouchPhase::moved, event->position());
 }
@@ -90,26 +135,40 @@ void OverlayWidget::wheelEvent(QWheelEvent* event) {
     event->accept();
 }
 
-std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text) {
+std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text,
+                                       Qt::KeyboardModifiers modifiers) {
+    const bool control = modifiers.testFlag(Qt::ControlModifier);
     switch (qtKey) {
         case Qt::Key_Escape:
-            return ui::KeyEvent{ui::Key::escape, {}};
+            return ui::KeyEvent{ui::Key::escape, {}, control};
         case Qt::Key_Return:
         case Qt::Key_Enter:
-            return ui::KeyEvent{ui::Key::enter, {}};
+            return ui::KeyEvent{ui::Key::enter, {}, control};
         case Qt::Key_Tab:
-            return ui::KeyEvent{ui::Key::tab, {}};
+            return ui::KeyEvent{ui::Key::tab, {}, control};
         case Qt::Key_Backspace:
-            return ui::KeyEvent{ui::Key::backspace, {}};
+            return ui::KeyEvent{ui::Key::backspace, {}, control};
         default:
             break;
     }
+    if (control) {
+        // The keyboard's text is a control character (Ctrl+C gives U+0003):
+        // the key itself names the letter.
+        if (qtKey >= Qt::Key_A && qtKey <= Qt::Key_Z) {
+            return ui::KeyEvent{ui::Key::other, std::string(1, char('a' + (qtKey - Qt::Key_A))),
+                                true};
+        }
+        if (qtKey >= Qt::Key_0 && qtKey <= Qt::Key_9) {
+            return ui::KeyEvent{ui::Key::other, std::string(1, char('0' + (qtKey - Qt::Key_0))),
+                                true};
+        }
+    }
     if (text.isEmpty() || !text.at(0).isPrint()) return std::nullopt;
-    return ui::KeyEvent{ui::Key::other, fromQString(text)};
+    return ui::KeyEvent{ui::Key::other, fromQString(text), control};
 }
 
 void OverlayWidget::keyPressEvent(QKeyEvent* event) {
-    auto key = toKeyEvent(event->key(), event->text());
+    auto key = toKeyEvent(event->key(), event->text(), event->modifiers());
     if (!key || !application_.handleKey(*key)) {
         QWidget::keyPressEvent(event);
         return;
@@ -141,6 +200,57 @@ bool OverlayWidget::handleTouchEvent(QEvent* event) {
     return true;
 }
 
+std::string toolTipAt(ui::Window& window, ui::Point point, ui::Rect* area) {
+    ui::View* hit = window.hitTest(window.convertPointFromScreen(point));
+    if (hit && window.passesTouchesThrough() && !window.isContentHit(hit)) hit = nullptr;
+    for (ui::View* view = hit; view; view = view->superview()) {
+        if (view->toolTip().empty()) continue;
+        if (area) *area = view->convertRectToView(view->bounds(), nullptr);
+        return view->toolTip();
+    }
+    return {};
+}
+
+void OverlayWidget::showToolTip(QPoint local, QPoint global) {
+    auto window = window_.lock();
+    ui::Rect area;
+    std::string text = window ? toolTipAt(*window, toScreen(local), &area) : std::string();
+    if (text.empty()) {
+        QToolTip::hideText();
+        return;
+    }
+    // Qt hides the tip once the pointer leaves the view's frame.
+    QRect rect = (toQt(area).translated(-screenOrigin_)).toAlignedRect();
+    QToolTip::showText(global, toQString(text), this, rect);
+}
+
+void OverlayWidget::setInputRegion(std::optional<QRegion> region) {
+    if (region == inputRegion_) return;
+    inputRegion_ = std::move(region);
+    applyInputRegion();
+}
+
+void OverlayWidget::applyInputRegion() {
+    if (!testAttribute(Qt::WA_WState_Created)) return;  // applied when made
+    xcb_connection_t* connection = x11Connection();
+    if (!connection) return;
+    WId id = internalWinId();
+    double scale = devicePixelRatioF();
+    if (id == shapedWindow_ && inputRegion_ == appliedRegion_ && scale == appliedScale_) return;
+    if (!inputRegion_ && (!appliedRegion_ || id != shapedWindow_)) {
+        // A new window takes input everywhere as it is.
+        shapedWindow_ = id;
+        appliedRegion_.reset();
+        return;
+    }
+    // Unset again: one rectangle over the whole window (the X server's default).
+    QRegion region = inputRegion_.value_or(QRegion(QRect(0, 0, 32767, 32767)));
+    if (!setInputShape(connection, static_cast<xcb_window_t>(id), region, scale)) return;
+    shapedWindow_ = id;
+    appliedRegion_ = inputRegion_;
+    appliedScale_ = scale;
+}
+
 bool OverlayWidget::event(QEvent* event) {
     switch (event->type()) {
         case QEvent::TouchBegin:
@@ -148,6 +258,22 @@ bool OverlayWidget::event(QEvent* event) {
         case QEvent::TouchEnd:
         case QEvent::TouchCancel:
             return handleTouchEvent(event);
+        case QEvent::ToolTip: {
+            // Sent by Qt once the pointer has rested (its own delay).
+            auto* help = static_cast<QHelpEvent*>(event);
+            showToolTip(help->pos(), help->globalPos());
+            return true;
+        }
+        case QEvent::Leave:
+            QToolTip::hideText();
+            return QWidget::event(event);
+        case QEvent::Show:
+        case QEvent::WinIdChange:
+        case QEvent::ScreenChangeInternal: {
+            bool handled = QWidget::event(event);
+            applyInputRegion();
+            return handled;
+        }
         default:
             return QWidget::event(event);
     }

@@ -1,9 +1,11 @@
 // One toolkit window on the desktop: a frameless, translucent top-level widget
-// covering the screen, painting the window's tree and turning mouse, touch,
-// wheel and key events into the application's input.
+// at the window's frame (desktop coordinates: Qt's global logical pixels),
+// painting the window's tree and turning mouse, touch, wheel and key events
+// into the application's input, and resting the pointer into tool tips.
 #pragma once
 
 #include <QImage>
+#include <QRegion>
 #include <QWidget>
 #include <functional>
 #include <memory>
@@ -29,10 +31,21 @@ class OverlayWidget final : public QWidget {
     std::shared_ptr<ui::Window> window() const { return window_.lock(); }
     // Where the widget's top-left lies in the toolkit's screen coordinates.
     void setScreenOrigin(QPointF origin) { screenOrigin_ = origin; }
+    QPointF screenOrigin() const { return screenOrigin_; }
     // A picture of what lies beneath, painted under the window's tree (for
     // screens where translucent windows are not composited); null for none.
-    void setBackdrop(QImage backdrop) { backdrop_ = std::move(backdrop); }
+    // `origin` is where its top-left lies in desktop coordinates.
+    void setBackdrop(QImage backdrop, QPointF origin = {}) {
+        backdrop_ = std::move(backdrop);
+        backdropOrigin_ = origin;
+    }
     const QImage& backdrop() const { return backdrop_; }
+    QPointF backdropOrigin() const { return backdropOrigin_; }
+    // The part of the widget (its own coordinates) that takes mouse input,
+    // set as the X11 input shape: elsewhere clicks go to the windows beneath.
+    // Unset, the whole widget takes input.
+    void setInputRegion(std::optional<QRegion> region);
+    const std::optional<QRegion>& inputRegion() const { return inputRegion_; }
     // Called after every painting.
     void setPaintedHandler(std::function<void()> handler) { onPainted_ = std::move(handler); }
 
@@ -51,6 +64,8 @@ class OverlayWidget final : public QWidget {
   private:
     void touch(ui::TouchId id, ui::TouchPhase phase, QPointF local);
     bool handleTouchEvent(QEvent* event);
+    void showToolTip(QPoint local, QPoint global);
+    void applyInputRegion();
     ui::Point toScreen(QPointF local) const;
 
     ui::Application& application_;
@@ -58,6 +73,12 @@ class OverlayWidget final : public QWidget {
     Painter painter_;
     QPointF screenOrigin_;
     QImage backdrop_;
+    QPointF backdropOrigin_;
+    std::optional<QRegion> inputRegion_;
+    // The native window and region last given to the X server.
+    WId shapedWindow_ = 0;
+    std::optional<QRegion> appliedRegion_;
+    double appliedScale_ = 0;
     QImage canvas_;  // the last painting's canvas, reused at the same size
     QSize canvasFor_;
     double canvasScale_ = 0;
@@ -66,6 +87,15 @@ class OverlayWidget final : public QWidget {
 };
 
 // The toolkit key for a Qt key press; nullopt for keys the toolkit ignores.
-std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text);
+// With Control held, a letter or digit key gives its own character (lowercase)
+// and `control`, whatever text the keyboard produced.
+std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text,
+                                       Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+
+// The tool tip for the view hit at `point` (desktop coordinates) in `window`:
+// that of the view or its nearest ancestor that has one; empty for none, and
+// where a pass-through window shows no content. `area` receives the frame of
+// the view it belongs to, in desktop coordinates.
+std::string toolTipAt(ui::Window& window, ui::Point point, ui::Rect* area = nullptr);
 
 }  // namespace kernova::desktop

@@ -20,11 +20,6 @@ namespace kernova::desktop {
 
 namespace {
 
-QRect screenGeometry() {
-    QScreen* screen = QGuiApplication::primaryScreen();
-    return screen ? screen->geometry() : QRect(0, 0, 800, 600);
-}
-
 // Gives the memory of a closed overlay (its full-screen backing store, the
 // screen copy beneath it, painting canvases) back to the system: the allocator
 // would otherwise keep the freed pages for the next board.
@@ -42,7 +37,37 @@ bool appearsOnScreen(const ui::View& view) {
     return true;
 }
 
+// Where a window's overlay goes: its frame in desktop coordinates, whole pixels.
+QRect overlayGeometry(const ui::Window& window) {
+    return toQt(window.frame()).toAlignedRect();
+}
+
 }  // namespace
+
+QRegion contentRegion(const ui::Window& window) {
+    std::vector<const ui::View*> content;
+    const ui::View* rootView = nullptr;
+    if (const auto& root = window.rootViewController(); root && root->isViewLoaded()) {
+        rootView = root->view().get();
+        if (rootView->superview() != &window) rootView = nullptr;
+    }
+    for (const auto& view : window.subviews()) {
+        if (view && view.get() != rootView) content.push_back(view.get());
+    }
+    if (rootView) {
+        for (const auto& view : rootView->subviews()) {
+            if (view) content.push_back(view.get());
+        }
+    }
+    const QPointF origin = QPointF(overlayGeometry(window).topLeft());
+    QRegion region;
+    for (const ui::View* view : content) {
+        if (!appearsOnScreen(*view)) continue;
+        QRectF frame = toQt(view->convertRectToView(view->bounds(), nullptr));
+        region += frame.translated(-origin).toAlignedRect();
+    }
+    return region;
+}
 
 OverlayWindowHost::OverlayWindowHost(ui::Application& application,
                                      std::shared_ptr<WebViewRegistry> webViews,
@@ -102,10 +127,9 @@ void OverlayWindowHost::sync() {
     application_.layoutIfNeeded();
     std::vector<ui::Window*> visible = application_.windows();
     removeStale(visible);
-    QRect screen = screenGeometry();
     for (ui::Window* window : visible) {
         Entry& entry = entryFor(*window);
-        if (entry.widget) configure(entry, screen);
+        if (entry.widget) configure(entry);
     }
     bool raised = restack(visible);
     focusKeyWindow();
@@ -163,26 +187,40 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
         entry.widget->setPaintedHandler([this, widget] {
             if (widget->needsAnimationFrames()) requestAnimationFrame();
         });
-        // Taken before the overlay appears, so that it shows what is beneath.
-        if (!windowsAreComposited()) entry.widget->setBackdrop(grabScreen(screenGeometry()));
+        // Taken before the overlay appears, so that it shows what is beneath:
+        // the whole monitor, so that the window may move on it.
+        if (!windowsAreComposited()) {
+            if (QScreen* screen = screenShowing(overlayGeometry(window))) {
+                QRect monitor = screen->geometry();
+                entry.widget->setBackdrop(grabScreen(monitor), QPointF(monitor.topLeft()));
+            }
+        }
     }
     entries_.push_back(std::move(entry));
     return entries_.back();
 }
 
-void OverlayWindowHost::configure(Entry& entry, const QRect& screen) {
+void OverlayWindowHost::configure(Entry& entry) {
     OverlayWidget& widget = *entry.widget;
-    if (widget.geometry() != screen) widget.setGeometry(screen);
-    widget.setScreenOrigin(QPointF(0, 0));
-    // Input outside a window that does not cover the screen goes to whatever
-    // lies below the overlay.
-    QRect frame = toQt(entry.window->frame()).toAlignedRect();
-    QRect local(QPoint(0, 0), screen.size());
-    if (frame.contains(local)) {
-        if (!widget.mask().isEmpty()) widget.clearMask();
-    } else if (widget.mask() != QRegion(frame & local)) {
-        widget.setMask(QRegion(frame & local));
+    const ui::Window& window = *entry.window;
+    const QRect geometry = overlayGeometry(window);
+    if (geometry.isEmpty()) {
+        if (widget.isVisible()) widget.hide();
+        return;
     }
+    // A window that passes touches through never takes the keyboard focus
+    // (changing the flag hides the widget; it is shown again below).
+    const bool passes = window.passesTouchesThrough();
+    if (widget.windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus) != passes) {
+        widget.setWindowFlag(Qt::WindowDoesNotAcceptFocus, passes);
+    }
+    // On the monitor that shows most of the window, with that monitor's scale.
+    QScreen* screen = screenShowing(geometry);
+    if (screen && widget.screen() != screen) widget.setScreen(screen);
+    if (widget.geometry() != geometry) widget.setGeometry(geometry);
+    widget.setScreenOrigin(QPointF(geometry.topLeft()));
+    // Clicks outside the content of a pass-through window go to what lies beneath.
+    widget.setInputRegion(passes ? std::optional<QRegion>(contentRegion(window)) : std::nullopt);
     if (!widget.isVisible()) widget.show();
 }
 
@@ -229,14 +267,19 @@ void OverlayWindowHost::raiseDialogs(bool overlaysRaised) {
         entry.dialog->raise();
     }
     raisedDialogs_ = std::move(dialogs);
-    // The newest dialog takes the keys (the key window's overlay had them).
-    if (!raisedDialogs_.empty()) raisedDialogs_.back()->activateWindow();
+    // The newest dialog that takes the keys gets them (the key window's
+    // overlay had them); those of pass-through windows never do.
+    for (auto it = raisedDialogs_.rbegin(); it != raisedDialogs_.rend(); ++it) {
+        if ((*it)->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus)) continue;
+        (*it)->activateWindow();
+        break;
+    }
 }
 
 void OverlayWindowHost::focusKeyWindow() {
     ui::Window* key = application_.keyWindow();
     if (key == focused_) return;
-    OverlayWidget* widget = key ? widgetFor(*key) : nullptr;
+    OverlayWidget* widget = key && !key->passesTouchesThrough() ? widgetFor(*key) : nullptr;
     focused_ = widget ? key : nullptr;
     if (!widget) return;
     widget->activateWindow();
@@ -266,7 +309,11 @@ void OverlayWindowHost::placeWebViews() {
         OverlayWidget* widget = window ? widgetFor(*window) : nullptr;
         ui::Rect bounds = view.bounds();
         ui::Point origin = view.convertPointToScreen(bounds.origin);
-        QRect rect = QRectF(origin.x, origin.y, bounds.width(), bounds.height()).toAlignedRect();
+        // In the overlay's own coordinates.
+        QPointF offset = widget ? widget->screenOrigin() : QPointF();
+        QRect rect =
+            QRectF(origin.x - offset.x(), origin.y - offset.y(), bounds.width(), bounds.height())
+                .toAlignedRect();
         backing->place(widget, rect, appearsOnScreen(view));
     }
 }

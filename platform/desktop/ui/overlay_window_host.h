@@ -1,5 +1,8 @@
 // Shows a process's toolkit windows on the desktop: one overlay widget per
-// visible window, stacked by window level, the key window focused. Changes are
+// visible window at the window's frame (desktop coordinates, on the monitor
+// that shows most of it), stacked by window level, the key window focused.
+// A window that passes touches through never takes the focus, and takes
+// mouse input only over its content. Changes are
 // pushed: the application calls the host when a window needs display or the
 // shown windows change, and the host brings the overlays in line on its next
 // frame. Frames run at the display rate only while something animates; a still
@@ -13,6 +16,7 @@
 #pragma once
 
 #include <QRect>
+#include <QRegion>
 #include <memory>
 #include <vector>
 
@@ -26,6 +30,11 @@ class QTimer;
 namespace kernova::desktop {
 
 class QtPresenter;
+
+// The union of the frames of a window's visible content (its subviews, and
+// those of its root controller's view) in its overlay's coordinates: where a
+// pass-through window takes clicks.
+QRegion contentRegion(const ui::Window& window);
 
 class OverlayWindowHost {
   public:
@@ -66,7 +75,7 @@ class OverlayWindowHost {
     // once rather than from the event loop.
     void removeStale(const std::vector<ui::Window*>& visible, bool now = false);
     Entry& entryFor(ui::Window& window);
-    void configure(Entry& entry, const QRect& screen);
+    void configure(Entry& entry);
     // True when it raised any overlay.
     bool restack(const std::vector<ui::Window*>& visible);
     void raiseDialogs(bool overlaysRaised);

@@ -21,10 +21,11 @@ namespace {
 // answered by the model instead of closing it outright.
 class ModelDialog final : public QDialog {
   public:
-    explicit ModelDialog(std::function<void()> onReject)
-        : QDialog(nullptr, dialogWindowFlags()), onReject_(std::move(onReject)) {
+    ModelDialog(std::function<void()> onReject, bool takesFocus)
+        : QDialog(nullptr, dialogWindowFlags(takesFocus)), onReject_(std::move(onReject)) {
         setModal(false);
         setAttribute(Qt::WA_DeleteOnClose, false);
+        if (!takesFocus) setAttribute(Qt::WA_ShowWithoutActivating);
     }
     void reject() override {
         if (onReject_) onReject_();
@@ -92,10 +93,13 @@ void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
                           ui::Window* window) {
     if (!controller || dialogFor(*controller)) return;
     QDialog* dialog = nullptr;
+    // A window that floats above the others without taking them over keeps
+    // its dialogs from taking the keyboard focus too.
+    const bool takesFocus = !(window && window->passesTouchesThrough());
     if (auto alert = std::dynamic_pointer_cast<ui::AlertController>(controller)) {
-        dialog = buildAlert(alert);
+        dialog = buildAlert(alert, takesFocus);
     } else if (auto sheet = std::dynamic_pointer_cast<ui::ActivityViewController>(controller)) {
-        dialog = buildShareSheet(sheet);
+        dialog = buildShareSheet(sheet, takesFocus);
     } else {
         if (log_) log_->info("presenter", "only alerts and share sheets are shown on the desktop");
         return;
@@ -105,7 +109,7 @@ void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
     shown_.push_back(Shown{controller, dialog, weakWindow});
     dialog->show();
     dialog->raise();
-    dialog->activateWindow();
+    if (takesFocus) dialog->activateWindow();
     if (onChange_) onChange_();
 }
 
@@ -139,19 +143,22 @@ QDialog* QtPresenter::dialogFor(const ui::ViewController& controller) const {
     return nullptr;
 }
 
-QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& alert) {
+QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& alert,
+                                 bool takesFocus) {
     std::weak_ptr<ui::AlertController> weak = alert;
     bool sheet = alert->preferredStyle() == ui::AlertControllerStyle::actionSheet;
-    auto* dialog = new ModelDialog([weak, sheet] {
-        auto model = weak.lock();
-        if (!model) return;
-        if (auto cancel = model->cancelActionIndex()) {
-            model->tapAction(*cancel);
-        } else if (sheet) {
-            model->dismissViewControllerAnimated(true);
-        }
-        // An alert without a cancel action stays until an action is chosen.
-    });
+    auto* dialog = new ModelDialog(
+        [weak, sheet] {
+            auto model = weak.lock();
+            if (!model) return;
+            if (auto cancel = model->cancelActionIndex()) {
+                model->tapAction(*cancel);
+            } else if (sheet) {
+                model->dismissViewControllerAnimated(true);
+            }
+            // An alert without a cancel action stays until an action is chosen.
+        },
+        takesFocus);
     dialog->setWindowTitle(toQString(alert->title().value_or("")));
     auto* layout = new QVBoxLayout(dialog);
     addText(*layout, alert->title(), kTitleName, true);
@@ -189,12 +196,13 @@ QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& ale
     return dialog;
 }
 
-QDialog* QtPresenter::buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet) {
+QDialog* QtPresenter::buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet,
+                                      bool takesFocus) {
     std::weak_ptr<ui::ActivityViewController> weak = sheet;
     auto cancel = [weak] {
         if (auto model = weak.lock()) model->cancel();
     };
-    auto* dialog = new ModelDialog(cancel);
+    auto* dialog = new ModelDialog(cancel, takesFocus);
     dialog->setWindowTitle(QStringLiteral("Share"));
     auto* layout = new QVBoxLayout(dialog);
     auto addEntry = [&](const std::string& type, const std::string& title,

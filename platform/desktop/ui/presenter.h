@@ -3,6 +3,8 @@
 // destructive actions set apart), and the share sheet (the activities that can
 // act on the items, a Copy entry, Cancel). Dialogs are non-modal: they show and
 // return, and the user's choice calls back into the model from a signal.
+// Dialogs presented from a window that passes touches through never take the
+// keyboard focus.
 #pragma once
 
 #include <QDialog>
@@ -63,8 +65,10 @@ class QtPresenter final : public ui::Presenter {
         std::weak_ptr<ui::View> window;
     };
 
-    QDialog* buildAlert(const std::shared_ptr<ui::AlertController>& alert);
-    QDialog* buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet);
+    // `takesFocus` false: the dialog never takes the keyboard focus.
+    QDialog* buildAlert(const std::shared_ptr<ui::AlertController>& alert, bool takesFocus);
+    QDialog* buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet,
+                             bool takesFocus);
     void copyItems(const std::vector<ui::ActivityItem>& items);
 
     ui::Pasteboard& pasteboard_;

@@ -5,7 +5,9 @@
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QScreen>
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 
 namespace kernova::desktop {
@@ -36,8 +38,32 @@ bool windowsAreComposited() {
     return compositorOwnsScreen(x11->connection());
 }
 
+QScreen* screenShowing(const QRect& area) {
+    QScreen* best = nullptr;
+    qint64 bestArea = 0;
+    qint64 bestDistance = std::numeric_limits<qint64>::max();
+    const QPoint center = area.center();
+    for (QScreen* screen : QGuiApplication::screens()) {
+        const QRect geometry = screen->geometry();
+        const QRect common = geometry & area;
+        const qint64 shown = qint64(common.width()) * common.height();
+        // Distance from the area's centre to the monitor, for areas off every monitor.
+        const qint64 dx =
+            std::max({geometry.left() - center.x(), 0, center.x() - geometry.right()});
+        const qint64 dy =
+            std::max({geometry.top() - center.y(), 0, center.y() - geometry.bottom()});
+        const qint64 distance = dx * dx + dy * dy;
+        if (shown > bestArea || (bestArea == 0 && shown == 0 && distance < bestDistance)) {
+            best = screen;
+            bestArea = shown;
+            bestDistance = distance;
+        }
+    }
+    return best ? best : QGuiApplication::primaryScreen();
+}
+
 QImage grabScreen(const QRect& area) {
-    QScreen* screen = QGuiApplication::primaryScreen();
+    QScreen* screen = screenShowing(area);
     if (screen == nullptr || area.isEmpty()) return {};
     const QRect local = area.translated(-screen->geometry().topLeft());
     QPixmap pixmap = screen->grabWindow(0, local.x(), local.y(), local.width(), local.height());

@@ -8,6 +8,8 @@
 #include <QImage>
 #include <QRect>
 
+class QScreen;
+
 namespace kernova::desktop {
 
 // True when translucent windows are composited over the desktop: always on
@@ -15,8 +17,13 @@ namespace kernova::desktop {
 // the screen's _NET_WM_CM_S0 selection.
 bool windowsAreComposited();
 
-// A copy of `area` (global logical coordinates) as the screen shows it now, at
-// the screen's device pixel ratio; a null image where the screen cannot be read.
+// The monitor that shows most of `area` (global logical coordinates); the
+// one nearest to it when none shows any of it, null when there is no screen.
+QScreen* screenShowing(const QRect& area);
+
+// A copy of `area` (global logical coordinates) as the monitor that shows most
+// of it shows it now, at that monitor's device pixel ratio; a null image where
+// the screen cannot be read.
 QImage grabScreen(const QRect& area);
 
 }  // namespace kernova::desktop

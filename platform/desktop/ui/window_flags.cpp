@@ -4,8 +4,9 @@
 
 namespace kernova::desktop {
 
-Qt::WindowFlags overlayWindowFlags() {
+Qt::WindowFlags overlayWindowFlags(bool passesTouchesThrough) {
     Qt::WindowFlags flags = Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+    if (passesTouchesThrough) flags |= Qt::WindowDoesNotAcceptFocus;
 #if defined(Q_OS_MACOS)
     // A tool window would hide when the application deactivates.
     flags |= Qt::Window;
@@ -24,13 +25,19 @@ void applyOverlayAttributes(QWidget& widget) {
     widget.setAttribute(Qt::WA_NoSystemBackground);
     widget.setAttribute(Qt::WA_AcceptTouchEvents);
     widget.setAttribute(Qt::WA_ShowWithoutActivating);
+    // Tool tips also over overlays that are not active (pass-through ones never are).
+    widget.setAttribute(Qt::WA_AlwaysShowToolTips);
     widget.setAutoFillBackground(false);
-    widget.setMouseTracking(false);
+    // Moves without a button reach the widget, so that Qt can time tool tips.
+    widget.setMouseTracking(true);
     widget.setFocusPolicy(Qt::StrongFocus);
 }
 
-Qt::WindowFlags dialogWindowFlags() {
-    return Qt::Dialog | Qt::WindowStaysOnTopHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint;
+Qt::WindowFlags dialogWindowFlags(bool takesFocus) {
+    Qt::WindowFlags flags =
+        Qt::Dialog | Qt::WindowStaysOnTopHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint;
+    if (!takesFocus) flags |= Qt::WindowDoesNotAcceptFocus;
+    return flags;
 }
 
 }  // namespace kernova::desktop

@@ -1,0 +1,190 @@
+// Overlays on a display with two monitors under a window manager (openbox, no
+// compositor): a window's overlay maps on the monitor its frame lies on and
+// shows that monitor beneath it; overlays stay above ordinary windows and take
+// the clicks there; the key overlay gets the keys; a pass-through overlay
+// lets clicks outside its content through and never takes the focus.
+#include <QDialog>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QScreen>
+#include <QStandardPaths>
+#include <QWidget>
+#include <QWindow>
+
+#include "desktop/ui/presenter.h"
+#include "desktop/ui/screen_behind.h"
+#include "desktop_ui/x11_fixture.h"
+#include "ui/alert.h"
+#include "ui/control.h"
+
+namespace kernova::desktop::testing {
+namespace {
+
+class WindowManagerTest : public X11Test {
+  protected:
+    void SetUp() override {
+        if (const char* why = std::getenv("KERNOVA_NO_X11")) {
+            if (std::getenv("CI")) FAIL() << "needs Xvfb, xrandr and openbox: " << why;
+            GTEST_SKIP() << "needs Xvfb, xrandr and openbox: " << why;
+        }
+        if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+        X11Test::SetUp();
+    }
+    void TearDown() override {
+        if (host) host->stop();
+    }
+
+    static int xdotool(const QStringList& args) { return QProcess::execute("xdotool", args); }
+    static int click(int x, int y) {
+        return xdotool(
+            {"mousemove", "--sync", QString::number(x), QString::number(y), "click", "1"});
+    }
+    // An ordinary application window, managed and decorated by the window manager.
+    static std::unique_ptr<QWidget> ordinaryWindow(QRect geometry, const char* colour) {
+        auto widget = std::make_unique<QWidget>();
+        widget->setStyleSheet(QStringLiteral("background: %1").arg(QLatin1String(colour)));
+        widget->setGeometry(geometry);
+        widget->show();
+        widget->activateWindow();
+        return widget;
+    }
+    QScreen* rightMonitor() {
+        for (QScreen* screen : QGuiApplication::screens()) {
+            if (screen->geometry().x() == 800) return screen;
+        }
+        return nullptr;
+    }
+};
+
+TEST_F(WindowManagerTest, TheDisplayShowsTwoMonitors) {
+    ASSERT_EQ(QGuiApplication::screens().size(), 2);
+    QScreen* right = rightMonitor();
+    ASSERT_NE(right, nullptr);
+    EXPECT_EQ(right->geometry(), QRect(800, 0, 800, 600));
+    EXPECT_EQ(screenShowing(QRect(900, 100, 300, 200)), right);
+    EXPECT_EQ(screenShowing(QRect(700, 100, 300, 200)), right);  // more of it on the right
+    EXPECT_NE(screenShowing(QRect(0, 0, 100, 100)), right);
+}
+
+TEST_F(WindowManagerTest, AnOverlayMapsOnTheMonitorItsFrameLiesOnAndShowsThatMonitorBeneath) {
+    QScreen* right = rightMonitor();
+    ASSERT_NE(right, nullptr);
+    QWidget beneath(nullptr, Qt::FramelessWindowHint);
+    beneath.setStyleSheet(QStringLiteral("background: rgb(0, 200, 0)"));
+    beneath.setGeometry(1000, 200, 100, 100);
+    beneath.show();
+    auto greenAt = [&](int x, int y, QColor colour) {
+        QImage pixel = right->grabWindow(0, x - 800, y, 1, 1).toImage();
+        return !pixel.isNull() && near(pixel.pixelColor(0, 0), colour);
+    };
+    ASSERT_TRUE(waitFor([&] { return greenAt(1050, 250, QColor(0, 200, 0)); }));
+
+    auto window = makeWindow({900, 100, 400, 300});
+    auto dim = std::make_shared<ui::View>(ui::Rect{0, 0, 400, 300});
+    dim->setBackgroundColor(ui::Color{0, 0, 0, 0.5});
+    window->addSubview(dim);
+    int taps = 0;
+    auto button = std::make_shared<ui::Button>(ui::Rect{300, 200, 80, 80});
+    button->addTarget([&](ui::Control&) { ++taps; }, ui::kControlEventTouchUpInside);
+    window->addSubview(button);
+    host->start();
+    OverlayWidget* widget = nullptr;
+    ASSERT_TRUE(waitFor([&] {
+        widget = host->widgetFor(*window);
+        return exposed(widget);
+    }));
+    EXPECT_EQ(widget->screen(), right);
+    EXPECT_EQ(widget->windowHandle()->screen(), right);
+    ASSERT_TRUE(waitFor([&] { return serverGeometry(*widget) == QRect(900, 100, 400, 300); }))
+        << "X server: " << serverGeometry(*widget).x() << "," << serverGeometry(*widget).y();
+    // The copy beneath it is of the right monitor: the green window, dimmed.
+    ASSERT_FALSE(widget->backdrop().isNull());
+    EXPECT_EQ(widget->backdropOrigin(), QPointF(800, 0));
+    widget->repaint();
+    EXPECT_TRUE(waitFor([&] { return greenAt(1050, 250, QColor(0, 100, 0)); }))
+        << "the overlay does not show the right monitor beneath it";
+    // A click there comes back in desktop coordinates.
+    EXPECT_EQ(click(1240, 340), 0);
+    EXPECT_TRUE(waitFor([&] { return taps == 1; }));
+}
+
+TEST_F(WindowManagerTest, TheKeyOverlayStaysAboveOrdinaryWindowsAndGetsClicksAndEscape) {
+    auto editor = ordinaryWindow(QRect(100, 100, 500, 400), "rgb(200, 0, 0)");
+    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == editor->windowHandle(); }));
+
+    auto window = makeWindow({0, 0, 800, 600});
+    int escapes = 0;
+    window->setKeyHandler([&](const ui::KeyEvent& key) {
+        escapes += key.key == ui::Key::escape;
+        return true;
+    });
+    int taps = 0;
+    auto button = std::make_shared<ui::Button>(ui::Rect{200, 200, 100, 100});
+    button->addTarget([&](ui::Control&) { ++taps; }, ui::kControlEventTouchUpInside);
+    window->addSubview(button);
+    host->start();
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*window)); }));
+    QWindow* overlay = host->widgetFor(*window)->windowHandle();
+    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == overlay; }))
+        << "the window manager did not give the key overlay the focus";
+
+    // The ordinary window lies beneath the button: the overlay is above it.
+    EXPECT_EQ(click(250, 250), 0);
+    EXPECT_TRUE(waitFor([&] { return taps == 1; }));
+    EXPECT_EQ(xdotool({"key", "Escape"}), 0);
+    EXPECT_TRUE(waitFor([&] { return escapes == 1; }));
+
+    // Raising the ordinary window again does not bring it above the overlay.
+    editor->raise();
+    editor->activateWindow();
+    EXPECT_EQ(click(260, 260), 0);
+    EXPECT_TRUE(waitFor([&] { return taps == 2; })) << "the ordinary window came above";
+}
+
+TEST_F(WindowManagerTest, APassThroughOverlayLetsClicksThroughAndNeverTakesTheFocus) {
+    auto beneath = makeWindow({0, 0, 800, 600});
+    int beneathTaps = 0;
+    auto everywhere = std::make_shared<ui::Button>(ui::Rect{0, 0, 800, 600});
+    everywhere->addTarget([&](ui::Control&) { ++beneathTaps; }, ui::kControlEventTouchUpInside);
+    beneath->addSubview(everywhere);
+    int escapes = 0;
+    beneath->setKeyHandler([&](const ui::KeyEvent& key) {
+        escapes += key.key == ui::Key::escape;
+        return true;
+    });
+    host->start();
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*beneath)); }));
+    QWindow* beneathWindow = host->widgetFor(*beneath)->windowHandle();
+    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == beneathWindow; }));
+
+    auto indicator = std::make_shared<ui::Window>(app, ui::Rect{300, 200, 200, 200});
+    indicator->setWindowLevel(ui::kWindowLevelAlert + 2);
+    indicator->setPassesTouchesThrough(true);
+    auto root = std::make_shared<ui::ViewController>();
+    indicator->setRootViewController(root);
+    int indicatorTaps = 0;
+    auto dot = std::make_shared<ui::Button>(ui::Rect{0, 0, 40, 40});
+    dot->addTarget([&](ui::Control&) { ++indicatorTaps; }, ui::kControlEventTouchUpInside);
+    indicator->addSubview(dot);
+    indicator->setHidden(false);
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*indicator)); }));
+    auto alert = ui::AlertController::alertControllerWithTitle("Copied", std::nullopt,
+                                                               ui::AlertControllerStyle::alert);
+    root->presentViewController(alert, true);
+    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
+
+    EXPECT_EQ(click(450, 350), 0);  // in the indicator's frame, off its content
+    EXPECT_TRUE(waitFor([&] { return beneathTaps == 1; }));
+    EXPECT_EQ(click(310, 210), 0);
+    EXPECT_TRUE(waitFor([&] { return indicatorTaps == 1; }));
+    EXPECT_EQ(beneathTaps, 1);
+    // The keys still go to the window beneath.
+    EXPECT_EQ(xdotool({"key", "Escape"}), 0);
+    EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the focus moved";
+    EXPECT_EQ(QGuiApplication::focusWindow(), beneathWindow);
+}
+
+}  // namespace
+}  // namespace kernova::desktop::testing
