@@ -88,6 +88,10 @@ std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
     return debugCall<QStringList>(bus, "ReceivedMessages");
 }
 
+std::optional<qulonglong> receivedCount(const QDBusConnection& bus) {
+    return debugCall<qulonglong>(bus, "ReceivedCount");
+}
+
 std::optional<QByteArray> screenshot(const QDBusConnection& bus) {
     return debugCall<QByteArray>(bus, "Screenshot");
 }

@@ -36,6 +36,8 @@ std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString&
 // kernovad's debug query: the last messages received (at most 100), oldest
 // first, as "<name> (<n> keys | no dictionary): <outcome>".
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
+// How many messages kernovad has received since it started.
+std::optional<qulonglong> receivedCount(const QDBusConnection& bus);
 
 // kernovad's debug query of the board on screen, parsed; absent when the
 // query failed.

@@ -1,7 +1,7 @@
 // The whole path on a real X server: kernovad on a private Xvfb display, the
 // panel opened by `kernova splode` and by the stock gdbus tool, tags picked
-// with the mouse through xdotool, copied with the Copy button and read back
-// from the CLIPBOARD with xclip, the panel closed by
+// with the mouse through xdotool, copied with the Copy button and with
+// Control+C and read back from the CLIPBOARD with xclip, the panel closed by
 // Escape and by a click outside it; and the hotkey's command on another
 // application's selection. What the panel shows is read through kernovad's
 // debug query. kernovad maps no GL or web engine library.
@@ -50,6 +50,8 @@ class PanelEndToEnd : public ::testing::Test {
         env_.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
         daemon_ = std::make_unique<KernovadProcess>(env_);
         ASSERT_TRUE(daemon_->started()) << daemon_->process().readAllStandardError().toStdString();
+        // The panel opens on the monitor under the pointer: the left one.
+        ASSERT_TRUE(moveTo({"100", "100"}));
     }
 
     void TearDown() override {
@@ -141,21 +143,29 @@ class PanelEndToEnd : public ::testing::Test {
         return run(QStringLiteral("xclip"), {"-o", "-selection", "clipboard"}).second;
     }
     bool click(const QStringList& point) { return moveTo(point) && xdotool({"click", "1"}); }
+    // The panel's window is mapped and has the keyboard.
+    bool panelHasKeyboard() {
+        return waitFor([&] {
+            auto [found, windows] =
+                run(QStringLiteral("xdotool"), {"search", "--onlyvisible", "--class", "kernovad"});
+            auto [focused, window] = run(QStringLiteral("xdotool"), {"getwindowfocus"});
+            return found == 0 && focused == 0 && !window.empty() &&
+                   QString::fromStdString(windows).split('\n').contains(
+                       QString::fromStdString(window).trimmed());
+        });
+    }
     // Opens the panel on `text`. For half a second after the panel copied,
     // kernovad takes the request for an echo of its own write and drops it:
     // then it is sent again.
     bool openPanel(const QString& text) {
         QDBusConnection bus = desktop::sessionConnection();
         return waitFor([&] {
-            std::optional<QStringList> before = receivedMessages(bus);
+            std::optional<qulonglong> before = receivedCount(bus);
             if (!before || run(desktopCliPath(), {"splode", text}).first != 0) return false;
-            std::optional<QStringList> after;
-            if (!waitFor([&] {
-                    after = receivedMessages(bus);
-                    return after && after->size() > before->size();
-                }))
-                return false;
-            return !after->back().contains(QStringLiteral("own clipboard write")) &&
+            if (!waitFor([&] { return receivedCount(bus) > before; }, 2000)) return false;
+            std::optional<QStringList> last = receivedMessages(bus);
+            return last && !last->isEmpty() &&
+                   !last->back().contains(QStringLiteral("own clipboard write")) &&
                    waitForShown(true);
         });
     }
@@ -238,6 +248,29 @@ TEST_F(PanelEndToEnd, CopyPutsThePicksOnTheClipboardInBoardOrPickOrder) {
         EXPECT_TRUE(waitFor([&] { return clipboard() == expected; }))
             << orderCopy << ": " << clipboard();
         EXPECT_TRUE(waitFor([&] { return !panelWindowVisible(); }));
+    }
+
+    // Control+C copies the picks too; nothing picked, the whole text.
+    ASSERT_TRUE(openPanel(QStringLiteral("keys copy")));
+    ASSERT_TRUE(panelHasKeyboard());
+    ASSERT_TRUE(xdotool({"key", "ctrl+c"}));
+    EXPECT_TRUE(waitForShown(false));
+    EXPECT_TRUE(waitFor([&] { return clipboard() == "keys copy"; })) << clipboard();
+}
+
+// The display is two monitors of 1024 x 768 side by side.
+TEST_F(PanelEndToEnd, ThePanelOpensOnTheMonitorUnderThePointer) {
+    for (int monitor : {1, 0}) {
+        ASSERT_TRUE(moveTo({QString::number(monitor * 1024 + 500), "300"}));
+        ASSERT_TRUE(openPanel(QStringLiteral("which monitor")));
+        const nlohmann::json card = (*state())["card"];
+        // 430 points wide, centred; 40 points shorter than the monitor.
+        EXPECT_EQ(card["x"].get<double>(), monitor * 1024 + (1024 - 430) / 2) << monitor;
+        EXPECT_EQ(card["y"].get<double>(), 20);
+        EXPECT_EQ(card["height"].get<double>(), 768 - 40);
+        ASSERT_TRUE(panelHasKeyboard());
+        ASSERT_TRUE(xdotool({"key", "Escape"}));
+        ASSERT_TRUE(waitForShown(false));
     }
 }
 

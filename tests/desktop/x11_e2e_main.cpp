@@ -18,8 +18,12 @@ int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     if (::testing::GTEST_FLAG(list_tests)) return RUN_ALL_TESTS();
 
-    // A window manager runs, as on a desktop (openbox: no compositor).
+    // A window manager runs, as on a desktop (openbox: no compositor), on a
+    // screen of two monitors side by side.
     kernova::testing::XvfbOptions options;
+    options.width = 2048;
+    options.height = 768;
+    options.twoMonitors = true;
     options.windowManager = true;
     kernova::testing::Xvfb xvfb(options);
     if (xvfb.started()) ::setenv("KERNOVA_TEST_DISPLAY", xvfb.display().c_str(), 1);
