@@ -21,6 +21,10 @@ void forEachBadge(ui::Label& label, Fn&& fn) {
 // What a label shows for a cleared font: the platform's default.
 constexpr double kDefaultLabelFontSize = 17.0;
 
+// The keyboard's ring: orange, apart from the blue of picked tags.
+constexpr double kFocusRingWidth = 2.0;
+const ui::Color kFocusRingColor = ui::Color::rgb255(255, 149, 0);
+
 }  // namespace
 
 GTagFlowCell::GTagFlowCell(ui::Application& application, const ui::Rect& frame)
@@ -50,6 +54,20 @@ GTagFlowCell::GTagFlowCell(ui::Application& application, const ui::Rect& frame)
 void GTagFlowCell::layoutSubviews() {
     ui::CollectionViewCell::layoutSubviews();
     tagLabel_->setFrame(bounds());
+    if (focusRing_) focusRing_->setFrame(bounds());
+}
+
+void GTagFlowCell::setFocusRing(bool shown) {
+    if (!shown && !focusRing_) return;
+    if (!focusRing_) {
+        focusRing_ = std::make_shared<ui::View>(bounds());
+        focusRing_->setBorderWidth(kFocusRingWidth);
+        focusRing_->setBorderColor(kFocusRingColor);
+        focusRing_->setUserInteractionEnabled(false);
+        addSubview(focusRing_);
+    }
+    focusRing_->setCornerRadius(cornerRadius());
+    focusRing_->setHidden(!shown);
 }
 
 void GTagFlowCell::configFlowLayout(GTagFlowItemRef item) {

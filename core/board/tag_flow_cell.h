@@ -40,6 +40,9 @@ class GTagFlowCell : public ui::CollectionViewCell {
     void longPress(ui::GestureRecognizer& recognizer);
 
     void layoutSubviews() override;
+    // The ring that marks the tag the keyboard is on.
+    void setFocusRing(bool shown);
+    bool hasFocusRing() const { return focusRing_ && !focusRing_->isHidden(); }
 
   private:
     void drawUnselected(const GTagFlowItem& item, const GTagFlowAppearance& look);
@@ -49,6 +52,7 @@ class GTagFlowCell : public ui::CollectionViewCell {
 
     ui::Application& application_;
     std::shared_ptr<ui::Label> tagLabel_;
+    std::shared_ptr<ui::View> focusRing_;
     GTagFlowItemRef flowLayout_;
 };
 

@@ -211,6 +211,7 @@ std::shared_ptr<ui::CollectionViewCell> GTagFlowView::cellForItemAtIndexPath(
         tagCell && indexPath.item < count) {
         if (itemAt(indexPath.item))
             tagCell->configFlowLayout(items[static_cast<std::size_t>(indexPath.item)]);
+        tagCell->setFocusRing(focused_ == indexPath.item);
     }
     if (indexPath.item == count - 1) {
         ui::Size board = bounds().size;

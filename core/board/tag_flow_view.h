@@ -129,6 +129,16 @@ class GTagFlowView : public ui::View,
     // The slide-selection action.
     void panRecognizer(ui::GestureRecognizer& recognizer);
 
+    // The keyboard. It rests on one tag at a time, marked by a ring: the
+    // arrow keys move it (up and down to the nearest tag of the line above or
+    // below) and scroll it into view, Space picks or unpicks it like a tap,
+    // and Shift with an arrow extends the picks like a slide: every tag it
+    // moves onto takes the state the first one took. True when the key was
+    // the board's.
+    std::optional<std::int64_t> focusedItem() const { return focused_; }
+    void setFocusedItem(std::optional<std::int64_t> item);
+    bool handleKey(const ui::KeyEvent& event);
+
     // Data source.
     std::int64_t numberOfSections(ui::CollectionView& collectionView) override;
     std::int64_t numberOfItemsInSection(ui::CollectionView& collectionView,
@@ -172,6 +182,11 @@ class GTagFlowView : public ui::View,
     // any tag.
     bool anchorLateStart(const std::optional<ui::IndexPath>& current);
     void startSlideOn(const ui::IndexPath& cell);
+    // The tag of the next line (direction +1) or the previous one (-1) nearest
+    // to `from` across; absent at the first or last line.
+    std::optional<std::int64_t> itemInLine(std::int64_t from, int direction) const;
+    void scrollToItem(std::int64_t item);
+    void extendTo(std::int64_t item);
 
     ui::Application& application_;
     bool supportSlideSelection_ = false;
@@ -190,6 +205,9 @@ class GTagFlowView : public ui::View,
     std::optional<ui::IndexPath> lastIndexPath_;
     std::uint64_t recognizerState_ = kSlideNone;
     std::uint64_t lastRecognizerState_ = kSlideNone;
+    std::optional<std::int64_t> focused_;
+    // While Shift is held: the state the tags the keyboard moves onto take.
+    std::optional<bool> extendState_;
     ui::EdgeInsets edgeInsets_;
     std::uint64_t revision_ = 1;
     // Bumped when the list of items changes or is reloaded.

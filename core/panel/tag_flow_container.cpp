@@ -468,13 +468,87 @@ bool GTagFlowContainer::handleKey(const ui::KeyEvent& event) {
         hide();
         return true;
     }
-    if (event.control && event.text == "c") {
-        std::string text = actionText();
-        hide();
-        copyText(text);
+    if (event.control) {
+        if (event.text == "c") {
+            std::string text = actionText();
+            hide();
+            copyText(text);
+            return true;
+        }
+        if (event.text == "a") selectAll();
+        if (event.text == "i") inverse();
+        return event.text == "a" || event.text == "i";
+    }
+    if (event.key == ui::Key::tab) {
+        const std::size_t count = keyButtons().size();
+        std::optional<std::size_t> next;
+        if (!event.shift) {
+            if (!focusedButton_)
+                next = 0;
+            else if (*focusedButton_ + 1 < count)
+                next = *focusedButton_ + 1;
+        } else {
+            if (!focusedButton_)
+                next = count - 1;
+            else if (*focusedButton_ > 0)
+                next = *focusedButton_ - 1;
+        }
+        if (count == 0) next.reset();
+        focusButton(next);
         return true;
     }
-    return false;
+    if (ui::Button* button = focusedButton()) {
+        if (event.key != ui::Key::enter && event.key != ui::Key::space) return false;
+        auto self = shared_from_this();
+        button->sendActionsForControlEvents(ui::kControlEventTouchUpInside);
+        return true;
+    }
+    return flowView_->handleKey(event);
+}
+
+std::vector<ui::Button*> GTagFlowContainer::keyButtons() const {
+    std::vector<ui::Button*> buttons;
+    for (const auto& view : topContentView_->subviews())
+        if (auto* button = dynamic_cast<ui::Button*>(view.get())) buttons.push_back(button);
+    for (ui::Button* button : {selectAllBtn_.get(), inverseBtn_.get(), closeBtn_.get()})
+        buttons.push_back(button);
+    return buttons;
+}
+
+ui::Button* GTagFlowContainer::focusedButton() const {
+    if (!focusedButton_) return nullptr;
+    std::vector<ui::Button*> buttons = keyButtons();
+    return *focusedButton_ < buttons.size() ? buttons[*focusedButton_] : nullptr;
+}
+
+void GTagFlowContainer::focusButton(std::optional<std::size_t> index) {
+    if (index && !focusedButton_) {
+        // The tags give the keyboard up; they get it back where it was.
+        lastFocusedTag_ = flowView_->focusedItem();
+        flowView_->setFocusedItem(std::nullopt);
+    } else if (!index && focusedButton_) {
+        flowView_->setFocusedItem(lastFocusedTag_.value_or(0));
+    }
+    focusedButton_ = index;
+    ui::Button* button = focusedButton();
+    if (!button) {
+        if (buttonRing_) buttonRing_->setHidden(true);
+        return;
+    }
+    if (!buttonRing_) {
+        buttonRing_ = std::make_shared<ui::View>();
+        buttonRing_->setBorderWidth(2);
+        buttonRing_->setBorderColor(ui::Color::rgb255(255, 149, 0));
+        buttonRing_->setUserInteractionEnabled(false);
+        addSubview(buttonRing_);
+    }
+    constexpr double kRingGap = 3;
+    const ui::Rect frame = button->convertRectToView(button->bounds(), this);
+    buttonRing_->setFrame(ui::Rect(frame.origin.x - kRingGap, frame.origin.y - kRingGap,
+                                   frame.size.width + 2 * kRingGap,
+                                   frame.size.height + 2 * kRingGap));
+    buttonRing_->setCornerRadius(frame.size.width / 2 + kRingGap);
+    buttonRing_->setHidden(false);
 }
 
 void GTagFlowContainer::vibrateSplode() {

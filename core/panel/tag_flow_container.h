@@ -159,6 +159,8 @@ class GTagFlowContainer : public ui::View {
     double maxFlowViewHeight() const { return maxFlowViewHeight_; }
     bool splodeAllFlag() const { return splodeAllFlag_; }
     TimerId headerTimer() const { return headerTimer_; }
+    // The button the keyboard is on, or null while it is on the tags.
+    ui::Button* focusedButton() const;
 
     // A point anywhere on the panel's window belongs to the panel: the
     // backdrop around the card takes the taps that close it.
@@ -170,6 +172,10 @@ class GTagFlowContainer : public ui::View {
     // Spreads the backdrop over the whole window, with the card's surface on it.
     void coverWindow();
     bool handleKey(const ui::KeyEvent& event);
+    // The buttons Tab walks through after the tags: the action bar, select
+    // all, inverse, close.
+    std::vector<ui::Button*> keyButtons() const;
+    void focusButton(std::optional<std::size_t> index);
     void backdropTapped(ui::GestureRecognizer& recognizer);
     // The panel's selection as the action bar reads it: in the board's order
     // setting, or the whole text when nothing is picked.
@@ -204,6 +210,11 @@ class GTagFlowContainer : public ui::View {
     bool splodeAllFlag_ = false;
     TimerId headerTimer_ = 0;
     std::function<void()> detachedBlock_;
+    // The button the keyboard is on (the tags have it when absent), its ring,
+    // and the tag it left.
+    std::optional<std::size_t> focusedButton_;
+    std::shared_ptr<ui::View> buttonRing_;
+    std::optional<std::int64_t> lastFocusedTag_;
 };
 
 }  // namespace kernova

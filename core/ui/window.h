@@ -27,11 +27,12 @@ enum class Orientation {
     landscapeLeft = 4,
 };
 
-enum class Key { escape, enter, tab, backspace, other };
+enum class Key { escape, enter, tab, backspace, left, right, up, down, space, other };
 struct KeyEvent {
     Key key = Key::other;
     std::string text;      // for Key::other: the key's character, unshifted
     bool control = false;  // Control (or the platform's command key) held
+    bool shift = false;
 };
 
 class Window : public View {

@@ -187,6 +187,14 @@ TEST_F(InputTest, ControlWithALetterGivesTheLetterAndControl) {
     EXPECT_EQ(shifted->text, "v");
     EXPECT_TRUE(toKeyEvent(Qt::Key_Escape, {}, Qt::ControlModifier)->control);
     EXPECT_FALSE(toKeyEvent(Qt::Key_Control, {}, Qt::ControlModifier).has_value());
+    // The keys that walk the panel: arrows with Shift, Space, and Shift+Tab.
+    auto extend = toKeyEvent(Qt::Key_Right, {}, Qt::ShiftModifier);
+    EXPECT_EQ(extend->key, ui::Key::right);
+    EXPECT_TRUE(extend->shift);
+    EXPECT_EQ(toKeyEvent(Qt::Key_Space, " ")->key, ui::Key::space);
+    auto back = toKeyEvent(Qt::Key_Backtab, {}, Qt::ShiftModifier);
+    EXPECT_EQ(back->key, ui::Key::tab);
+    EXPECT_TRUE(back->shift);
 
     auto window = makeWindow({0, 0, 300, 300});
     std::vector<ui::KeyEvent> keys;

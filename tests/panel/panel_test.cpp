@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/plist.h"
+#include "board/tag_flow_cell.h"
 #include "floating/splode_running_view.h"
 #include "panel/screen_report.h"
 #include "panel/tag_flow_container.h"
@@ -331,6 +332,63 @@ TEST_F(PanelTest, EscapeControlCAndATapOutsideTheCardCloseIt) {
     open("keys here");
     EXPECT_FALSE(driver.key(ui::KeyEvent{ui::Key::other, "c", false}));
     EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}, false}));
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+}
+
+TEST_F(PanelTest, TheKeyboardWalksTheTagsPicksThemAndPressesTheButtons) {
+    GTagFlowContainer& panel =
+        open("ab cd ef gh ij kl mn op qr st uv wx yz ab cd ef gh ij kl mn op");
+    GTagFlowView& board = *panel.flowView();
+    auto key = [&](ui::Key which, bool shift = false) {
+        EXPECT_TRUE(driver.key(ui::KeyEvent{which, {}, false, shift}));
+    };
+    auto ringed = [&] {
+        std::vector<std::int64_t> shown;
+        for (ui::CollectionViewCell* cell : board.collectionView()->visibleCells())
+            if (static_cast<GTagFlowCell*>(cell)->hasFocusRing())
+                shown.push_back(board.collectionView()->indexPathForCell(cell)->item);
+        return shown;
+    };
+    key(ui::Key::right);
+    key(ui::Key::right);
+    key(ui::Key::right);
+    EXPECT_EQ(ringed(), std::vector<std::int64_t>{2});
+    key(ui::Key::space);
+    EXPECT_EQ(picked(), std::vector<std::string>{"cd"});
+    key(ui::Key::left);
+    key(ui::Key::left);
+    // Shift extends like a slide that starts on "ab": it picks what it crosses.
+    key(ui::Key::right, true);
+    key(ui::Key::right, true);
+    EXPECT_EQ(picked(), (std::vector<std::string>{"cd", "ab", " "}));
+
+    // Down goes to the line below, near the same place across; up comes back.
+    const ui::Rect before = tagStatesOf(board)[2].frame;
+    key(ui::Key::down);
+    const std::int64_t below = *board.focusedItem();
+    EXPECT_GT(tagStatesOf(board)[static_cast<std::size_t>(below)].frame.origin.y, before.origin.y);
+    key(ui::Key::up);
+    EXPECT_EQ(tagStatesOf(board)[static_cast<std::size_t>(*board.focusedItem())].frame.origin.y,
+              before.origin.y);
+
+    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::other, "i", true}));
+    EXPECT_EQ(picked().size(), board.flowDatas().size() - 3);
+    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::other, "a", true}));
+    EXPECT_EQ(picked().size(), board.flowDatas().size());
+
+    // Tab leaves the tags for the buttons; Shift+Tab comes back to the tag.
+    const std::int64_t tag = *board.focusedItem();
+    key(ui::Key::tab);
+    EXPECT_EQ(panel.focusedButton()->currentTitle(), "Copy");
+    EXPECT_TRUE(ringed().empty());
+    key(ui::Key::tab, true);
+    EXPECT_EQ(panel.focusedButton(), nullptr);
+    EXPECT_EQ(board.focusedItem(), tag);
+    key(ui::Key::tab);
+    key(ui::Key::enter);
+    EXPECT_EQ(device.pasteboard().string(),
+              "ab cd ef gh ij kl mn op qr st uv wx yz ab cd ef gh ij kl mn op");
     device.advance(0.1);
     EXPECT_EQ(theServer.panel(), nullptr);
 }

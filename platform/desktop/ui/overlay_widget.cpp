@@ -138,16 +138,32 @@ void OverlayWidget::wheelEvent(QWheelEvent* event) {
 std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text,
                                        Qt::KeyboardModifiers modifiers) {
     const bool control = modifiers.testFlag(Qt::ControlModifier);
+    const bool shift = modifiers.testFlag(Qt::ShiftModifier);
+    auto named = [&](ui::Key key) { return ui::KeyEvent{key, {}, control, shift}; };
     switch (qtKey) {
         case Qt::Key_Escape:
-            return ui::KeyEvent{ui::Key::escape, {}, control};
+            return named(ui::Key::escape);
         case Qt::Key_Return:
         case Qt::Key_Enter:
-            return ui::KeyEvent{ui::Key::enter, {}, control};
+            return named(ui::Key::enter);
+        // Shift+Tab arrives as Backtab.
         case Qt::Key_Tab:
-            return ui::KeyEvent{ui::Key::tab, {}, control};
+            return named(ui::Key::tab);
+        case Qt::Key_Backtab:
+            return ui::KeyEvent{ui::Key::tab, {}, control, true};
         case Qt::Key_Backspace:
-            return ui::KeyEvent{ui::Key::backspace, {}, control};
+            return named(ui::Key::backspace);
+        case Qt::Key_Left:
+            return named(ui::Key::left);
+        case Qt::Key_Right:
+            return named(ui::Key::right);
+        case Qt::Key_Up:
+            return named(ui::Key::up);
+        case Qt::Key_Down:
+            return named(ui::Key::down);
+        case Qt::Key_Space:
+            if (!control) return named(ui::Key::space);
+            break;
         default:
             break;
     }
@@ -156,15 +172,15 @@ std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text,
         // the key itself names the letter.
         if (qtKey >= Qt::Key_A && qtKey <= Qt::Key_Z) {
             return ui::KeyEvent{ui::Key::other, std::string(1, char('a' + (qtKey - Qt::Key_A))),
-                                true};
+                                true, shift};
         }
         if (qtKey >= Qt::Key_0 && qtKey <= Qt::Key_9) {
             return ui::KeyEvent{ui::Key::other, std::string(1, char('0' + (qtKey - Qt::Key_0))),
-                                true};
+                                true, shift};
         }
     }
     if (text.isEmpty() || !text.at(0).isPrint()) return std::nullopt;
-    return ui::KeyEvent{ui::Key::other, fromQString(text), control};
+    return ui::KeyEvent{ui::Key::other, fromQString(text), control, shift};
 }
 
 void OverlayWidget::keyPressEvent(QKeyEvent* event) {
