@@ -111,11 +111,6 @@ void DesktopServerHost::insertText(const std::string& text) {
     desktop_->keyboard().insertText(text);
 }
 
-bool DesktopServerHost::shareText(const std::string& text) {
-    (void)text;
-    return false;
-}
-
 void DesktopServerHost::readSelection(SelectionKind which, SelectionReply reply) {
     // Qt answers a selection read at once, waiting on the owner inside; the
     // reply still comes on a later turn of the loop, as the host promises.

@@ -29,7 +29,6 @@ class DesktopServerHost final : public ServerHost {
     Monitor monitorUnderPointer() override;
     void openUrl(const std::string& url) override;
     void insertText(const std::string& text) override;
-    bool shareText(const std::string& text) override;
     void readSelection(SelectionKind which, SelectionReply reply) override;
     std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) override;
     void watchSettingsFolder(const std::filesystem::path& folder,

@@ -47,8 +47,6 @@ class ServerHost {
     virtual void openUrl(const std::string& url) = 0;
     // Types `text` into the focused field of the application in front.
     virtual void insertText(const std::string& text) = 0;
-    // Offers `text` to the desktop's sharing; false where there is none.
-    virtual bool shareText(const std::string& text) = 0;
 
     // Reads a selection. The reply always comes later on the server's run loop,
     // never inside the call; absent when the selection holds no text.

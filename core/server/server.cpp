@@ -12,6 +12,7 @@
 #include "server/message_names.h"
 #include "server/settings.h"
 #include "support/base64_categories.h"
+#include "ui/activity.h"
 #include "ui/alert.h"
 
 namespace kernova {
@@ -344,11 +345,25 @@ std::string Server::shareText(const Message& message) {
     if (message.userInfo.isAbsent()) return "ignored: no dictionary";
     std::optional<std::string> text = message.userInfo["shareText"].stringValue();
     if (!text) return "ignored: no \"shareText\"";
-    // The panel that asked hid its window for the share: it is done.
-    if (panel_ && !panel_->isShown() && panel_->state() != GTagFlowContainer::State::parked)
-        releasePanel();
-    if (!host_.shareText(*text)) return "refused: no sharing on this desktop";
-    return std::to_string(text->size()) + " bytes shared";
+    ui::Application& application = host_.application();
+    auto window = GSplodeWindow::initWithFrame(application, host_.monitorUnderPointer().frame);
+    auto root = std::make_shared<ui::ViewController>();
+    window->setRootViewController(root);
+    window->makeKeyAndVisible();
+    auto sheet = ui::ActivityViewController::initWithActivityItems(
+        application, {ui::ActivityItem::text(*text)}, {});
+    sheet->setExcludedActivityTypes({});
+    std::weak_ptr<GSplodeWindow> weak = window;
+    sheet->setCompletionWithItemsHandler([this, weak](const std::string&, bool) {
+        if (auto shown = weak.lock()) shown->setHidden(true);
+        // The panel that asked hid its window for the share: it is done now.
+        if (panel_ && !panel_->isShown() && panel_->state() != GTagFlowContainer::State::parked)
+            releasePanel();
+        host_.windowsChanged();
+    });
+    root->presentViewController(sheet, true);
+    host_.windowsChanged();
+    return "share sheet of " + std::to_string(text->size()) + " bytes shown";
 }
 
 std::string Server::popButton(const Message& message) {

@@ -19,11 +19,6 @@ void SimServerHost::insertText(const std::string& text) {
     device_.services().keyboard.insertText(text);
 }
 
-bool SimServerHost::shareText(const std::string& text) {
-    shared_.push_back(text);
-    return true;
-}
-
 void SimServerHost::readSelection(SelectionKind which, SelectionReply reply) {
     ++selectionReads_;
     // The selection's owner answers when the reply is due, with what it holds then.

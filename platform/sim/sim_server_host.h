@@ -26,7 +26,6 @@ class SimServerHost final : public ServerHost {
     Monitor monitorUnderPointer() override;
     void openUrl(const std::string& url) override;
     void insertText(const std::string& text) override;
-    bool shareText(const std::string& text) override;
     void readSelection(SelectionKind which, SelectionReply reply) override;
     std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) override;
     void watchSettingsFolder(const std::filesystem::path& folder,
@@ -41,7 +40,6 @@ class SimServerHost final : public ServerHost {
     void settingsFolderChanged();
 
     std::size_t selectionReads() const { return selectionReads_; }
-    const std::vector<std::string>& sharedTexts() const { return shared_; }
     std::size_t windowsChangedCount() const { return windowsChanged_; }
 
   private:
@@ -50,7 +48,6 @@ class SimServerHost final : public ServerHost {
     std::optional<std::string> primary_;
     std::function<void()> settingsChanged_;
     std::size_t selectionReads_ = 0;
-    std::vector<std::string> shared_;
     std::size_t windowsChanged_ = 0;
 };
 

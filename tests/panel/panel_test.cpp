@@ -20,6 +20,7 @@
 #include "sim/driver.h"
 #include "sim/sim_server_host.h"
 #include "support/base64_categories.h"
+#include "ui/activity.h"
 #include "ui/alert.h"
 
 namespace kernova::testing {
@@ -279,12 +280,17 @@ TEST_F(PanelTest, ShareAndTheActionsStillToComeAndTheActionBlock) {
 
     driver.tap(middle(action("Share")));
     device.runUntilIdle();
-    EXPECT_EQ(host.sharedTexts(), std::vector<std::string>{"share me"});
+    auto sheet =
+        std::dynamic_pointer_cast<ui::ActivityViewController>(driver.presentedControllers().back());
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_EQ(sheet->activityItems().front().string(), "share me");
     EXPECT_EQ(calls,
               (std::vector<std::string>{"Translate:share me", "Search:share me",
                                         "UrlScheme:share me", "Other:share me", "Share:share me"}));
+    EXPECT_NE(theServer.panel(), nullptr) << "kept while the sheet is up";
+    EXPECT_TRUE(driver.chooseActivity(ui::kActivityTypeCopyToPasteboard));
     device.advance(0.1);
-    EXPECT_EQ(theServer.panel(), nullptr) << "the panel Share hid is let go";
+    EXPECT_EQ(theServer.panel(), nullptr) << "the panel Share hid is let go once it is done";
 }
 
 TEST_F(PanelTest, TheCloseButtonsSwipesSelectAllOrInverseAndItsLongPressSplitsAgain) {

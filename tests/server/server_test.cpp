@@ -19,6 +19,7 @@
 #include "sim/driver.h"
 #include "sim/sim_server_host.h"
 #include "support/base64_categories.h"
+#include "ui/activity.h"
 #include "ui/alert.h"
 
 namespace kernova::testing {
@@ -334,7 +335,12 @@ TEST_F(ServerTest, UrlsTextAndSharingGoThroughTheHost) {
     EXPECT_EQ(server.services().urlOpener().openedURLs(),
               std::vector<std::string>{"https://example.org/"});
     EXPECT_EQ(device.services().keyboard.insertedTexts(), std::vector<std::string>{"typed"});
-    EXPECT_EQ(host.sharedTexts(), std::vector<std::string>{"shared"});
+    auto sheet =
+        std::dynamic_pointer_cast<ui::ActivityViewController>(driver.presentedControllers().back());
+    ASSERT_NE(sheet, nullptr);
+    EXPECT_EQ(sheet->activityItems().front().string(), "shared");
+    EXPECT_TRUE(driver.cancelShareSheet());
+    EXPECT_TRUE(driver.presentedControllers().empty());
     EXPECT_EQ(theServer.recentMessages()[1].outcome, "ignored: no dictionary");
 }
 
