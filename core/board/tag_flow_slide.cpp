@@ -1,6 +1,7 @@
 // Slide selection: the first cell a slide reaches (its anchor) decides the
 // state the slide gives to the cells it sweeps; going back over swept cells
 // inverts them again, the anchor included at the moment the slide reverses.
+// A move costs the cells it sweeps, however long the slide already is.
 #include <algorithm>
 #include <cstdlib>
 
@@ -8,14 +9,6 @@
 #include "support/safe_array.h"
 
 namespace kernova {
-
-namespace {
-
-bool contains(const std::vector<ui::IndexPath>& list, const std::optional<ui::IndexPath>& path) {
-    return path && std::find(list.begin(), list.end(), *path) != list.end();
-}
-
-}  // namespace
 
 void GTagFlowView::panRecognizer(ui::GestureRecognizer& recognizer) {
     std::optional<ui::IndexPath> current =
@@ -39,6 +32,7 @@ void GTagFlowView::panRecognizer(ui::GestureRecognizer& recognizer) {
 void GTagFlowView::startSlideOn(const ui::IndexPath& cell) {
     const GTagFlowItemRef& item = selection_.items()[static_cast<std::size_t>(cell.item)];
     indexPaths_.push_back(cell);
+    sweptItems_.insert(cell.item);
     if (item) item->setIsSelected(beginSelectState_);
     addSelectLayout(item);
     performReload({cell});
@@ -47,6 +41,7 @@ void GTagFlowView::startSlideOn(const ui::IndexPath& cell) {
 
 void GTagFlowView::slideBegan(const std::optional<ui::IndexPath>& current) {
     indexPaths_.clear();
+    sweptItems_.clear();
     beginIndexPath_ = current;
     if (!inRange(current)) return;
     GTagFlowItem* item = itemAt(current->item);
@@ -58,7 +53,7 @@ bool GTagFlowView::anchorLateStart(const std::optional<ui::IndexPath>& current) 
     beginIndexPath_ = current;
     GTagFlowItem* item = current ? itemAt(current->item) : nullptr;
     beginSelectState_ = !(item && item->isSelected());
-    if (contains(indexPaths_, current)) return false;
+    if (current && sweptItems_.count(current->item) != 0) return false;
     if (inRange(current)) startSlideOn(*current);
     return true;
 }
@@ -73,45 +68,48 @@ void GTagFlowView::slideChanged(const std::optional<ui::IndexPath>& current) {
     const ui::IndexPath anchor = *beginIndexPath_;
     recognizerState_ = anchor.item < current->item ? kSlideForward : kSlideBackward;
     if (lastRecognizerState_ == kSlideNone) lastRecognizerState_ = recognizerState_;
+    std::vector<ui::IndexPath> touched;
     if (lastRecognizerState_ != recognizerState_) {
         lastRecognizerState_ = recognizerState_;
-        sweep(anchor);
+        touched.push_back(sweep(anchor));
     }
     const std::int64_t distance = std::llabs(current->item - anchor.item);
     if (distance == 1) {
-        sweep(*current);
+        touched.push_back(sweep(*current));
     } else if (distance >= 2) {
         const std::int64_t step = recognizerState_ == kSlideForward ? 1 : -1;
         for (std::int64_t k = 1; k <= distance; ++k)
-            sweep(ui::IndexPath{0, anchor.item + step * k});
+            touched.push_back(sweep(ui::IndexPath{0, anchor.item + step * k}));
     }
     beginIndexPath_ = current;
-    const std::vector<ui::IndexPath> swept = indexPaths_;
-    performReload(swept);
+    performReload(touched);
 }
 
 void GTagFlowView::slideEnded() {
     notifySelectedChanged();
     indexPaths_.clear();
+    sweptItems_.clear();
     beginIndexPath_.reset();
     recognizerState_ = kSlideNone;
     lastRecognizerState_ = kSlideNone;
 }
 
-void GTagFlowView::sweep(const ui::IndexPath& cell) {
+ui::IndexPath GTagFlowView::sweep(const ui::IndexPath& cell) {
     GTagFlowItemRef item;
     if (cell.item >= 0) {
         if (const GTagFlowItemRef* found =
                 objectAtIndexSafely(selection_.items(), static_cast<std::size_t>(cell.item)))
             item = *found;
     }
-    if (contains(indexPaths_, cell)) {
+    if (sweptItems_.count(cell.item) != 0) {
         if (item) item->setIsSelected(!item->isSelected());
     } else {
         indexPaths_.push_back(cell);
+        sweptItems_.insert(cell.item);
         if (item) item->setIsSelected(beginSelectState_);
     }
     addSelectLayout(item);
+    return cell;
 }
 
 }  // namespace kernova

@@ -10,6 +10,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "board/tag_collection_view_layout.h"
@@ -174,7 +175,8 @@ class GTagFlowView : public ui::View,
     void notifySelectedChanged();
     // Draws again the shown cells whose tag is among `changed`.
     void redrawCells(const GTagSelection::Changed& changed);
-    void sweep(const ui::IndexPath& cell);
+    // Gives `cell` its state in the slide; returns it.
+    ui::IndexPath sweep(const ui::IndexPath& cell);
     void slideBegan(const std::optional<ui::IndexPath>& current);
     void slideChanged(const std::optional<ui::IndexPath>& current);
     void slideEnded();
@@ -201,6 +203,7 @@ class GTagFlowView : public ui::View,
     SelectedChangedBlock selectedChangedBlock_;
     std::shared_ptr<ui::PanGestureRecognizer> panRecognizer_;
     std::vector<ui::IndexPath> indexPaths_;
+    std::unordered_set<std::int64_t> sweptItems_;  // the items of indexPaths_
     std::optional<ui::IndexPath> beginIndexPath_;
     std::optional<ui::IndexPath> lastIndexPath_;
     std::uint64_t recognizerState_ = kSlideNone;
