@@ -85,7 +85,9 @@ TEST_F(ServicesTest, PasteboardCountsWritesAndPostsChanges) {
 
 TEST_F(ServicesTest, PlatformChoosesServicesForTheOffscreenPlugin) {
     EXPECT_EQ(desktop->qtPlatformName(), "offscreen");
-    EXPECT_TRUE(desktop->keyboard().program().isEmpty());
+    auto* keyboard = dynamic_cast<CommandKeyboard*>(&desktop->keyboard());
+    ASSERT_NE(keyboard, nullptr);
+    EXPECT_TRUE(keyboard->program().isEmpty());
     desktop->platform().keyboard.insertText("dropped");  // no helper: nothing happens
     desktop->platform().haptic.playSystemSound(1519);
     EXPECT_EQ(desktop->haptic().playCount(), 1u);

@@ -1,6 +1,6 @@
 // Overlay windows on a real X server: they map, paint and take clicks that
 // the server delivers, and show what lies beneath them without a compositor;
-// the primary selection and the typing helper exist.
+// the primary selection and typing through XTest exist.
 #include <QClipboard>
 #include <QCoreApplication>
 #include <QDialog>
@@ -22,6 +22,7 @@
 #include "desktop/ui/presenter.h"
 #include "desktop/ui/screen_behind.h"
 #include "desktop/ui/work_area.h"
+#include "desktop/ui/x11_typing.h"
 #include "desktop_ui/x11_fixture.h"
 #include "ui/alert.h"
 #include "ui/control.h"
@@ -293,13 +294,13 @@ TEST_F(X11Test, ThePointerRestingOnAButtonShowsItsToolTip) {
     host->stop();
 }
 
-TEST_F(X11Test, PrimarySelectionAndTypingHelperAreAvailable) {
+TEST_F(X11Test, PrimarySelectionAndXTestTypingAreAvailable) {
     EXPECT_TRUE(desktop->pasteboard().hasPrimarySelection());
     QGuiApplication::clipboard()->setText("selected words", QClipboard::Selection);
     EXPECT_EQ(desktop->pasteboard().primarySelection(), "selected words");
-    if (!QStandardPaths::findExecutable("xdotool").isEmpty()) {
-        EXPECT_TRUE(desktop->keyboard().program().endsWith("xdotool"));
-    }
+    auto* keyboard = dynamic_cast<X11Keyboard*>(&desktop->keyboard());
+    ASSERT_NE(keyboard, nullptr);
+    EXPECT_FALSE(keyboard->connected()) << "no connection until the first text";
 }
 
 }  // namespace

@@ -71,7 +71,7 @@ DesktopPlatform::DesktopPlatform(Context& context, DesktopPlatformOptions option
       widgets_(runsWidgets()),
       pasteboard_(context),
       haptic_(options.clickSound && canSound(qtPlatform_), &context.log()),
-      keyboard_(makeKeyboard(qtPlatform_)),
+      keyboard_(makeKeyboard(qtPlatform_, &context.log())),
       receiver_(std::make_unique<QObject>()) {
     if (widgets_) {
         auto presenter = std::make_unique<QtPresenter>(pasteboard_);
@@ -80,7 +80,6 @@ DesktopPlatform::DesktopPlatform(Context& context, DesktopPlatformOptions option
     } else {
         presenter_ = std::make_unique<RecordingPresenter>(context.log());
     }
-    keyboard_->setLog(&context.log());
     updateScreen();
     if (QScreen* screen = QGuiApplication::primaryScreen()) {
         QObject::connect(screen, &QScreen::geometryChanged, receiver_.get(),

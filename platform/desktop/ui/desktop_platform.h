@@ -61,7 +61,8 @@ class DesktopPlatform {
     // The dialog presenter; null without widgets.
     QtPresenter* dialogPresenter() const;
     DesktopHaptic& haptic() { return haptic_; }
-    CommandKeyboard& keyboard() { return *keyboard_; }
+    // An X11Keyboard on xcb, a CommandKeyboard elsewhere.
+    ui::Keyboard& keyboard() { return *keyboard_; }
     const ui::Screen& screen() const { return screen_; }
     const std::shared_ptr<WebViewRegistry>& webViews() const { return webViews_; }
 
@@ -79,7 +80,7 @@ class DesktopPlatform {
     DesktopPasteboard pasteboard_;
     std::unique_ptr<ui::Presenter> presenter_;
     DesktopHaptic haptic_;
-    std::unique_ptr<CommandKeyboard> keyboard_;
+    std::unique_ptr<ui::Keyboard> keyboard_;
     PaletteAppearance appearance_;
     DesktopUrlOpener urlOpener_;
     std::shared_ptr<WebViewRegistry> webViews_ = std::make_shared<WebViewRegistry>();

@@ -15,6 +15,7 @@
 #include <QUrl>
 
 #include "desktop/ui/qt_convert.h"
+#include "desktop/ui/x11_typing.h"
 
 namespace kernova::desktop {
 
@@ -200,20 +201,17 @@ void CommandKeyboard::insertText(const std::string& text) {
     }
 }
 
-std::unique_ptr<CommandKeyboard> makeKeyboard(const QString& platformName) {
-    auto helper = [](const char* name) { return QStandardPaths::findExecutable(name); };
-    if (platformName == "xcb") {
-        QString xdotool = helper("xdotool");
-        if (!xdotool.isEmpty()) {
-            return std::make_unique<CommandKeyboard>(xdotool,
-                                                     QStringList{"type", "--clearmodifiers", "--"});
-        }
-    }
+std::unique_ptr<ui::Keyboard> makeKeyboard(const QString& platformName, const Logger* log) {
+    if (platformName == "xcb") return std::make_unique<X11Keyboard>(log);
+    QString program;
+    QStringList arguments;
     if (platformName.startsWith("wayland")) {
-        QString wtype = helper("wtype");
-        if (!wtype.isEmpty()) return std::make_unique<CommandKeyboard>(wtype, QStringList{"--"});
+        program = QStandardPaths::findExecutable("wtype");
+        if (!program.isEmpty()) arguments = QStringList{"--"};
     }
-    return std::make_unique<CommandKeyboard>(QString(), QStringList());
+    auto keyboard = std::make_unique<CommandKeyboard>(program, arguments);
+    keyboard->setLog(log);
+    return keyboard;
 }
 
 }  // namespace kernova::desktop

@@ -94,8 +94,8 @@ class DesktopHaptic final : public ui::Haptic {
 };
 
 // Types text into whatever window has focus by running a helper program
-// (xdotool on X11, wtype on Wayland), detached; or, where none is usable,
-// drops the text with a line in the process's log. The keyboard's own state is not visible to
+// (wtype on Wayland), detached; or, where none is usable, drops the text with
+// a line in the process's log. The keyboard's own state is not visible to
 // another process on the desktop: currentState answers 0 and dismiss does nothing.
 class CommandKeyboard final : public ui::Keyboard {
   public:
@@ -116,7 +116,9 @@ class CommandKeyboard final : public ui::Keyboard {
     const Logger* log_ = nullptr;
 };
 
-// The keyboard for the Qt platform plugin in use ("xcb", "wayland", ...).
-std::unique_ptr<CommandKeyboard> makeKeyboard(const QString& platformName);
+// The keyboard for the Qt platform plugin in use: on "xcb" an X11Keyboard
+// (XTest), on Wayland the wtype helper when installed, else one that drops
+// the text with a log line. `log` receives its outcomes.
+std::unique_ptr<ui::Keyboard> makeKeyboard(const QString& platformName, const Logger* log);
 
 }  // namespace kernova::desktop
