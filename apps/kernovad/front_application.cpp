@@ -1,6 +1,7 @@
 #include "kernovad/front_application.h"
 
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 #include <QObject>
 #include <QString>
@@ -154,7 +155,7 @@ void FrontApplication::activeWindowChanged() {
     id_.reset();
 }
 
-FrontApplication::Window FrontApplication::describe(xcb_window_t window) {
+FrontApplication::Window FrontApplication::describe(std::uint32_t window) {
     // Every request first, then every reply: one round trip.
     xcb_get_property_cookie_t wmClass =
         xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_ANY, 0, 256);

@@ -5,8 +5,6 @@
 // nothing runs while the active window stays.
 #pragma once
 
-#include <xcb/xcb.h>
-
 #include <QFileSystemWatcher>
 #include <QSocketNotifier>
 #include <cstdint>
@@ -17,6 +15,8 @@
 #include "base/desktop_entries.h"
 #include "base/log.h"
 #include "base/paths.h"
+
+struct xcb_connection_t;
 
 namespace kernova::daemon {
 
@@ -44,15 +44,15 @@ class FrontApplication {
     struct Window;
     void readEvents();
     void activeWindowChanged();
-    Window describe(xcb_window_t window);
+    Window describe(std::uint32_t window);
     void loadEntries();
     void watchFolders();
 
     EnvironmentLookup env_;
     const Logger& log_;
     xcb_connection_t* connection_ = nullptr;
-    xcb_window_t root_ = 0;
-    xcb_atom_t activeAtom_ = 0, pidAtom_ = 0, typeAtom_ = 0, desktopTypeAtom_ = 0;
+    std::uint32_t root_ = 0;  // window and atoms are X ids
+    std::uint32_t activeAtom_ = 0, pidAtom_ = 0, typeAtom_ = 0, desktopTypeAtom_ = 0;
     std::string host_;  // this machine's name, for WM_CLIENT_MACHINE
     std::unique_ptr<QSocketNotifier> notifier_;
     std::uint32_t activeWindow_ = 0;

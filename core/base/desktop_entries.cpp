@@ -228,10 +228,11 @@ std::optional<std::string> read(const fs::path& file) {
     if (ec || size > kMaxDesktopFileBytes) return std::nullopt;
     std::ifstream in(file, std::ios::binary);
     if (!in) return std::nullopt;
-    std::string text(kMaxDesktopFileBytes + 1, '\0');
+    // One byte more than the size tells a file that grew meanwhile.
+    std::string text(static_cast<std::size_t>(size) + 1, '\0');
     in.read(text.data(), static_cast<std::streamsize>(text.size()));
     text.resize(static_cast<std::size_t>(in.gcount()));
-    if (text.size() > kMaxDesktopFileBytes) return std::nullopt;  // grew meanwhile
+    if (text.size() > size) return std::nullopt;
     return text;
 }
 
