@@ -1,7 +1,5 @@
 #include "kernovad/desktop_host.h"
 
-#include <xcb/xcb.h>
-
 #include <QClipboard>
 #include <QCursor>
 #include <QDesktopServices>
@@ -10,8 +8,6 @@
 #include <QScreen>
 #include <QTimer>
 #include <QUrl>
-#include <cstdlib>
-#include <cstring>
 
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/qt_image_codec.h"
@@ -20,29 +16,6 @@
 
 namespace kernova::daemon {
 namespace {
-
-struct FreeReply {
-    void operator()(void* reply) const { std::free(reply); }
-};
-
-xcb_atom_t atomNamed(xcb_connection_t* connection, const char* name) {
-    xcb_intern_atom_cookie_t cookie =
-        xcb_intern_atom(connection, 1, static_cast<std::uint16_t>(std::strlen(name)), name);
-    std::unique_ptr<xcb_intern_atom_reply_t, FreeReply> reply(
-        xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
-
-// The value of a window's property, as bytes; empty when it has none.
-std::string property(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t name,
-                     xcb_atom_t type) {
-    xcb_get_property_cookie_t cookie = xcb_get_property(connection, 0, window, name, type, 0, 1024);
-    std::unique_ptr<xcb_get_property_reply_t, FreeReply> reply(
-        xcb_get_property_reply(connection, cookie, nullptr));
-    if (!reply) return {};
-    const char* value = static_cast<const char*>(xcb_get_property_value(reply.get()));
-    return std::string(value, static_cast<std::size_t>(xcb_get_property_value_length(reply.get())));
-}
 
 Monitor monitorOf(const QScreen& screen) {
     const QRect r = screen.geometry();
@@ -60,34 +33,19 @@ DesktopServerHost::DesktopServerHost(Context& context)
       windows_(desktop_->makeWindowHost(*application_)),
       receiver_(std::make_unique<QObject>()) {
     windows_->start();
+    if (QGuiApplication::platformName() == QStringLiteral("xcb"))
+        front_ = std::make_unique<FrontApplication>(processEnvironment(), context_.log());
 }
 
 DesktopServerHost::~DesktopServerHost() {
     receiver_.reset();
+    front_.reset();
     settingsWatcher_.reset();
     windows_->stop();
 }
 
 std::string DesktopServerHost::frontmostApplicationId() {
-    if (QGuiApplication::platformName() != QStringLiteral("xcb")) return {};
-    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
-    xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
-    if (!connection) return {};
-    const xcb_setup_t* setup = xcb_get_setup(connection);
-    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(setup);
-    if (!screens.rem) return {};
-    std::string active = property(connection, screens.data->root,
-                                  atomNamed(connection, "_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW);
-    if (active.size() < sizeof(xcb_window_t)) return {};
-    xcb_window_t window = 0;
-    std::memcpy(&window, active.data(), sizeof window);
-    // WM_CLASS holds the instance and the class, each ending in a zero byte.
-    std::string wmClass = property(connection, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING);
-    std::size_t split = wmClass.find('\0');
-    if (split == std::string::npos) return {};
-    std::string klass = wmClass.substr(split + 1);
-    if (!klass.empty() && klass.back() == '\0') klass.pop_back();
-    return klass;
+    return front_ ? front_->id() : std::string();
 }
 
 Monitor DesktopServerHost::monitorUnderPointer() {

@@ -10,6 +10,7 @@
 #include "base/context.h"
 #include "desktop/ui/desktop_platform.h"
 #include "desktop/ui/overlay_window_host.h"
+#include "kernovad/front_application.h"
 #include "server/host.h"
 #include "ui/application.h"
 
@@ -24,7 +25,8 @@ class DesktopServerHost final : public ServerHost {
     DesktopServerHost& operator=(const DesktopServerHost&) = delete;
 
     ui::Application& application() override { return *application_; }
-    // The WM_CLASS class of the window in front (X11 only); empty elsewhere.
+    // The desktop-entry id of the application in front (X11 only; see
+    // FrontApplication); empty elsewhere.
     std::string frontmostApplicationId() override;
     Monitor monitorUnderPointer() override;
     void openUrl(const std::string& url) override;
@@ -36,6 +38,8 @@ class DesktopServerHost final : public ServerHost {
     void windowsChanged() override;
 
     desktop::DesktopPlatform& desktop() { return *desktop_; }
+    // Absent where Qt does not run on X11.
+    FrontApplication* frontApplication() { return front_.get(); }
 
   private:
     Context& context_;
@@ -43,6 +47,7 @@ class DesktopServerHost final : public ServerHost {
     std::unique_ptr<ui::Application> application_;
     std::unique_ptr<desktop::OverlayWindowHost> windows_;
     std::unique_ptr<QFileSystemWatcher> settingsWatcher_;
+    std::unique_ptr<FrontApplication> front_;
     // Owns the connections and the posted selection reads: they end with the host.
     std::unique_ptr<QObject> receiver_;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/desktop_entries.h"
 #include "base/message_dispatcher.h"
 #include "board/tag_flow_item.h"
 #include "floating/splode_running_view.h"
@@ -115,9 +116,11 @@ void Server::noteOwnClipboardWrite() {
 void Server::timerFiredQLN() {
     const std::string front = host_.frontmostApplicationId();
     const auto& enabledApps = context_.settings().applistWhite;
+    // Desktop-entry ids match with or without their ".desktop".
     context_.settings().availableInApp =
         enabledApps &&
-        std::find(enabledApps->begin(), enabledApps->end(), front) != enabledApps->end();
+        std::any_of(enabledApps->begin(), enabledApps->end(),
+                    [&](const std::string& id) { return sameDesktopEntryId(id, front); });
 }
 
 std::shared_ptr<const ui::Image> Server::decodeBase64ToImage(const std::string& text) const {
