@@ -3,6 +3,7 @@
 #include <string>
 
 #include "floating/splode_window.h"
+#include "segment/splode_box.h"
 #include "server/settings.h"
 #include "ui/alert.h"
 
@@ -55,6 +56,17 @@ void GTagFlowCell::layoutSubviews() {
     ui::CollectionViewCell::layoutSubviews();
     tagLabel_->setFrame(bounds());
     if (focusRing_) focusRing_->setFrame(bounds());
+}
+
+std::string GTagFlowCell::accessibilityLabel() const {
+    if (!flowLayout_) return {};
+    // Spaces and line breaks are tags too: say what they are.
+    if (GSplodeBox::isEmptAllSapce(flowLayout_->text())) return "space";
+    return flowLayout_->text();
+}
+
+bool GTagFlowCell::isAccessibilitySelected() const {
+    return flowLayout_ && flowLayout_->isSelected();
 }
 
 void GTagFlowCell::setFocusRing(bool shown) {

@@ -40,6 +40,10 @@ class GTagFlowCell : public ui::CollectionViewCell {
     void longPress(ui::GestureRecognizer& recognizer);
 
     void layoutSubviews() override;
+    // A tag reads as its text, selected when picked; its label is its own.
+    ui::AccessibilityRole accessibilityRole() const override { return ui::AccessibilityRole::cell; }
+    std::string accessibilityLabel() const override;
+    bool isAccessibilitySelected() const override;
     // The ring that marks the tag the keyboard is on.
     void setFocusRing(bool shown);
     bool hasFocusRing() const { return focusRing_ && !focusRing_->isHidden(); }

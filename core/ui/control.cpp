@@ -183,6 +183,17 @@ void Button::refresh() {
     setNeedsLayout();
 }
 
+std::string Button::accessibilityLabel() const {
+    if (!toolTip().empty()) return toolTip();
+    return currentTitle().value_or("");
+}
+
+bool Button::accessibilityActivate() {
+    if (!isEnabled()) return false;
+    sendActionsForControlEvents(kControlEventTouchUpInside);
+    return true;
+}
+
 void Button::layoutSubviews() {
     // Image and title side by side, centred; each fits the bounds.
     Rect b = bounds();

@@ -104,6 +104,11 @@ class Button : public Control {
 
     void setHighlighted(bool highlighted) override;
     void layoutSubviews() override;
+    // A button reads as its tool tip, else its title; pressing it sends
+    // touch-up-inside.
+    AccessibilityRole accessibilityRole() const override { return AccessibilityRole::button; }
+    std::string accessibilityLabel() const override;
+    bool accessibilityActivate() override;
 
   private:
     void refresh();

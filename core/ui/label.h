@@ -29,6 +29,10 @@ class Label : public View {
     int numberOfLines() const { return numberOfLines_; }
     void setNumberOfLines(int lines);
 
+    AccessibilityRole accessibilityRole() const override {
+        return text_.empty() ? AccessibilityRole::none : AccessibilityRole::staticText;
+    }
+    std::string accessibilityLabel() const override { return text_; }
     // The size the text needs, measured by the platform.
     Size textSize(const TextMeasurer& measurer) const;
 

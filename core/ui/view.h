@@ -21,6 +21,9 @@ class GestureRecognizer;
 
 using TouchId = std::int64_t;
 
+// What a view is to a screen reader.
+enum class AccessibilityRole { none, button, staticText, cell };
+
 // Values as the toolkit numbers them (UITouchPhase).
 enum class TouchPhase { began = 0, moved = 1, stationary = 2, ended = 3, cancelled = 4 };
 
@@ -93,6 +96,13 @@ class View : public std::enable_shared_from_this<View> {
     // Words the desktop shows while the pointer rests on the view; empty for none.
     const std::string& toolTip() const { return toolTip_; }
     void setToolTip(std::string text) { toolTip_ = std::move(text); }
+    // What a screen reader says of the view. A view with the role none is
+    // passed over (its subviews are still read).
+    virtual AccessibilityRole accessibilityRole() const { return AccessibilityRole::none; }
+    virtual std::string accessibilityLabel() const { return toolTip_; }
+    virtual bool isAccessibilitySelected() const { return false; }
+    // Does what a press does (a button's action); false when the view has none.
+    virtual bool accessibilityActivate() { return false; }
     std::int64_t tag() const { return tag_; }
     void setTag(std::int64_t tag) { tag_ = tag; }
 

@@ -1,6 +1,7 @@
 // Overlay windows follow the model, and Qt input on them reaches the toolkit:
 // clicks as touches (a button's touch-up-inside), drags as pans, the wheel as
 // scrolling, Escape as a key for the key window.
+#include <QAccessible>
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QHelpEvent>
@@ -172,6 +173,40 @@ TEST_F(InputTest, EscapeReachesTheKeyWindow) {
     EXPECT_EQ(toKeyEvent(Qt::Key_A, "a")->text, "a");
     EXPECT_FALSE(toKeyEvent(Qt::Key_A, "a")->control);
     EXPECT_FALSE(toKeyEvent(Qt::Key_Shift, "").has_value());
+}
+
+TEST_F(InputTest, ScreenReadersReadTheButtonsAndLabelsAndPressTheButtons) {
+    auto window = makeWindow({0, 0, 300, 300});
+    auto copy = std::make_shared<ui::Button>(ui::Rect{10, 20, 35, 35});
+    copy->setTitle("Copy");
+    copy->setToolTip("Copy the picked words");
+    int presses = 0;
+    copy->addTarget([&](ui::Control&) { ++presses; }, ui::kControlEventTouchUpInside);
+    auto label = std::make_shared<ui::Label>(ui::Rect{10, 80, 100, 20});
+    label->setText("hello");
+    auto hidden = std::make_shared<ui::Button>(ui::Rect{10, 120, 35, 35});
+    hidden->setTitle("Hidden");
+    hidden->setHidden(true);
+    auto plain = std::make_shared<ui::View>(ui::Rect{0, 0, 300, 300});
+    plain->addSubview(label);
+    window->addSubview(plain);
+    window->addSubview(copy);
+    window->addSubview(hidden);
+    host->sync();
+
+    QAccessibleInterface* overlay = QAccessible::queryAccessibleInterface(host->widgetFor(*window));
+    ASSERT_NE(overlay, nullptr);
+    ASSERT_EQ(overlay->childCount(), 2) << "the label, then the button; hidden ones are not read";
+    QAccessibleInterface* text = overlay->child(0);
+    EXPECT_EQ(text->role(), QAccessible::StaticText);
+    EXPECT_EQ(text->text(QAccessible::Name), "hello");
+    QAccessibleInterface* button = overlay->child(1);
+    EXPECT_EQ(button->role(), QAccessible::Button);
+    EXPECT_EQ(button->text(QAccessible::Name), "Copy the picked words");
+    EXPECT_EQ(button->rect(), QRect(10, 20, 35, 35));
+    EXPECT_EQ(overlay->child(1), button) << "one interface per view";
+    button->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_EQ(presses, 1);
 }
 
 TEST_F(InputTest, ControlWithALetterGivesTheLetterAndControl) {

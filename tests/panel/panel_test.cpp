@@ -362,6 +362,13 @@ TEST_F(PanelTest, TheKeyboardWalksTheTagsPicksThemAndPressesTheButtons) {
     EXPECT_EQ(ringed(), std::vector<std::int64_t>{2});
     key(ui::Key::space);
     EXPECT_EQ(picked(), std::vector<std::string>{"cd"});
+    // Screen readers hear the tags by their text, picked or not; a space as "space".
+    auto* picks =
+        static_cast<GTagFlowCell*>(board.collectionView()->cellForItemAtIndexPath({0, 2}));
+    EXPECT_EQ(picks->accessibilityLabel(), "cd");
+    EXPECT_TRUE(picks->isAccessibilitySelected());
+    EXPECT_EQ(board.collectionView()->cellForItemAtIndexPath({0, 1})->accessibilityLabel(),
+              "space");
     key(ui::Key::left);
     key(ui::Key::left);
     // Shift extends like a slide that starts on "ab": it picks what it crosses.

@@ -4,6 +4,8 @@
 #include <QGuiApplication>
 #include <QObject>
 #include <QScreen>
+
+#include "desktop/ui/accessibility.h"
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
@@ -112,6 +114,7 @@ void DesktopPlatform::updateScreen() {
 
 std::unique_ptr<OverlayWindowHost> DesktopPlatform::makeWindowHost(
     ui::Application& application) const {
+    installOverlayAccessibility();
     return std::make_unique<OverlayWindowHost>(application, webViews_, dialogPresenter());
 }
 
