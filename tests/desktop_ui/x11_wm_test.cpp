@@ -2,7 +2,10 @@
 // compositor): a window's overlay maps on the monitor its frame lies on and
 // shows that monitor beneath it; overlays stay above ordinary windows and take
 // the clicks there; the key overlay gets the keys; a pass-through overlay
-// lets clicks outside its content through and never takes the focus.
+// lets clicks outside its content through and never takes the focus; pass-through
+// overlays shown above a full-screen key overlay stay above it.
+#include <xcb/xcb.h>
+
 #include <QDialog>
 #include <QGuiApplication>
 #include <QProcess>
@@ -10,6 +13,7 @@
 #include <QStandardPaths>
 #include <QWidget>
 #include <QWindow>
+#include <cstdlib>
 
 #include "desktop/ui/presenter.h"
 #include "desktop/ui/screen_behind.h"
@@ -19,6 +23,43 @@
 
 namespace kernova::desktop::testing {
 namespace {
+
+// The child of the root window that holds `window`: the window manager's frame
+// around it, or the window itself when it is not managed.
+xcb_window_t topLevelOf(xcb_window_t window) {
+    xcb_connection_t* connection = x11Connection();
+    const xcb_window_t root = rootWindow();
+    for (int depth = 0; depth < 16; ++depth) {
+        auto* tree = xcb_query_tree_reply(connection, xcb_query_tree(connection, window), nullptr);
+        if (!tree) return XCB_WINDOW_NONE;
+        const xcb_window_t parent = tree->parent;
+        std::free(tree);
+        if (parent == root || parent == XCB_WINDOW_NONE) return window;
+        window = parent;
+    }
+    return XCB_WINDOW_NONE;
+}
+
+// Where the X server stacks `widget`'s window (its frame, if managed) among
+// the children of the root window: 0 at the bottom; -1 when not found.
+int stackingIndex(const QWidget& widget) {
+    xcb_connection_t* connection = x11Connection();
+    const xcb_window_t top = topLevelOf(static_cast<xcb_window_t>(widget.winId()));
+    auto* tree =
+        xcb_query_tree_reply(connection, xcb_query_tree(connection, rootWindow()), nullptr);
+    if (!tree || top == XCB_WINDOW_NONE) {
+        std::free(tree);
+        return -1;
+    }
+    const xcb_window_t* children = xcb_query_tree_children(tree);
+    const int count = xcb_query_tree_children_length(tree);
+    int index = -1;
+    for (int i = 0; i < count; ++i) {
+        if (children[i] == top) index = i;
+    }
+    std::free(tree);
+    return index;
+}
 
 class WindowManagerTest : public X11Test {
   protected:
@@ -184,6 +225,71 @@ TEST_F(WindowManagerTest, APassThroughOverlayLetsClicksThroughAndNeverTakesTheFo
     EXPECT_EQ(xdotool({"key", "Escape"}), 0);
     EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the focus moved";
     EXPECT_EQ(QGuiApplication::focusWindow(), beneathWindow);
+}
+
+// The window manager puts a focused window that covers its monitor without
+// decorations (the panel's overlay) above every window it keeps above the
+// others: pass-through overlays shown after it, at its level or above, and
+// the dialog of one of them must still come above it.
+TEST_F(WindowManagerTest, PassThroughOverlaysShownAfterAFullScreenKeyOverlayStayAboveIt) {
+    auto panel = std::make_shared<ui::Window>(app, ui::Rect{0, 0, 800, 600});
+    panel->setWindowLevel(ui::kWindowLevelAlert + 1);
+    panel->addSubview(std::make_shared<ui::View>(ui::Rect{100, 100, 600, 400}));
+    int escapes = 0;
+    panel->setKeyHandler([&](const ui::KeyEvent& key) {
+        escapes += key.key == ui::Key::escape;
+        return true;
+    });
+    panel->makeKeyAndVisible();
+    host->start();
+    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*panel)); }));
+    OverlayWidget* panelWidget = host->widgetFor(*panel);
+    ASSERT_TRUE(waitFor([&] {
+        return QGuiApplication::focusWindow() == panelWidget->windowHandle();
+    })) << "the window manager did not give the key overlay the focus";
+
+    // A small working indicator at the panel's level, shown after it.
+    auto indicator = std::make_shared<ui::Window>(app, ui::Rect{300, 35, 80, 80});
+    indicator->setWindowLevel(ui::kWindowLevelAlert + 1);
+    indicator->setPassesTouchesThrough(true);
+    indicator->addSubview(std::make_shared<ui::View>(ui::Rect{0, 0, 80, 80}));
+    indicator->setHidden(false);
+    // A toast above the panel's level, showing a dialog without buttons.
+    auto toast = std::make_shared<ui::Window>(app, ui::Rect{0, 0, 800, 600});
+    toast->setWindowLevel(ui::kWindowLevelAlert + 2);
+    toast->setPassesTouchesThrough(true);
+    auto toastRoot = std::make_shared<ui::ViewController>();
+    toast->setRootViewController(toastRoot);
+    toast->setHidden(false);
+    ASSERT_TRUE(waitFor(
+        [&] { return exposed(host->widgetFor(*indicator)) && exposed(host->widgetFor(*toast)); }));
+    auto alert = ui::AlertController::alertControllerWithTitle("Copied", std::nullopt,
+                                                               ui::AlertControllerStyle::alert);
+    toastRoot->presentViewController(alert, true);
+    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    ASSERT_NE(dialog, nullptr);
+    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
+
+    OverlayWidget* indicatorWidget = host->widgetFor(*indicator);
+    OverlayWidget* toastWidget = host->widgetFor(*toast);
+    auto inOrder = [&] {
+        const int bottom = stackingIndex(*panelWidget);
+        const int middle = stackingIndex(*indicatorWidget);
+        const int top = stackingIndex(*toastWidget);
+        const int topmost = stackingIndex(*dialog);
+        return bottom >= 0 && bottom < middle && middle < top && top < topmost;
+    };
+    EXPECT_TRUE(waitFor(inOrder, 2000))
+        << "bottom to top, expected panel < indicator < toast < dialog: "
+        << stackingIndex(*panelWidget) << ", " << stackingIndex(*indicatorWidget) << ", "
+        << stackingIndex(*toastWidget) << ", " << stackingIndex(*dialog);
+
+    // The key overlay keeps the keys.
+    EXPECT_EQ(QGuiApplication::focusWindow(), panelWidget->windowHandle());
+    EXPECT_EQ(xdotool({"key", "Escape"}), 0);
+    EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the focus moved";
+    EXPECT_EQ(QGuiApplication::focusWindow(), panelWidget->windowHandle());
+    EXPECT_TRUE(inOrder()) << "the order changed once the key overlay took the keys";
 }
 
 }  // namespace

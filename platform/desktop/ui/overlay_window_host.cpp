@@ -15,6 +15,7 @@
 #include "desktop/ui/presenter.h"
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/screen_behind.h"
+#include "desktop/ui/window_flags.h"
 
 namespace kernova::desktop {
 
@@ -132,8 +133,11 @@ void OverlayWindowHost::sync() {
         if (entry.widget) configure(entry);
     }
     bool raised = restack(visible);
-    focusKeyWindow();
-    raiseDialogs(raised);
+    const bool activated = focusKeyWindow();
+    raised = raiseDialogs(raised) || raised;
+    // The window manager may have put a managed overlay above the others
+    // (raised or activated): the unmanaged ones go above it again.
+    if (raised || activated) raiseUnmanaged();
     repaintChanged();
     syncing_ = false;
     placeWebViews();
@@ -208,11 +212,15 @@ void OverlayWindowHost::configure(Entry& entry) {
         if (widget.isVisible()) widget.hide();
         return;
     }
-    // A window that passes touches through never takes the keyboard focus
-    // (changing the flag hides the widget; it is shown again below).
+    // A window that passes touches through never takes the keyboard focus,
+    // and is left unmanaged (changing the flags hides the widget; it is shown
+    // again below, and stacked anew).
     const bool passes = window.passesTouchesThrough();
-    if (widget.windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus) != passes) {
-        widget.setWindowFlag(Qt::WindowDoesNotAcceptFocus, passes);
+    const Qt::WindowFlags toggled = Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint;
+    const Qt::WindowFlags wanted = overlayWindowFlags(passes) & toggled;
+    if ((widget.windowFlags() & toggled) != wanted) {
+        widget.setWindowFlags((widget.windowFlags() & ~toggled) | wanted);
+        stacking_.clear();
     }
     // On the monitor that shows most of the window, with that monitor's scale.
     QScreen* screen = screenShowing(geometry);
@@ -246,13 +254,13 @@ bool OverlayWindowHost::restack(const std::vector<ui::Window*>& visible) {
     return raised;
 }
 
-void OverlayWindowHost::raiseDialogs(bool overlaysRaised) {
-    if (!presenter_) return;
+bool OverlayWindowHost::raiseDialogs(bool overlaysRaised) {
+    if (!presenter_) return false;
     std::vector<QtPresenter::ShownDialog> shown = presenter_->shownDialogs();
     std::vector<QDialog*> dialogs;
     for (const auto& entry : shown)
         dialogs.push_back(entry.dialog);
-    if (!overlaysRaised && dialogs == raisedDialogs_) return;
+    if (!overlaysRaised && dialogs == raisedDialogs_) return false;
     for (const auto& entry : shown) {
         // The window may be gone: it is only compared, never used.
         OverlayWidget* overlay = nullptr;
@@ -274,16 +282,36 @@ void OverlayWindowHost::raiseDialogs(bool overlaysRaised) {
         (*it)->activateWindow();
         break;
     }
+    return true;
 }
 
-void OverlayWindowHost::focusKeyWindow() {
+void OverlayWindowHost::raiseUnmanaged() {
+    // The overlays above the topmost managed one, back to front.
+    std::size_t first = stacking_.size();
+    while (first > 0) {
+        OverlayWidget* widget = widgetFor(*stacking_[first - 1]);
+        if (widget && widget->isVisible() && !bypassesWindowManager(*widget)) break;
+        --first;
+    }
+    for (std::size_t i = first; i < stacking_.size(); ++i) {
+        OverlayWidget* widget = widgetFor(*stacking_[i]);
+        if (widget && widget->isVisible()) widget->raise();
+    }
+    // Then the unmanaged dialogs, oldest first: above every overlay.
+    for (QDialog* dialog : raisedDialogs_) {
+        if (dialog->isVisible() && bypassesWindowManager(*dialog)) dialog->raise();
+    }
+}
+
+bool OverlayWindowHost::focusKeyWindow() {
     ui::Window* key = application_.keyWindow();
-    if (key == focused_) return;
+    if (key == focused_) return false;
     OverlayWidget* widget = key && !key->passesTouchesThrough() ? widgetFor(*key) : nullptr;
     focused_ = widget ? key : nullptr;
-    if (!widget) return;
+    if (!widget) return false;
     widget->activateWindow();
     widget->setFocus(Qt::ActiveWindowFocusReason);
+    return true;
 }
 
 void OverlayWindowHost::repaintChanged() {

@@ -13,6 +13,12 @@
 // overlays that must come above others are raised, and the presenter's dialogs
 // are then raised above the overlays (each marked transient for the overlay of
 // the window it belongs to), so that a dialog is never hidden under an overlay.
+// A window manager keeps a focused window that covers its monitor without
+// decorations (the panel's overlay) above every other window it manages, so
+// pass-through overlays and their dialogs are not managed (override-redirect):
+// after any raise or activation, those above the topmost managed overlay are
+// raised again, back to front, then the unmanaged dialogs. An unmanaged
+// overlay that must lie below a managed one is left where it was raised.
 #pragma once
 
 #include <QRect>
@@ -78,8 +84,13 @@ class OverlayWindowHost {
     void configure(Entry& entry);
     // True when it raised any overlay.
     bool restack(const std::vector<ui::Window*>& visible);
-    void raiseDialogs(bool overlaysRaised);
-    void focusKeyWindow();
+    // True when it raised any dialog.
+    bool raiseDialogs(bool overlaysRaised);
+    // Raises the unmanaged overlays above the topmost managed one, then the
+    // unmanaged dialogs.
+    void raiseUnmanaged();
+    // True when it activated an overlay.
+    bool focusKeyWindow();
     void repaintChanged();
     void placeWebViews();
     int frameInterval() const;

@@ -16,8 +16,17 @@ Qt::WindowFlags overlayWindowFlags(bool passesTouchesThrough) {
     // X11 and Wayland: a tool window stays out of the task bar and pager while
     // the window manager still gives it focus when asked.
     flags |= Qt::Tool;
+    // A window manager stacks a focused window that covers its monitor
+    // without decorations (the panel's overlay) above all the others it
+    // manages, whatever they ask: a window that never takes the focus is
+    // left unmanaged (override-redirect), so that the host alone stacks it.
+    if (passesTouchesThrough) flags |= Qt::X11BypassWindowManagerHint;
 #endif
     return flags;
+}
+
+bool bypassesWindowManager(const QWidget& widget) {
+    return widget.windowFlags().testFlag(Qt::X11BypassWindowManagerHint);
 }
 
 void applyOverlayAttributes(QWidget& widget) {
@@ -37,6 +46,11 @@ Qt::WindowFlags dialogWindowFlags(bool takesFocus) {
     Qt::WindowFlags flags =
         Qt::Dialog | Qt::WindowStaysOnTopHint | Qt::WindowTitleHint | Qt::WindowCloseButtonHint;
     if (!takesFocus) flags |= Qt::WindowDoesNotAcceptFocus;
+#if !defined(Q_OS_MACOS) && !defined(Q_OS_WIN)
+    // Like the overlays of pass-through windows, those that never take the
+    // focus are left unmanaged, so that they can come above a full-screen one.
+    if (!takesFocus) flags |= Qt::X11BypassWindowManagerHint;
+#endif
     return flags;
 }
 

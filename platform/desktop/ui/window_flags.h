@@ -9,14 +9,19 @@ class QWidget;
 namespace kernova::desktop {
 
 // Frameless, above ordinary windows, out of the task bar; a window that
-// passes touches through never takes the keyboard focus.
+// passes touches through never takes the keyboard focus, and on X11 is not
+// managed by the window manager (the overlay host stacks it).
 Qt::WindowFlags overlayWindowFlags(bool passesTouchesThrough = false);
+// True when `widget`'s window is kept out of the window manager's hands: it
+// goes where it is raised, whatever the window manager does with the others.
+bool bypassesWindowManager(const QWidget& widget);
 // Attributes of an overlay: a transparent background, touch input, pointer
 // moves tracked (tool tips), and no activation on show (the key window asks
 // for focus itself).
 void applyOverlayAttributes(QWidget& widget);
 // Dialogs shown for alerts and share sheets: above the overlays. Those of a
-// pass-through window do not take the keyboard focus either.
+// pass-through window do not take the keyboard focus either, and are not
+// managed by the window manager on X11.
 Qt::WindowFlags dialogWindowFlags(bool takesFocus = true);
 
 }  // namespace kernova::desktop
