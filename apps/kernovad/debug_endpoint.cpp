@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QPixmap>
 #include <QScreen>
+#include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "desktop/ui/painter.h"
@@ -75,6 +76,29 @@ std::string screenStateJson(const ScreenReport& report, double devicePixelRatio)
                                     {"running", std::move(running)},
                                     {"alerts", std::move(alerts)}};
     return state.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+DebugEndpoint::DebugEndpoint(const Server& server, DesktopServerHost& host)
+    : server_(server), host_(host) {
+    host_.windows().setPaintedObserver([this](const ui::Window& window) { painted(window); });
+}
+
+DebugEndpoint::~DebugEndpoint() {
+    host_.windows().setPaintedObserver({});
+}
+
+void DebugEndpoint::painted(const ui::Window& window) {
+    const GTagFlowContainer* panel = server_.panel();
+    if (!panel || !panel->isShown() || panel->keyWindow().get() != &window) return;
+    std::weak_ptr<const ui::View> current = panel->weak_from_this();
+    const bool reported = !reportedPanel_.expired() && !reportedPanel_.owner_before(current) &&
+                          !current.owner_before(reportedPanel_);
+    if (reported) return;
+    reportedPanel_ = current;
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    emit PanelPainted(static_cast<qulonglong>(now.tv_sec) * 1000000000ULL +
+                      static_cast<qulonglong>(now.tv_nsec));
 }
 
 QStringList DebugEndpoint::ReceivedMessages() const {

@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <memory>
 #include <string>
 
 #include "panel/screen_report.h"
@@ -38,7 +39,14 @@ class DebugEndpoint : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "fun.quorle.kernova.Debug")
   public:
-    DebugEndpoint(const Server& server, DesktopServerHost& host) : server_(server), host_(host) {}
+    // Reports the first painting of each panel shown (PanelPainted).
+    DebugEndpoint(const Server& server, DesktopServerHost& host);
+    ~DebugEndpoint() override;
+
+  signals:
+    // A newly shown panel is on screen: its first painting has completed, at
+    // `monotonicNs` on the system's monotonic clock (CLOCK_MONOTONIC).
+    void PanelPainted(qulonglong monotonicNs);
 
   public slots:
     // The last Server::kRecentMessageLimit messages, oldest first.
@@ -51,8 +59,12 @@ class DebugEndpoint : public QObject {
     QByteArray Screenshot() const;
 
   private:
+    void painted(const ui::Window& window);
+
     const Server& server_;
     DesktopServerHost& host_;
+    // The panel whose first painting was reported last.
+    std::weak_ptr<const ui::View> reportedPanel_;
 };
 
 }  // namespace kernova::daemon

@@ -38,6 +38,7 @@ class DesktopServerHost final : public ServerHost {
     void windowsChanged() override;
 
     desktop::DesktopPlatform& desktop() { return *desktop_; }
+    desktop::OverlayWindowHost& windows() { return *windows_; }
     // Absent where Qt does not run on X11.
     FrontApplication* frontApplication() { return front_.get(); }
 

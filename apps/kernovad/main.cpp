@@ -122,8 +122,9 @@ int main(int argc, char** argv) {
     std::unique_ptr<daemon::DebugEndpoint> debug;
     if (debugWanted(env)) {
         debug = std::make_unique<daemon::DebugEndpoint>(server, host);
-        if (!bus.registerObject(QString::fromLatin1(daemon::kDebugPath), debug.get(),
-                                QDBusConnection::ExportAllSlots)) {
+        if (!bus.registerObject(
+                QString::fromLatin1(daemon::kDebugPath), debug.get(),
+                QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)) {
             context.log().warn("kernovad", "cannot export the debug interface");
             debug.reset();
         }

@@ -190,6 +190,8 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
         OverlayWidget* widget = entry.widget.get();
         entry.widget->setPaintedHandler([this, widget] {
             if (widget->needsAnimationFrames()) requestAnimationFrame();
+            if (!paintedObserver_) return;
+            if (auto painted = widget->window()) paintedObserver_(*painted);
         });
         // Taken before the overlay appears, so that it shows what is beneath:
         // the whole monitor, so that the window may move on it.

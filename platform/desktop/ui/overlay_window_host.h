@@ -65,6 +65,10 @@ class OverlayWindowHost {
     // The overlay showing `window`, or null when it shows none.
     OverlayWidget* widgetFor(const ui::Window& window) const;
     std::size_t overlayCount() const { return entries_.size(); }
+    // Called after an overlay painted its window (for measuring and tests).
+    void setPaintedObserver(std::function<void(const ui::Window&)> observer) {
+        paintedObserver_ = std::move(observer);
+    }
     // True while the last sync saw something move (frames run at the display rate).
     bool isAnimating() const { return animating_; }
 
@@ -104,6 +108,7 @@ class OverlayWindowHost {
     std::unique_ptr<QTimer> timer_;
     ui::Window* focused_ = nullptr;
     bool animating_ = false;
+    std::function<void(const ui::Window&)> paintedObserver_;
     bool syncing_ = false;  // changes made while syncing are taken by it
 };
 
