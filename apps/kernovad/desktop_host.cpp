@@ -1,17 +1,25 @@
 #include "kernovad/desktop_host.h"
 
+#include <unistd.h>
+
 #include <QClipboard>
 #include <QCursor>
 #include <QDesktopServices>
 #include <QDir>
+#include <QFileDialog>
 #include <QGuiApplication>
+#include <QProcess>
+#include <QSaveFile>
 #include <QScreen>
+#include <QStandardPaths>
 #include <QTimer>
 #include <QUrl>
 
+#include "desktop/ui/presenter.h"
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/qt_image_codec.h"
 #include "desktop/ui/screen_behind.h"
+#include "desktop/ui/window_flags.h"
 #include "desktop/ui/work_area.h"
 
 namespace kernova::daemon {
@@ -22,6 +30,16 @@ Monitor monitorOf(const QScreen& screen) {
     const ui::Rect frame(r.x(), r.y(), r.width(), r.height());
     return Monitor{desktop::fromQString(screen.name()), frame, desktop::workAreaOf(screen),
                    screen.devicePixelRatio()};
+}
+
+// The save dialog's object name, for tests and accessibility tools.
+constexpr const char* kSaveDialogName = "kernova-save-text";
+
+bool writeTextFile(const QString& path, const std::string& text) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) return false;
+    const auto size = static_cast<qint64>(text.size());
+    return file.write(text.data(), size) == size && file.commit();
 }
 
 }  // namespace
@@ -111,6 +129,83 @@ void DesktopServerHost::watchSettingsFolder(const std::filesystem::path& folder,
 
 void DesktopServerHost::windowsChanged() {
     windows_->sync();
+}
+
+void DesktopServerHost::launch(std::vector<std::string> argv, LaunchReply reply) {
+    // A later turn, as the host promises; starting detached waits only for the
+    // program to be found and executed, never for it to end.
+    QTimer::singleShot(0, receiver_.get(), [argv = std::move(argv), reply = std::move(reply)] {
+        bool started = false;
+        if (!argv.empty()) {
+            QString program = desktop::toQString(argv.front());
+            if (!program.contains(QLatin1Char('/')))
+                program = QStandardPaths::findExecutable(program);
+            if (!program.isEmpty()) {
+                QStringList arguments;
+                for (std::size_t i = 1; i < argv.size(); ++i)
+                    arguments.append(desktop::toQString(argv[i]));
+                QProcess process;
+                process.setProgram(program);
+                process.setArguments(arguments);
+                process.setWorkingDirectory(QDir::homePath());
+                process.setStandardInputFile(QProcess::nullDevice());
+                started = process.startDetached();
+            }
+        }
+        reply(started);
+    });
+}
+
+void DesktopServerHost::saveText(std::string text, SaveReply reply) {
+    // Qt's own dialog, not the platform's: it takes the flags that keep it
+    // above the overlays, and it never blocks the loop (open(), not exec()).
+    auto* dialog = new QFileDialog(nullptr, desktop::dialogWindowFlags(true));
+    dialog->setObjectName(QString::fromLatin1(kSaveDialogName));
+    dialog->setWindowTitle(QStringLiteral("Save the text"));
+    dialog->setOption(QFileDialog::DontUseNativeDialog);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setFileMode(QFileDialog::AnyFile);
+    dialog->setNameFilters({QStringLiteral("Text files (*.txt)"), QStringLiteral("All files (*)")});
+    dialog->setDefaultSuffix(QStringLiteral("txt"));
+    QString folder = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    if (folder.isEmpty() || !QDir(folder).exists()) folder = QDir::homePath();
+    dialog->setDirectory(folder);
+    dialog->selectFile(QStringLiteral("Shared text.txt"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+
+    auto answered = std::make_shared<bool>(false);
+    auto answer = [answered, reply](SaveOutcome outcome) {
+        if (*answered) return;
+        *answered = true;
+        reply(outcome);
+    };
+    QObject::connect(
+        dialog, &QFileDialog::fileSelected, receiver_.get(),
+        [answer, text = std::move(text)](const QString& file) {
+            answer(writeTextFile(file, text) ? SaveOutcome::saved : SaveOutcome::failed);
+        });
+    // Accepted, the dialog names its file (fileSelected) as it closes.
+    QObject::connect(dialog, &QDialog::finished, receiver_.get(), [answer](int result) {
+        if (result != QDialog::Accepted) answer(SaveOutcome::cancelled);
+    });
+
+    // Centred on the monitor under the pointer, where the panel was.
+    const ui::Rect frame = monitorUnderPointer().frame;
+    const QSize size = dialog->sizeHint().expandedTo(QSize(640, 420));
+    dialog->resize(size);
+    dialog->move(static_cast<int>(frame.origin.x + (frame.size.width - size.width()) / 2),
+                 static_cast<int>(frame.origin.y + (frame.size.height - size.height()) / 2));
+    desktop_->dialogPresenter()->keepAboveOverlays(dialog);
+    dialog->open();
+    dialog->raise();
+    dialog->activateWindow();
+}
+
+std::filesystem::path DesktopServerHost::runtimeDirectory() {
+    const std::optional<std::string> runtime = processEnvironment()("XDG_RUNTIME_DIR");
+    if (runtime && !runtime->empty() && std::filesystem::path(*runtime).is_absolute())
+        return std::filesystem::path(*runtime) / "kernova";
+    return std::filesystem::temp_directory_path() / ("kernova-" + std::to_string(::getuid()));
 }
 
 }  // namespace kernova::daemon

@@ -1,6 +1,8 @@
 // The server's host on the desktop: kernovad's toolkit application on the Qt
 // platform with its overlay windows, the X11 window in front, the monitors,
-// the CLIPBOARD and PRIMARY selections, the URL handler and the typing helper.
+// the CLIPBOARD and PRIMARY selections, the URL handler and the typing helper;
+// programs started detached, the save dialog (kept above the overlays as the
+// presenter's dialogs are), and the private folder $XDG_RUNTIME_DIR/kernova.
 #pragma once
 
 #include <QFileSystemWatcher>
@@ -36,6 +38,11 @@ class DesktopServerHost final : public ServerHost {
     void watchSettingsFolder(const std::filesystem::path& folder,
                              std::function<void()> changed) override;
     void windowsChanged() override;
+    void launch(std::vector<std::string> argv, LaunchReply reply) override;
+    void saveText(std::string text, SaveReply reply) override;
+    // $XDG_RUNTIME_DIR/kernova, else /tmp/kernova-<uid>.
+    std::filesystem::path runtimeDirectory() override;
+    EnvironmentLookup environment() override { return processEnvironment(); }
 
     desktop::DesktopPlatform& desktop() { return *desktop_; }
     desktop::OverlayWindowHost& windows() { return *windows_; }

@@ -1,6 +1,7 @@
 // kernovad: the desktop's server process. One instance per session: it owns the
 // message center's bus name, and a second start leaves at once. It runs until
-// SIGTERM or SIGINT, or until the session bus goes away.
+// SIGTERM or SIGINT, or until the session bus goes away. The private copies of
+// texts shared with applications are removed as it starts and as it stops.
 //
 // Only the wiring lives here: the bus, the Qt platform and the desktop host;
 // the requests are the core server's.
@@ -13,6 +14,7 @@
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -29,6 +31,7 @@
 #include "kernovad/desktop_host.h"
 #include "segment/splode_box.h"
 #include "server/server.h"
+#include "server/share_activities.h"
 
 namespace {
 
@@ -115,6 +118,9 @@ int main(int argc, char** argv) {
             break;
     }
     daemon::DesktopServerHost host(context);
+    // Texts handed to applications live until the next start or this exit.
+    const std::filesystem::path privateFiles = host.runtimeDirectory();
+    removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
@@ -151,5 +157,6 @@ int main(int argc, char** argv) {
     if (debug) bus.unregisterObject(QString::fromLatin1(daemon::kDebugPath));
     stopNotifier.reset();
     if (signalFd >= 0) ::close(signalFd);
+    removePrivateTextFiles(privateFiles);
     return status;
 }

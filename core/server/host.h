@@ -9,7 +9,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "base/paths.h"
 #include "ui/geometry.h"
 
 namespace kernova {
@@ -22,6 +24,9 @@ class Image;
 // CLIPBOARD is what the user copied; PRIMARY is what they last selected (X11).
 enum class SelectionKind { clipboard, primary };
 
+// What came of "Save as…": written, closed without a file, or not written.
+enum class SaveOutcome { saved, cancelled, failed };
+
 struct Monitor {
     std::string name;
     ui::Rect frame;     // in the desktop's coordinates, in points
@@ -32,6 +37,8 @@ struct Monitor {
 class ServerHost {
   public:
     using SelectionReply = std::function<void(std::optional<std::string> text)>;
+    using LaunchReply = std::function<void(bool started)>;
+    using SaveReply = std::function<void(SaveOutcome outcome)>;
 
     virtual ~ServerHost() = default;
 
@@ -53,6 +60,21 @@ class ServerHost {
     virtual void readSelection(SelectionKind which, SelectionReply reply) = 0;
     // A copy of what `monitor` shows now; null when it cannot be read.
     virtual std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) = 0;
+
+    // Starts the program argv[0] (looked up on PATH unless it holds a "/") with
+    // the other arguments, detached: it outlives the server and the call never
+    // waits for it. The reply comes later on the run loop: whether it started.
+    virtual void launch(std::vector<std::string> argv, LaunchReply reply) = 0;
+    // Asks the user where to save `text` (the desktop's save dialog, without
+    // blocking) and writes it there as UTF-8; the reply comes once the user
+    // has answered.
+    virtual void saveText(std::string text, SaveReply reply) = 0;
+    // The private folder for files handed to other applications (the folder
+    // itself may not exist yet): $XDG_RUNTIME_DIR/kernova on the desktop.
+    virtual std::filesystem::path runtimeDirectory() = 0;
+    // The environment the desktop's applications are read with
+    // (DesktopEntries::load).
+    virtual EnvironmentLookup environment() = 0;
 
     // Calls `changed` on the run loop after the settings folder changes, until
     // the host goes away.

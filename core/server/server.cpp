@@ -12,9 +12,11 @@
 #include "segment/splode_box.h"
 #include "server/message_names.h"
 #include "server/settings.h"
+#include "server/share_activities.h"
 #include "support/base64_categories.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
+#include "ui/gestures.h"
 
 namespace kernova {
 namespace {
@@ -26,6 +28,7 @@ constexpr const char* kNoTextTitle =
     "There is no text in the pasteboard, so copy the text to use it!";
 constexpr double kNoTextTimeout = 0.7;
 constexpr const char* kTranslationResultTitle = "Translation result";
+constexpr double kShareNoticeTimeout = 1.5;
 
 std::string describeKeys(const std::optional<std::size_t>& keys) {
     if (!keys) return "no dictionary";
@@ -353,9 +356,27 @@ std::string Server::shareText(const Message& message) {
     auto root = std::make_shared<ui::ViewController>();
     window->setRootViewController(root);
     window->makeKeyAndVisible();
+    // The entries are read again for each sheet: applications come and go.
+    auto notice = [this, alive = std::weak_ptr(alive_)](const std::string& title) {
+        if (alive.expired()) return;
+        toast(title, kShareNoticeTimeout);
+        host_.windowsChanged();
+    };
+    auto activities = makeShareActivities(ShareServices{host_, context_.log(), notice});
+    const std::size_t offered = activities.size();
     auto sheet = ui::ActivityViewController::initWithActivityItems(
-        application, {ui::ActivityItem::text(*text)}, {});
+        application, {ui::ActivityItem::text(*text)}, std::move(activities));
     sheet->setExcludedActivityTypes({});
+    // A click outside the sheet, on the window around it, closes it unchosen.
+    auto outside = std::make_shared<ui::TapGestureRecognizer>();
+    std::weak_ptr<ui::ActivityViewController> weakSheet = sheet;
+    outside->addTarget([weakSheet](ui::GestureRecognizer& recognizer) {
+        auto shown = weakSheet.lock();
+        if (shown && recognizer.state() == ui::kGestureRecognized &&
+            shown->presentingViewController())
+            shown->cancel();
+    });
+    root->view()->addGestureRecognizer(outside);
     std::weak_ptr<GSplodeWindow> weak = window;
     sheet->setCompletionWithItemsHandler([this, weak](const std::string&, bool) {
         if (auto shown = weak.lock()) shown->setHidden(true);
@@ -366,7 +387,8 @@ std::string Server::shareText(const Message& message) {
     });
     root->presentViewController(sheet, true);
     host_.windowsChanged();
-    return "share sheet of " + std::to_string(text->size()) + " bytes shown";
+    return "share sheet of " + std::to_string(text->size()) + " bytes shown with " +
+           std::to_string(offered) + " entries besides Copy";
 }
 
 std::string Server::popButton(const Message& message) {

@@ -68,6 +68,9 @@ class Activity {
     virtual std::string activityType() const = 0;
     virtual std::string activityTitle() const = 0;
     virtual std::shared_ptr<const Image> activityImage() const { return nullptr; }
+    // The icon as the desktop names it (an icon-theme name or an absolute
+    // file); empty for none.
+    virtual std::string activityIconName() const { return {}; }
     virtual bool canPerformWithActivityItems(const std::vector<ActivityItem>& items) const = 0;
     virtual void prepareWithActivityItems(const std::vector<ActivityItem>& items) { (void)items; }
     // A controller to present instead of performActivity; none by default.

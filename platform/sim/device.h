@@ -134,6 +134,8 @@ class Device {
     const SimTextMeasurer& textMeasurer() const { return measurer_; }
     const SimImageCodec& imageCodec() const { return codec_; }
 
+    // The device's own folder, removed with everything in it after the device.
+    const std::filesystem::path& temporaryDirectory() const { return root_.path(); }
     // The settings folder every process shares; removed with the device.
     const std::filesystem::path& preferencesDirectory() const { return preferences_; }
     const std::filesystem::path& bundleDirectory() const { return bundle_; }

@@ -1,10 +1,15 @@
 // The server's host on the simulated device: the home-screen process's
 // application, the device's front-most application, screen, keyboard and
 // clipboard. Selections answer on the server's run loop, at once or after a
-// delay the test sets; PRIMARY holds whatever the test puts there.
+// delay the test sets; PRIMARY holds whatever the test puts there. Launches
+// and saves are recorded and answered on the next turn of the loop, as the
+// test decides; the environment is the test's own (by default it names empty
+// data folders in the device's temporary folder, never the machine's).
 #pragma once
 
+#include <filesystem>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,7 +21,7 @@ namespace kernova::sim {
 
 class SimServerHost final : public ServerHost {
   public:
-    explicit SimServerHost(Device& device) : device_(device) {}
+    explicit SimServerHost(Device& device);
     ~SimServerHost() override;
     SimServerHost(const SimServerHost&) = delete;
     SimServerHost& operator=(const SimServerHost&) = delete;
@@ -31,6 +36,23 @@ class SimServerHost final : public ServerHost {
     void watchSettingsFolder(const std::filesystem::path& folder,
                              std::function<void()> changed) override;
     void windowsChanged() override { ++windowsChanged_; }
+    void launch(std::vector<std::string> argv, LaunchReply reply) override;
+    void saveText(std::string text, SaveReply reply) override;
+    // A folder in the device's temporary folder.
+    std::filesystem::path runtimeDirectory() override;
+    EnvironmentLookup environment() override;
+
+    // The environment variables the host reports (replacing the default ones).
+    void setEnvironment(std::map<std::string, std::string> variables) {
+        environment_ = std::move(variables);
+    }
+    // Whether the next launches start (true by default).
+    void setLaunchesStart(bool start) { launchesStart_ = start; }
+    // The save dialog's answer: the file to write, or none to close it unchosen.
+    void setSaveAnswer(std::optional<std::filesystem::path> file) { saveAnswer_ = std::move(file); }
+    // Every launch's arguments, and every text handed to the save dialog.
+    const std::vector<std::vector<std::string>>& launches() const { return launches_; }
+    const std::vector<std::string>& savedTexts() const { return savedTexts_; }
 
     // Seconds a selection read takes (0: the next turn of the loop).
     void setSelectionDelay(double seconds) { selectionDelay_ = seconds; }
@@ -47,6 +69,11 @@ class SimServerHost final : public ServerHost {
     double selectionDelay_ = 0;
     std::optional<std::string> primary_;
     std::function<void()> settingsChanged_;
+    std::map<std::string, std::string> environment_;
+    bool launchesStart_ = true;
+    std::optional<std::filesystem::path> saveAnswer_;
+    std::vector<std::vector<std::string>> launches_;
+    std::vector<std::string> savedTexts_;
     std::size_t selectionReads_ = 0;
     std::size_t windowsChanged_ = 0;
 };

@@ -3,11 +3,14 @@
 #include "desktop/ui/presenter.h"
 
 #include <QDialog>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 
 #include "desktop_ui/desktop_ui_fixture.h"
+#include "support_lib/temp_dir.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
 
@@ -136,6 +139,53 @@ TEST_F(PresenterTest, ShareSheetListsActivitiesCopiesAndCancels) {
     find<QPushButton>(*second, "activity-fun.quorle.KernovaActivity")->click();
     EXPECT_EQ(activity->performed, 1);
     EXPECT_EQ(presenter().dialogFor(*second), nullptr);
+}
+
+class NamedActivity : public ui::Activity {
+  public:
+    NamedActivity(std::string type, std::string icon)
+        : type_(std::move(type)), icon_(std::move(icon)) {}
+    std::string activityType() const override { return type_; }
+    std::string activityTitle() const override { return "Open in " + type_; }
+    std::string activityIconName() const override { return icon_; }
+    bool canPerformWithActivityItems(const std::vector<ui::ActivityItem>&) const override {
+        return true;
+    }
+
+  private:
+    std::string type_, icon_;
+};
+
+TEST_F(PresenterTest, ShareSheetShowsIconsAndScrollsManyEntries) {
+    kernova::testing::TempDir folder;
+    QImage picture(8, 8, QImage::Format_ARGB32);
+    picture.fill(Qt::red);
+    const std::string icon = (folder / "icon.png").string();
+    ASSERT_TRUE(picture.save(QString::fromStdString(icon)));
+    std::vector<std::shared_ptr<ui::Activity>> activities;
+    for (int i = 0; i < 12; ++i)
+        activities.push_back(std::make_shared<NamedActivity>("app" + std::to_string(i), icon));
+    activities.push_back(std::make_shared<NamedActivity>("plain", ""));
+    auto sheet = ui::ActivityViewController::initWithActivityItems(
+        app, {ui::ActivityItem::text("text")}, activities);
+    root->presentViewController(sheet, true);
+    QDialog* dialog = presenter().dialogFor(*sheet);
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->windowTitle(), "Share");
+    EXPECT_EQ(find<QLabel>(*sheet, "title")->text(), "Share");
+    auto* first = find<QPushButton>(*sheet, "activity-app0");
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->text(), "Open in app0");
+    EXPECT_FALSE(first->icon().isNull());
+    EXPECT_TRUE(find<QPushButton>(*sheet, "activity-plain")->icon().isNull());
+    // The applications scroll; Copy and Cancel stay outside the list.
+    auto* area = dialog->findChild<QScrollArea*>();
+    ASSERT_NE(area, nullptr);
+    EXPECT_TRUE(area->widget()->isAncestorOf(first));
+    EXPECT_FALSE(area->widget()->isAncestorOf(
+        find<QPushButton>(*sheet, QString("activity-") + ui::kActivityTypeCopyToPasteboard)));
+    dialog->reject();
+    EXPECT_EQ(presenter().presentedCount(), 0u);
 }
 
 }  // namespace

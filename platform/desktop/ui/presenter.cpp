@@ -2,10 +2,13 @@
 
 #include <QBoxLayout>
 #include <QClipboard>
+#include <QFileInfo>
 #include <QGuiApplication>
+#include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <algorithm>
 #include <functional>
 
@@ -34,6 +37,19 @@ class ModelDialog final : public QDialog {
   private:
     std::function<void()> onReject_;
 };
+
+// Share-sheet entries shown before the list scrolls.
+constexpr std::size_t kShareEntriesWithoutScrolling = 8;
+constexpr int kShareListMaxHeight = 360;
+
+// An icon-theme name, or an absolute file; none when empty.
+QIcon iconNamed(const std::string& name) {
+    if (name.empty()) return {};
+    QString qname = toQString(name);
+    if (qname.startsWith(QLatin1Char('/')))
+        return QFileInfo::exists(qname) ? QIcon(qname) : QIcon();
+    return QIcon::fromTheme(qname);
+}
 
 QString indexedName(const char* prefix, std::size_t index) {
     return QString::fromLatin1(prefix) + QString::number(index);
@@ -120,7 +136,23 @@ std::vector<QtPresenter::ShownDialog> QtPresenter::shownDialogs() const {
         auto window = std::dynamic_pointer_cast<ui::Window>(shown.window.lock());
         dialogs.push_back(ShownDialog{shown.dialog.data(), window.get()});
     }
+    for (const QPointer<QDialog>& dialog : kept_) {
+        if (dialog && dialog->isVisible()) dialogs.push_back(ShownDialog{dialog.data(), nullptr});
+    }
     return dialogs;
+}
+
+void QtPresenter::keepAboveOverlays(QDialog* dialog) {
+    if (!dialog) return;
+    std::erase_if(kept_, [](const QPointer<QDialog>& kept) { return kept.isNull(); });
+    kept_.emplace_back(dialog);
+    auto changed = [this] {
+        std::erase_if(kept_, [](const QPointer<QDialog>& kept) { return kept.isNull(); });
+        if (onChange_) onChange_();
+    };
+    QObject::connect(dialog, &QDialog::finished, &guard_, changed);
+    QObject::connect(dialog, &QObject::destroyed, &guard_, changed);
+    if (onChange_) onChange_();
 }
 
 void QtPresenter::dismiss(ui::ViewController& controller) {
@@ -205,25 +237,49 @@ QDialog* QtPresenter::buildShareSheet(const std::shared_ptr<ui::ActivityViewCont
     auto* dialog = new ModelDialog(cancel, takesFocus);
     dialog->setWindowTitle(QStringLiteral("Share"));
     auto* layout = new QVBoxLayout(dialog);
-    auto addEntry = [&](const std::string& type, const std::string& title,
-                        std::function<void()> before) {
-        auto* button = new QPushButton(toQString(title));
+    addText(*layout, std::string("Share"), kTitleName, true);
+    auto makeEntry = [weak](const std::string& type, const std::string& title,
+                            const std::string& icon, std::function<void()> before) {
+        auto* button = new QPushButton(iconNamed(icon), toQString(title));
         button->setObjectName(QString::fromLatin1(kActivityPrefix) + toQString(type));
         button->setAutoDefault(false);
+        button->setStyleSheet(
+            QStringLiteral("QPushButton { text-align: left; padding: 4px 8px; }"));
         QObject::connect(button, &QPushButton::clicked, button, [weak, type, before] {
             auto model = weak.lock();
             if (!model) return;
             if (before) before();
             model->chooseActivity(type);
         });
-        layout->addWidget(button);
+        return button;
     };
-    for (const auto& activity : sheet->availableApplicationActivities()) {
-        addEntry(activity->activityType(), activity->activityTitle(), {});
-    }
     if (!sheet->isExcluded(ui::kActivityTypeCopyToPasteboard)) {
         auto items = sheet->activityItems();
-        addEntry(ui::kActivityTypeCopyToPasteboard, "Copy", [this, items] { copyItems(items); });
+        layout->addWidget(makeEntry(ui::kActivityTypeCopyToPasteboard, "Copy", "edit-copy",
+                                    [this, items] { copyItems(items); }));
+    }
+    const auto activities = sheet->availableApplicationActivities();
+    QBoxLayout* list = layout;
+    QWidget* listWidget = nullptr;
+    if (activities.size() > kShareEntriesWithoutScrolling) {
+        // Many applications: they scroll, the rest of the sheet stays.
+        listWidget = new QWidget;
+        list = new QVBoxLayout(listWidget);
+        list->setContentsMargins(0, 0, 0, 0);
+    }
+    for (const auto& activity : activities) {
+        list->addWidget(makeEntry(activity->activityType(), activity->activityTitle(),
+                                  activity->activityIconName(), {}));
+    }
+    if (listWidget) {
+        auto* area = new QScrollArea;
+        area->setFrameShape(QFrame::NoFrame);
+        area->setWidgetResizable(true);
+        area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        area->setWidget(listWidget);
+        area->setMinimumHeight(std::min(listWidget->sizeHint().height(), kShareListMaxHeight));
+        area->setMinimumWidth(listWidget->sizeHint().width() + 24);
+        layout->addWidget(area);
     }
     auto* cancelButton = new QPushButton(QStringLiteral("Cancel"));
     cancelButton->setObjectName(QString::fromLatin1(kCancelName));

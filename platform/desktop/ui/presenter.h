@@ -1,7 +1,8 @@
 // Presented controllers as Qt dialogs built from their models: alerts and
 // action sheets (title, message, text fields, one button per action, cancel and
-// destructive actions set apart), and the share sheet (the activities that can
-// act on the items, a Copy entry, Cancel). Dialogs are non-modal: they show and
+// destructive actions set apart), and the share sheet (a Copy entry, the
+// activities that can act on the items with their icons, scrolling when there
+// are many, Cancel). Dialogs are non-modal: they show and
 // return, and the user's choice calls back into the model from a signal.
 // Dialogs presented from a window that passes touches through never take the
 // keyboard focus.
@@ -55,6 +56,10 @@ class QtPresenter final : public ui::Presenter {
         ui::Window* window = nullptr;
     };
     std::vector<ShownDialog> shownDialogs() const;
+    // Keeps a dialog of the caller's that shows no controller (a save dialog)
+    // among shownDialogs() while it is visible, so that it stays above the
+    // overlays as the presenter's own do. The caller shows it.
+    void keepAboveOverlays(QDialog* dialog);
     // Called after a dialog was shown or taken away.
     void setChangeHandler(std::function<void()> handler) { onChange_ = std::move(handler); }
 
@@ -73,6 +78,9 @@ class QtPresenter final : public ui::Presenter {
 
     ui::Pasteboard& pasteboard_;
     std::vector<Shown> shown_;
+    std::vector<QPointer<QDialog>> kept_;
+    // Ends the connections to the kept dialogs with the presenter.
+    QObject guard_;
     std::function<void()> onChange_;
     const Logger* log_ = nullptr;
 };
