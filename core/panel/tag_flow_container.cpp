@@ -265,6 +265,10 @@ void GTagFlowContainer::coverWindow() {
     cardSurface_->setFrame(ui::Rect(ui::Point{-origin.x, -origin.y}, bounds().size));
 }
 
+double GTagFlowContainer::screenScale() const {
+    return screenScale_.value_or(application_.screen().scale);
+}
+
 bool GTagFlowContainer::pointInside(ui::Point point) const {
     if (View::pointInside(point)) return true;
     const ui::View* parent = superview();
@@ -304,7 +308,8 @@ void GTagFlowContainer::relodLayoutWithCollectionHeight(double height) {
             // One pixel of the picture is one pixel of the screen: panned, never scaled.
             std::shared_ptr<const ui::Image> picture = image_;
             if (const ui::PixelBuffer* pixels = image_->pixels())
-                picture = ui::Image::fromPixels(*pixels, application_.screen().scale);
+                picture = ui::Image::fromPixels(*pixels,
+                                                screenScale_.value_or(application_.screen().scale));
             const ui::Size size = picture->size();
             const ui::Size view = photoView_->bounds().size;
             auto imageView = std::make_shared<ui::ImageView>(picture);

@@ -139,6 +139,10 @@ class GTagFlowContainer : public ui::View {
     void setKeyWindow(std::shared_ptr<GSplodeWindow> window) { keyWindow_ = std::move(window); }
     const std::shared_ptr<const ui::Image>& image() const { return image_; }
     void setImage(std::shared_ptr<const ui::Image> image) { image_ = std::move(image); }
+    // Pixels per point of the monitor the panel shows on (the picture is shown
+    // one pixel to one pixel); the application's screen until set.
+    double screenScale() const;
+    void setScreenScale(double scale) { screenScale_ = scale; }
     bool useCustomLayout() const { return useCustomLayout_; }
     void setUseCustomLayout(bool use) { useCustomLayout_ = use; }
     ui::View& menuBackgroundView();
@@ -192,6 +196,7 @@ class GTagFlowContainer : public ui::View {
     std::shared_ptr<GSplodeWindow> keyWindow_;
     std::shared_ptr<const ui::Image> image_;
     bool useCustomLayout_ = false;
+    std::optional<double> screenScale_;
     std::shared_ptr<ui::View> menuBackgroundView_;
     std::shared_ptr<ui::View> cardSurface_;
     std::shared_ptr<ui::ScrollView> photoView_;

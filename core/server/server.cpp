@@ -220,6 +220,7 @@ std::shared_ptr<GTagFlowContainer> Server::makePanel(const Monitor& monitor) {
     card.origin.y -= monitor.frame.origin.y;
     auto panel = GTagFlowContainer::initWithFrame(host_.application(), {flags_, loopback_}, card);
     panel->setKeyWindow(window);
+    if (monitor.scale > 0) panel->setScreenScale(monitor.scale);
     return panel;
 }
 
