@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # The main job: builds Kernova with its desktop daemon, starts kernovad on your
 # X display (or, with no display, on a private virtual one), opens the tag
-# board on a sample text, saves a screenshot and prints its path.
+# panel on a sample text, saves a screenshot and prints its path.
 #   scripts/run.sh            the sample text
 #   scripts/run.sh TEXT...    TEXT instead
-# On your own display the board stays open (Escape or a click outside closes
+# On your own display the panel stays open (Escape or a click outside closes
 # it) and kernovad keeps running; on a private display everything started here
 # is stopped at the end.
 set -euo pipefail
@@ -22,7 +22,7 @@ if (($# > 0)); then sample="$*"; fi
 
 shots=${KERNOVA_SCREENSHOT_DIR:-$root/build/screenshots}
 mkdir -p "$shots"
-shot=$shots/board-$(date +%Y%m%d-%H%M%S).png
+shot=$shots/panel-$(date +%Y%m%d-%H%M%S).png
 work=$(mktemp -d)
 log=$root/build/kernovad.log
 
@@ -56,7 +56,7 @@ debug() {
         --method "fun.quorle.kernova.Debug.$1" "${@:2}"
 }
 
-board_shown() { debug ScreenState | grep -q '\\"shown\\":true\|"shown":true'; }
+panel_shown() { debug ScreenState | grep -q '\\"shown\\":true\|"shown":true'; }
 
 private_display=0
 if [[ -z ${DISPLAY:-} ]]; then
@@ -97,8 +97,8 @@ echo "Switched Kernova on (kernova set enabled YES)"
 
 echo "Text: $sample"
 "$kernova" splode -- "$sample"
-wait_for board_shown || fail "the board did not open"
-wait_for xdotool search --onlyvisible --class kernovad || fail "the board's window was not mapped"
+wait_for panel_shown || fail "the panel did not open"
+wait_for xdotool search --onlyvisible --class kernovad || fail "the panel's window was not mapped"
 sleep 0.5 # one more paint after mapping
 # The PNG comes back as a byte array, printed by gdbus as "[byte 0x89, 0x50, ...]".
 debug Screenshot | perl -ne 'print pack("C*", map { hex } /0x([0-9a-f]{2})/g)' >"$shot"
@@ -108,6 +108,6 @@ echo "Screenshot: $shot"
 if ((private_display)); then
     echo "Stopping what was started for this run"
 else
-    echo "The board is open on $DISPLAY: pick tags with the mouse; Escape closes it."
+    echo "The panel is open on $DISPLAY: pick tags with the mouse or the arrow keys and Space, Copy (or Control+C) copies them, Escape closes it."
     if [[ -n ${daemon_pid:-} ]]; then echo "kernovad keeps running; stop it with: kill $daemon_pid"; fi
 fi
