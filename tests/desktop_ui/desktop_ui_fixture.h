@@ -5,8 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <QColor>
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QImage>
 #include <cmath>
+#include <functional>
 #include <memory>
 
 #include "base/context.h"
@@ -14,9 +17,21 @@
 #include "desktop/ui/desktop_platform.h"
 #include "desktop/ui/painter.h"
 #include "ui/application.h"
+#include "ui/control.h"
 #include "ui/window.h"
 
 namespace kernova::desktop::testing {
+
+// Runs Qt's event loop until `done` holds or `milliseconds` pass.
+inline bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > milliseconds) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
+    }
+    return true;
+}
 
 class DesktopUiTest : public ::testing::Test {
   protected:
@@ -32,6 +47,21 @@ class DesktopUiTest : public ::testing::Test {
     static QColor at(const QImage& image, double x, double y, double scale = 1.0) {
         return image.pixelColor(static_cast<int>(std::floor(x * scale)),
                                 static_cast<int>(std::floor(y * scale)));
+    }
+
+    // A button in `parent` that counts its touch-up-insides in `taps`.
+    static std::shared_ptr<ui::Button> addButton(ui::View& parent, ui::Rect frame, int& taps) {
+        auto button = std::make_shared<ui::Button>(frame);
+        button->addTarget([&taps](ui::Control&) { ++taps; }, ui::kControlEventTouchUpInside);
+        parent.addSubview(button);
+        return button;
+    }
+    // Counts in `escapes` the Escape keys that reach `window`.
+    static void countEscapes(ui::Window& window, int& escapes) {
+        window.setKeyHandler([&escapes](const ui::KeyEvent& key) {
+            escapes += key.key == ui::Key::escape;
+            return true;
+        });
     }
 
     VirtualClock clock;

@@ -3,7 +3,6 @@
 // scrolling, Escape as a key for the key window.
 #include <QAccessible>
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -67,15 +66,7 @@ TEST_F(InputTest, AStillModelLeavesNoFrameScheduledAndAChangeSchedulesOne) {
     auto label = std::make_shared<ui::Label>(ui::Rect{0, 0, 80, 20});
     window->addSubview(label);
     host->start();
-    // Runs Qt's events until no frame is due (at most a second).
-    auto settle = [&] {
-        QElapsedTimer elapsed;
-        elapsed.start();
-        while (host->hasFrameScheduled() && elapsed.elapsed() < 1000) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents,
-                                            20);
-        }
-    };
+    auto settle = [&] { waitFor([&] { return !host->hasFrameScheduled(); }, 1000); };
     settle();
     ASSERT_NE(host->widgetFor(*window), nullptr);
     EXPECT_FALSE(host->hasFrameScheduled());
@@ -99,10 +90,8 @@ TEST_F(InputTest, AStillModelLeavesNoFrameScheduledAndAChangeSchedulesOne) {
 
 TEST_F(InputTest, ClicksReachAButtonsTouchUpInside) {
     auto window = makeWindow({0, 0, 300, 300});
-    auto button = std::make_shared<ui::Button>(ui::Rect{10, 10, 80, 40});
     int upInside = 0;
-    button->addTarget([&](ui::Control&) { ++upInside; }, ui::kControlEventTouchUpInside);
-    window->addSubview(button);
+    auto button = addButton(*window, {10, 10, 80, 40}, upInside);
     host->sync();
     QWidget& widget = *host->widgetFor(*window);
 
@@ -159,22 +148,6 @@ TEST_F(InputTest, WheelScrollsTheScrollViewUnderThePointer) {
     EXPECT_EQ(scroll->contentOffset().y, OverlayWidget::kPointsPerWheelStep - 25);
 }
 
-TEST_F(InputTest, EscapeReachesTheKeyWindow) {
-    auto window = makeWindow({0, 0, 300, 300});
-    int escapes = 0;
-    window->setKeyHandler([&](const ui::KeyEvent& key) {
-        escapes += key.key == ui::Key::escape;
-        return true;
-    });
-    host->sync();
-    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
-    QApplication::sendEvent(host->widgetFor(*window), &escape);
-    EXPECT_EQ(escapes, 1);
-    EXPECT_EQ(toKeyEvent(Qt::Key_A, "a")->text, "a");
-    EXPECT_FALSE(toKeyEvent(Qt::Key_A, "a")->control);
-    EXPECT_FALSE(toKeyEvent(Qt::Key_Shift, "").has_value());
-}
-
 TEST_F(InputTest, ScreenReadersReadTheButtonsAndLabelsAndPressTheButtons) {
     auto window = makeWindow({0, 0, 300, 300});
     auto copy = std::make_shared<ui::Button>(ui::Rect{10, 20, 35, 35});
@@ -209,7 +182,10 @@ TEST_F(InputTest, ScreenReadersReadTheButtonsAndLabelsAndPressTheButtons) {
     EXPECT_EQ(presses, 1);
 }
 
-TEST_F(InputTest, ControlWithALetterGivesTheLetterAndControl) {
+TEST_F(InputTest, KeysReachTheKeyWindowAndControlWithALetterGivesTheLetterAndControl) {
+    EXPECT_EQ(toKeyEvent(Qt::Key_A, "a")->text, "a");
+    EXPECT_FALSE(toKeyEvent(Qt::Key_A, "a")->control);
+    EXPECT_FALSE(toKeyEvent(Qt::Key_Shift, "").has_value());
     // The keyboard's text for Ctrl+C is the control character U+0003.
     auto copy = toKeyEvent(Qt::Key_C, QString(QChar(3)), Qt::ControlModifier);
     ASSERT_TRUE(copy.has_value());
@@ -240,9 +216,12 @@ TEST_F(InputTest, ControlWithALetterGivesTheLetterAndControl) {
     host->sync();
     QKeyEvent press(QEvent::KeyPress, Qt::Key_A, Qt::ControlModifier, QString(QChar(1)));
     QApplication::sendEvent(host->widgetFor(*window), &press);
-    ASSERT_EQ(keys.size(), 1u);
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(host->widgetFor(*window), &escape);
+    ASSERT_EQ(keys.size(), 2u);
     EXPECT_EQ(keys[0].text, "a");
     EXPECT_TRUE(keys[0].control);
+    EXPECT_EQ(keys[1].key, ui::Key::escape);
 }
 
 TEST_F(InputTest, ToolTipsComeFromTheViewUnderThePointerOrItsAncestors) {
@@ -271,12 +250,7 @@ TEST_F(InputTest, ToolTipsComeFromTheViewUnderThePointerOrItsAncestors) {
     QHelpEvent elsewhere(QEvent::ToolTip, QPoint(80, 200), widget.mapToGlobal(QPoint(80, 200)));
     QApplication::sendEvent(&widget, &elsewhere);
     // Qt fades the tip out on its own timer.
-    QElapsedTimer elapsed;
-    elapsed.start();
-    while (QToolTip::isVisible() && elapsed.elapsed() < 5000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    }
-    EXPECT_FALSE(QToolTip::isVisible());
+    EXPECT_TRUE(waitFor([] { return !QToolTip::isVisible(); }));
     EXPECT_TRUE(widget.hasMouseTracking());
 }
 

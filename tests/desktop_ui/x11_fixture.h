@@ -4,30 +4,22 @@
 
 #include <xcb/xcb.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
+#include <QDialog>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QRect>
+#include <QStandardPaths>
 #include <QWidget>
 #include <QWindow>
 #include <cstdlib>
 #include <functional>
 #include <memory>
 
+#include "desktop/ui/presenter.h"
 #include "desktop_ui/desktop_ui_fixture.h"
+#include "ui/alert.h"
 
 namespace kernova::desktop::testing {
-
-// Runs Qt's event loop until `done` holds or `milliseconds` pass.
-inline bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > milliseconds) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    }
-    return true;
-}
 
 inline bool exposed(const QWidget* widget) {
     return widget && widget->windowHandle() && widget->windowHandle()->isExposed();
@@ -62,6 +54,32 @@ class X11Test : public DesktopUiTest {
     void SetUp() override {
         if (std::getenv("KERNOVA_NO_X11")) GTEST_SKIP() << "Xvfb is not available";
         host = desktop->makeWindowHost(app);
+    }
+
+    static bool hasXdotool() { return !QStandardPaths::findExecutable("xdotool").isEmpty(); }
+    static int xdotool(const QStringList& args) { return QProcess::execute("xdotool", args); }
+    // A click that the X server delivers, at (x, y) on the root window.
+    static int click(int x, int y) {
+        return xdotool(
+            {"mousemove", "--sync", QString::number(x), QString::number(y), "click", "1"});
+    }
+    // Waits until `window`'s overlay is exposed and returns it (null when it is not).
+    OverlayWidget* exposedOverlay(const ui::Window& window) {
+        return waitFor([&] { return exposed(host->widgetFor(window)); }) ? host->widgetFor(window)
+                                                                         : nullptr;
+    }
+    // An alert titled `title` presented by `root`; its dialog once shown, else null.
+    QDialog* showAlert(ui::ViewController& root, const std::string& title,
+                       std::function<void(ui::AlertAction&)> onAction = nullptr) {
+        auto alert = ui::AlertController::alertControllerWithTitle(title, std::nullopt,
+                                                                   ui::AlertControllerStyle::alert);
+        if (onAction) {
+            alert->addAction(ui::AlertAction::actionWithTitle(
+                "OK", ui::AlertActionStyle::defaultStyle, std::move(onAction)));
+        }
+        root.presentViewController(alert, true);
+        QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+        return dialog && waitFor([&] { return exposed(dialog); }) ? dialog : nullptr;
     }
 
     std::unique_ptr<OverlayWindowHost> host;

@@ -3,29 +3,22 @@
 // the primary selection and typing through XTest exist.
 #include <QClipboard>
 #include <QCoreApplication>
-#include <QDialog>
 #include <QElapsedTimer>
 #include <QGuiApplication>
-#include <QProcess>
 #include <QPushButton>
 #include <QScreen>
-#include <QStandardPaths>
 #include <QToolTip>
 #include <QWidget>
 #include <QWindow>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "desktop/ui/presenter.h"
 #include "desktop/ui/screen_behind.h"
 #include "desktop/ui/work_area.h"
 #include "desktop/ui/x11_typing.h"
 #include "desktop_ui/x11_fixture.h"
-#include "ui/alert.h"
-#include "ui/control.h"
 #include "ui/web_view.h"
 
 namespace kernova::desktop::testing {
@@ -38,10 +31,8 @@ TEST_F(X11Test, OverlayMapsAboveAndPaintsTheWindow) {
     view->setBackgroundColor(ui::Color{1, 0, 0, 1});
     window->addSubview(view);
     host->sync();
-    OverlayWidget* widget = host->widgetFor(*window);
+    OverlayWidget* widget = exposedOverlay(*window);
     ASSERT_NE(widget, nullptr);
-    ASSERT_TRUE(
-        waitFor([&] { return widget->windowHandle() && widget->windowHandle()->isExposed(); }));
     EXPECT_TRUE(widget->windowHandle()->flags().testFlag(Qt::WindowStaysOnTopHint));
     widget->repaint();
     QImage grabbed;
@@ -70,11 +61,9 @@ TEST_F(X11Test, WithoutACompositorTheOverlayShowsWhatLiesBeneath) {
     dim->setBackgroundColor(ui::Color{0, 0, 0, 0.5});
     window->addSubview(dim);
     host->sync();
-    OverlayWidget* widget = host->widgetFor(*window);
+    OverlayWidget* widget = exposedOverlay(*window);
     ASSERT_NE(widget, nullptr);
     EXPECT_FALSE(widget->backdrop().isNull());
-    ASSERT_TRUE(
-        waitFor([&] { return widget->windowHandle() && widget->windowHandle()->isExposed(); }));
     widget->repaint();
     // The green window, dimmed by half, shows through the overlay.
     ASSERT_TRUE(waitFor([&] {
@@ -84,18 +73,13 @@ TEST_F(X11Test, WithoutACompositorTheOverlayShowsWhatLiesBeneath) {
 }
 
 TEST_F(X11Test, ClicksFromTheServerReachAButton) {
-    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    if (!hasXdotool()) GTEST_SKIP() << "no xdotool";
     auto window = makeWindow({0, 0, 1024, 768});
-    auto button = std::make_shared<ui::Button>(ui::Rect{100, 100, 80, 40});
     int upInside = 0;
-    button->addTarget([&](ui::Control&) { ++upInside; }, ui::kControlEventTouchUpInside);
-    window->addSubview(button);
+    addButton(*window, {100, 100, 80, 40}, upInside);
     host->start();
-    ASSERT_TRUE(waitFor([&] {
-        OverlayWidget* widget = host->widgetFor(*window);
-        return widget && widget->windowHandle() && widget->windowHandle()->isExposed();
-    }));
-    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "130", "120", "click", "1"}), 0);
+    ASSERT_NE(exposedOverlay(*window), nullptr);
+    EXPECT_EQ(click(130, 120), 0);
     EXPECT_TRUE(waitFor([&] { return upInside == 1; }));
     host->stop();
 }
@@ -103,36 +87,25 @@ TEST_F(X11Test, ClicksFromTheServerReachAButton) {
 // Xvfb runs no window manager: only the order in which windows are raised
 // decides what lies on top.
 TEST_F(X11Test, ADialogOfAnOverlayStaysAboveItAndTakesTheClicks) {
-    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    if (!hasXdotool()) GTEST_SKIP() << "no xdotool";
     auto window = makeWindow({0, 0, 1024, 768});
     auto root = std::make_shared<ui::ViewController>();
     window->setRootViewController(root);
     int overlayTaps = 0;
-    auto everywhere = std::make_shared<ui::Button>(ui::Rect{0, 0, 1024, 768});
-    everywhere->addTarget([&](ui::Control&) { ++overlayTaps; }, ui::kControlEventTouchUpInside);
-    root->view()->addSubview(everywhere);
+    addButton(*root->view(), {0, 0, 1024, 768}, overlayTaps);
     host->start();
-    auto exposed = [&](QWidget* widget) {
-        return widget && widget->windowHandle() && widget->windowHandle()->isExposed();
-    };
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*window)); }));
+    ASSERT_NE(exposedOverlay(*window), nullptr);
 
     // The in-place editor's dialog, then another window of the process shown
     // (restacking the overlays) while the dialog is open.
-    auto alert = ui::AlertController::alertControllerWithTitle("Edit", std::nullopt,
-                                                               ui::AlertControllerStyle::alert);
     int saved = 0;
-    alert->addAction(ui::AlertAction::actionWithTitle("Save", ui::AlertActionStyle::defaultStyle,
-                                                      [&](ui::AlertAction&) { ++saved; }));
-    root->presentViewController(alert, true);
-    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    QDialog* dialog = showAlert(*root, "Edit", [&](ui::AlertAction&) { ++saved; });
     ASSERT_NE(dialog, nullptr);
-    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
     // Below the board's window: the board's overlay is raised again over it.
     auto other = std::make_shared<ui::Window>(app, ui::Rect{0, 0, 200, 200});
     other->setWindowLevel(ui::kWindowLevelNormal - 1);
     other->makeKeyAndVisible();
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*other)); }));
+    ASSERT_NE(exposedOverlay(*other), nullptr);
     EXPECT_EQ(dialog->windowHandle()->transientParent(), host->widgetFor(*window)->windowHandle());
     other->setHidden(true);
     window->makeKeyWindow();
@@ -141,9 +114,7 @@ TEST_F(X11Test, ADialogOfAnOverlayStaysAboveItAndTakesTheClicks) {
     auto* save = dialog->findChild<QPushButton*>(QStringLiteral("action-0"));
     ASSERT_NE(save, nullptr);
     QPoint point = save->mapToGlobal(save->rect().center());
-    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "--sync", QString::number(point.x()),
-                                            QString::number(point.y()), "click", "1"}),
-              0);
+    EXPECT_EQ(click(point.x(), point.y()), 0);
     EXPECT_TRUE(waitFor([&] { return saved == 1; })) << "the click did not reach the dialog";
     EXPECT_EQ(overlayTaps, 0);
     host->stop();
@@ -219,12 +190,10 @@ TEST_F(X11Test, TheWorkAreaComesFromTheRootWindow) {
 // a click outside its content reaches the board, the board keeps the keys,
 // and an alert of the pass-through window does not take them either.
 TEST_F(X11Test, ClicksOutsideAPassThroughWindowsContentReachTheWindowBeneath) {
-    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    if (!hasXdotool()) GTEST_SKIP() << "no xdotool";
     auto beneath = makeWindow({0, 0, 1024, 768});
     int beneathTaps = 0;
-    auto everywhere = std::make_shared<ui::Button>(ui::Rect{0, 0, 1024, 768});
-    everywhere->addTarget([&](ui::Control&) { ++beneathTaps; }, ui::kControlEventTouchUpInside);
-    beneath->addSubview(everywhere);
+    addButton(*beneath, {0, 0, 1024, 768}, beneathTaps);
 
     auto toast = std::make_shared<ui::Window>(app, ui::Rect{100, 100, 400, 300});
     toast->setWindowLevel(ui::kWindowLevelAlert + 2);
@@ -232,13 +201,10 @@ TEST_F(X11Test, ClicksOutsideAPassThroughWindowsContentReachTheWindowBeneath) {
     auto root = std::make_shared<ui::ViewController>();
     toast->setRootViewController(root);
     int toastTaps = 0;
-    auto pill = std::make_shared<ui::Button>(ui::Rect{0, 0, 100, 50});
-    pill->addTarget([&](ui::Control&) { ++toastTaps; }, ui::kControlEventTouchUpInside);
-    root->view()->addSubview(pill);
+    addButton(*root->view(), {0, 0, 100, 50}, toastTaps);
     toast->makeKeyAndVisible();  // never key
     host->start();
-    ASSERT_TRUE(waitFor(
-        [&] { return exposed(host->widgetFor(*beneath)) && exposed(host->widgetFor(*toast)); }));
+    ASSERT_TRUE(exposedOverlay(*beneath) && exposedOverlay(*toast));
     QWindow* beneathWindow = host->widgetFor(*beneath)->windowHandle();
     ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == beneathWindow; }));
     // The X server itself delivers the click to the overlay beneath (the
@@ -246,10 +212,6 @@ TEST_F(X11Test, ClicksOutsideAPassThroughWindowsContentReachTheWindowBeneath) {
     PressCounter beneathPresses;
     host->widgetFor(*beneath)->installEventFilter(&beneathPresses);
 
-    auto click = [](int x, int y) {
-        return QProcess::execute("xdotool", {"mousemove", "--sync", QString::number(x),
-                                             QString::number(y), "click", "1"});
-    };
     // Inside the toast's frame, outside its content.
     EXPECT_EQ(click(300, 300), 0);
     EXPECT_TRUE(waitFor([&] { return beneathTaps == 1; })) << "the click stayed in the toast";
@@ -261,16 +223,11 @@ TEST_F(X11Test, ClicksOutsideAPassThroughWindowsContentReachTheWindowBeneath) {
     EXPECT_EQ(beneathTaps, 1);
     EXPECT_EQ(beneathPresses.presses, 1);
 
-    auto alert = ui::AlertController::alertControllerWithTitle("Copied", std::nullopt,
-                                                               ui::AlertControllerStyle::alert);
-    alert->addAction(ui::AlertAction::actionWithTitle("OK", ui::AlertActionStyle::defaultStyle));
-    root->presentViewController(alert, true);
-    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    QDialog* dialog = showAlert(*root, "Copied", [](ui::AlertAction&) {});
     ASSERT_NE(dialog, nullptr);
     EXPECT_TRUE(dialog->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus));
-    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
     // A round trip to the server, then the focus is where it was.
-    QProcess::execute("xdotool", {"getmouselocation"});
+    xdotool({"getmouselocation"});
     QCoreApplication::processEvents();
     EXPECT_EQ(QGuiApplication::focusWindow(), beneathWindow);
     EXPECT_EQ(app.keyWindow(), beneath.get());
@@ -278,16 +235,15 @@ TEST_F(X11Test, ClicksOutsideAPassThroughWindowsContentReachTheWindowBeneath) {
 }
 
 TEST_F(X11Test, ThePointerRestingOnAButtonShowsItsToolTip) {
-    if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+    if (!hasXdotool()) GTEST_SKIP() << "no xdotool";
     auto window = makeWindow({0, 0, 1024, 768});
-    auto copy = std::make_shared<ui::Button>(ui::Rect{200, 200, 80, 40});
-    copy->setToolTip("Copy the picked words");
-    window->addSubview(copy);
+    int taps = 0;
+    addButton(*window, {200, 200, 80, 40}, taps)->setToolTip("Copy the picked words");
     host->start();
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*window)); }));
+    ASSERT_NE(exposedOverlay(*window), nullptr);
     QToolTip::hideText();
-    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "--sync", "230", "215"}), 0);
-    EXPECT_EQ(QProcess::execute("xdotool", {"mousemove", "--sync", "240", "220"}), 0);
+    EXPECT_EQ(xdotool({"mousemove", "--sync", "230", "215"}), 0);
+    EXPECT_EQ(xdotool({"mousemove", "--sync", "240", "220"}), 0);
     EXPECT_TRUE(waitFor([] {
         return QToolTip::isVisible() && QToolTip::text() == "Copy the picked words";
     })) << "no tool tip";

@@ -7,19 +7,16 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
-#include <QApplication>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QLineEdit>
 #include <QWidget>
-#include <QWindow>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "desktop_ui/desktop_ui_fixture.h"
+#include "desktop_ui/x11_fixture.h"
 
 namespace kernova::desktop::testing {
 namespace {
@@ -45,17 +42,6 @@ TEST(KeysymForCodePoint, LatinOneIsItselfTheRestOfUnicodeIsOffsetAndControlsAreK
     EXPECT_EQ(keysymForCodePoint(U'\u0085'), 0u);
     EXPECT_EQ(keysymForCodePoint(static_cast<char32_t>(0xd800)), 0u);
     EXPECT_EQ(keysymForCodePoint(static_cast<char32_t>(0x110000)), 0u);
-}
-
-// Runs Qt's event loop until `done` holds or `milliseconds` pass.
-bool waitFor(const std::function<bool()>& done, int milliseconds = 5000) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > milliseconds) return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 20);
-    }
-    return true;
 }
 
 struct FreeReply {
@@ -86,8 +72,7 @@ class X11TypingTest : public DesktopUiTest {
         field->setGeometry(10, 10, 380, 30);
         window.setGeometry(100, 100, 400, 50);
         window.show();
-        ASSERT_TRUE(
-            waitFor([&] { return window.windowHandle() && window.windowHandle()->isExposed(); }));
+        ASSERT_TRUE(waitFor([&] { return exposed(&window); }));
         // No window manager runs: the focus is set directly.
         window.activateWindow();
         xcb_set_input_focus(connection, XCB_INPUT_FOCUS_POINTER_ROOT,
@@ -138,13 +123,6 @@ class X11TypingTest : public DesktopUiTest {
         return all;
     }
 
-    bool logMentions(const std::string& words) const {
-        for (const std::string& line : log) {
-            if (line.find(words) != std::string::npos) return true;
-        }
-        return false;
-    }
-
     X11Keyboard* keyboard = nullptr;
     xcb_connection_t* connection = nullptr;
     QWidget window;
@@ -168,11 +146,10 @@ TEST_F(X11TypingTest, UnicodeReachesTheFocusedFieldAndTheKeymapIsGivenBack) {
     EXPECT_FALSE(keyboard->connected());
     EXPECT_EQ(keymap(), before) << "every borrowed key is empty again";
 
-    EXPECT_TRUE(logMentions("typed 10 characters, 4 on borrowed keys"));
-    for (const std::string& line : log) {
-        EXPECT_EQ(line.find("llo"), std::string::npos) << "the log shows the text";
-        EXPECT_EQ(line.find("世"), std::string::npos) << "the log shows the text";
-    }
+    const std::string all = joinedLog();
+    EXPECT_NE(all.find("typed 10 characters, 4 on borrowed keys"), std::string::npos) << all;
+    EXPECT_EQ(all.find("llo"), std::string::npos) << "the log shows the text";
+    EXPECT_EQ(all.find("世"), std::string::npos) << "the log shows the text";
 }
 
 TEST_F(X11TypingTest, AModifierTheUserHoldsIsReleasedWhileTypingAndHeldAgainAfter) {

@@ -6,20 +6,14 @@
 // overlays shown above a full-screen key overlay stay above it.
 #include <xcb/xcb.h>
 
-#include <QDialog>
 #include <QGuiApplication>
-#include <QProcess>
 #include <QScreen>
-#include <QStandardPaths>
 #include <QWidget>
 #include <QWindow>
 #include <cstdlib>
 
-#include "desktop/ui/presenter.h"
 #include "desktop/ui/screen_behind.h"
 #include "desktop_ui/x11_fixture.h"
-#include "ui/alert.h"
-#include "ui/control.h"
 
 namespace kernova::desktop::testing {
 namespace {
@@ -68,18 +62,13 @@ class WindowManagerTest : public X11Test {
             if (std::getenv("CI")) FAIL() << "needs Xvfb, xrandr and openbox: " << why;
             GTEST_SKIP() << "needs Xvfb, xrandr and openbox: " << why;
         }
-        if (QStandardPaths::findExecutable("xdotool").isEmpty()) GTEST_SKIP() << "no xdotool";
+        if (!hasXdotool()) GTEST_SKIP() << "no xdotool";
         X11Test::SetUp();
     }
     void TearDown() override {
         if (host) host->stop();
     }
 
-    static int xdotool(const QStringList& args) { return QProcess::execute("xdotool", args); }
-    static int click(int x, int y) {
-        return xdotool(
-            {"mousemove", "--sync", QString::number(x), QString::number(y), "click", "1"});
-    }
     // An ordinary application window, managed and decorated by the window manager.
     static std::unique_ptr<QWidget> ordinaryWindow(QRect geometry, const char* colour) {
         auto widget = std::make_unique<QWidget>();
@@ -125,15 +114,10 @@ TEST_F(WindowManagerTest, AnOverlayMapsOnTheMonitorItsFrameLiesOnAndShowsThatMon
     dim->setBackgroundColor(ui::Color{0, 0, 0, 0.5});
     window->addSubview(dim);
     int taps = 0;
-    auto button = std::make_shared<ui::Button>(ui::Rect{300, 200, 80, 80});
-    button->addTarget([&](ui::Control&) { ++taps; }, ui::kControlEventTouchUpInside);
-    window->addSubview(button);
+    addButton(*window, {300, 200, 80, 80}, taps);
     host->start();
-    OverlayWidget* widget = nullptr;
-    ASSERT_TRUE(waitFor([&] {
-        widget = host->widgetFor(*window);
-        return exposed(widget);
-    }));
+    OverlayWidget* widget = exposedOverlay(*window);
+    ASSERT_NE(widget, nullptr);
     EXPECT_EQ(widget->screen(), right);
     EXPECT_EQ(widget->windowHandle()->screen(), right);
     ASSERT_TRUE(waitFor([&] { return serverGeometry(*widget) == QRect(900, 100, 400, 300); }))
@@ -154,17 +138,11 @@ TEST_F(WindowManagerTest, TheKeyOverlayStaysAboveOrdinaryWindowsAndGetsClicksAnd
     ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == editor->windowHandle(); }));
 
     auto window = makeWindow({0, 0, 800, 600});
-    int escapes = 0;
-    window->setKeyHandler([&](const ui::KeyEvent& key) {
-        escapes += key.key == ui::Key::escape;
-        return true;
-    });
-    int taps = 0;
-    auto button = std::make_shared<ui::Button>(ui::Rect{200, 200, 100, 100});
-    button->addTarget([&](ui::Control&) { ++taps; }, ui::kControlEventTouchUpInside);
-    window->addSubview(button);
+    int escapes = 0, taps = 0;
+    countEscapes(*window, escapes);
+    addButton(*window, {200, 200, 100, 100}, taps);
     host->start();
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*window)); }));
+    ASSERT_NE(exposedOverlay(*window), nullptr);
     QWindow* overlay = host->widgetFor(*window)->windowHandle();
     ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == overlay; }))
         << "the window manager did not give the key overlay the focus";
@@ -184,17 +162,11 @@ TEST_F(WindowManagerTest, TheKeyOverlayStaysAboveOrdinaryWindowsAndGetsClicksAnd
 
 TEST_F(WindowManagerTest, APassThroughOverlayLetsClicksThroughAndNeverTakesTheFocus) {
     auto beneath = makeWindow({0, 0, 800, 600});
-    int beneathTaps = 0;
-    auto everywhere = std::make_shared<ui::Button>(ui::Rect{0, 0, 800, 600});
-    everywhere->addTarget([&](ui::Control&) { ++beneathTaps; }, ui::kControlEventTouchUpInside);
-    beneath->addSubview(everywhere);
-    int escapes = 0;
-    beneath->setKeyHandler([&](const ui::KeyEvent& key) {
-        escapes += key.key == ui::Key::escape;
-        return true;
-    });
+    int beneathTaps = 0, escapes = 0;
+    addButton(*beneath, {0, 0, 800, 600}, beneathTaps);
+    countEscapes(*beneath, escapes);
     host->start();
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*beneath)); }));
+    ASSERT_NE(exposedOverlay(*beneath), nullptr);
     QWindow* beneathWindow = host->widgetFor(*beneath)->windowHandle();
     ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == beneathWindow; }));
 
@@ -204,17 +176,10 @@ TEST_F(WindowManagerTest, APassThroughOverlayLetsClicksThroughAndNeverTakesTheFo
     auto root = std::make_shared<ui::ViewController>();
     indicator->setRootViewController(root);
     int indicatorTaps = 0;
-    auto dot = std::make_shared<ui::Button>(ui::Rect{0, 0, 40, 40});
-    dot->addTarget([&](ui::Control&) { ++indicatorTaps; }, ui::kControlEventTouchUpInside);
-    indicator->addSubview(dot);
+    addButton(*indicator, {0, 0, 40, 40}, indicatorTaps);
     indicator->setHidden(false);
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*indicator)); }));
-    auto alert = ui::AlertController::alertControllerWithTitle("Copied", std::nullopt,
-                                                               ui::AlertControllerStyle::alert);
-    root->presentViewController(alert, true);
-    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
-    ASSERT_NE(dialog, nullptr);
-    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
+    ASSERT_NE(exposedOverlay(*indicator), nullptr);
+    ASSERT_NE(showAlert(*root, "Copied"), nullptr);
 
     EXPECT_EQ(click(450, 350), 0);  // in the indicator's frame, off its content
     EXPECT_TRUE(waitFor([&] { return beneathTaps == 1; }));
@@ -236,14 +201,11 @@ TEST_F(WindowManagerTest, PassThroughOverlaysShownAfterAFullScreenKeyOverlayStay
     panel->setWindowLevel(ui::kWindowLevelAlert + 1);
     panel->addSubview(std::make_shared<ui::View>(ui::Rect{100, 100, 600, 400}));
     int escapes = 0;
-    panel->setKeyHandler([&](const ui::KeyEvent& key) {
-        escapes += key.key == ui::Key::escape;
-        return true;
-    });
+    countEscapes(*panel, escapes);
     panel->makeKeyAndVisible();
     host->start();
-    ASSERT_TRUE(waitFor([&] { return exposed(host->widgetFor(*panel)); }));
-    OverlayWidget* panelWidget = host->widgetFor(*panel);
+    OverlayWidget* panelWidget = exposedOverlay(*panel);
+    ASSERT_NE(panelWidget, nullptr);
     ASSERT_TRUE(waitFor([&] {
         return QGuiApplication::focusWindow() == panelWidget->windowHandle();
     })) << "the window manager did not give the key overlay the focus";
@@ -261,14 +223,9 @@ TEST_F(WindowManagerTest, PassThroughOverlaysShownAfterAFullScreenKeyOverlayStay
     auto toastRoot = std::make_shared<ui::ViewController>();
     toast->setRootViewController(toastRoot);
     toast->setHidden(false);
-    ASSERT_TRUE(waitFor(
-        [&] { return exposed(host->widgetFor(*indicator)) && exposed(host->widgetFor(*toast)); }));
-    auto alert = ui::AlertController::alertControllerWithTitle("Copied", std::nullopt,
-                                                               ui::AlertControllerStyle::alert);
-    toastRoot->presentViewController(alert, true);
-    QDialog* dialog = desktop->dialogPresenter()->dialogFor(*alert);
+    ASSERT_TRUE(exposedOverlay(*indicator) && exposedOverlay(*toast));
+    QDialog* dialog = showAlert(*toastRoot, "Copied");
     ASSERT_NE(dialog, nullptr);
-    ASSERT_TRUE(waitFor([&] { return exposed(dialog); }));
 
     OverlayWidget* indicatorWidget = host->widgetFor(*indicator);
     OverlayWidget* toastWidget = host->widgetFor(*toast);
