@@ -10,6 +10,8 @@
 # Usage: bench/idle_cost.sh [BUILD_DIR]     (default: build/desktop)
 #        IDLE_SECONDS=60 BOARDS=20 to change the idle time or the board count.
 set -euo pipefail
+# shellcheck source=bench/lib.sh
+source "$(dirname "$0")/lib.sh"
 
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$here/build/desktop}
@@ -31,30 +33,10 @@ done
 [[ -x $kernovad && -x $kernova ]] || { echo "idle_cost: build kernovad and kernova first" >&2; exit 2; }
 
 # The comparison programs, installed once.
-missing=()
-command -v flameshot >/dev/null || missing+=(flameshot)
-command -v copyq >/dev/null || missing+=(copyq)
-if ((${#missing[@]})); then
-    sudo=""
-    [[ $(id -u) -ne 0 ]] && sudo=sudo
-    echo "idle_cost: installing ${missing[*]} for the comparison" >&2
-    $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
-fi
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
+install_for_comparison idle_cost flameshot copyq
 
 # Private home and display.
-export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config XDG_DATA_HOME=$work/home/.local/share
-export XDG_CACHE_HOME=$work/home/.cache XDG_RUNTIME_DIR=$work/run
-mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_RUNTIME_DIR"
-chmod 700 "$XDG_RUNTIME_DIR"
+private_home
 exec {displayfd}<> <(:)
 Xvfb -displayfd "$displayfd" -screen 0 1920x1080x24 -nolisten tcp >"$work/xvfb.log" 2>&1 &
 pids+=($!)

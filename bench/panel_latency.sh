@@ -11,6 +11,8 @@
 #
 # Usage: bench/panel_latency.sh [BUILD_DIR]     (default: build/desktop)
 set -euo pipefail
+# shellcheck source=bench/lib.sh
+source "$(dirname "$0")/lib.sh"
 
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$here/build/desktop}
@@ -28,30 +30,13 @@ done
 for tool in Xvfb openbox dbus-daemon; do
     command -v "$tool" >/dev/null || { echo "panel_latency: $tool is needed (scripts/setup-deps.sh desktop)" >&2; exit 2; }
 done
-if ! command -v flameshot >/dev/null; then
-    sudo=""
-    [[ $(id -u) -ne 0 ]] && sudo=sudo
-    echo "panel_latency: installing flameshot for the comparison" >&2
-    $sudo apt-get install -y -qq flameshot >/dev/null
-fi
-
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
-    rm -rf "$work"
-}
-trap cleanup EXIT
+install_for_comparison panel_latency flameshot
 
 # Private home, settings and display.
-export HOME=$work/home XDG_CONFIG_HOME=$work/home/.config XDG_DATA_HOME=$work/home/.local/share
-export XDG_CACHE_HOME=$work/home/.cache XDG_RUNTIME_DIR=$work/run
+private_home
 export KERNOVA_PREFERENCES_DIR=$work/prefs KERNOVA_DEBUG=1 QT_QPA_PLATFORM=xcb
 unset WAYLAND_DISPLAY
-mkdir -p "$XDG_CONFIG_HOME/flameshot" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_RUNTIME_DIR" \
-    "$KERNOVA_PREFERENCES_DIR" "$work/services"
-chmod 700 "$XDG_RUNTIME_DIR"
+mkdir -p "$XDG_CONFIG_HOME/flameshot" "$KERNOVA_PREFERENCES_DIR" "$work/services"
 # flameshot without its first-start messages.
 cat >"$XDG_CONFIG_HOME/flameshot/flameshot.ini" <<'INI'
 [General]
@@ -118,15 +103,15 @@ PY
 median() { awk -F= '/^median_ms=/{split($2, a, " "); print a[1]}'; }
 
 echo "== Kernova, warm (kernovad running)"
-warm=$("$watcher" --runs "$runs" --kernova -- "$kernova" splode -- "$text" | tee /dev/stderr | median)
+warm=$("$watcher" --runs "$runs" --kernova -- "$kernova" splode -- "$text" | tee -a /dev/stderr | median)
 echo "== Kernova, cold (started by bus activation for every request)"
-cold=$("$watcher" --runs "$runs" --kernova --cold -- "$kernova" splode -- "$text" | tee /dev/stderr | median)
+cold=$("$watcher" --runs "$runs" --kernova --cold -- "$kernova" splode -- "$text" | tee -a /dev/stderr | median)
 
 flameshot >"$work/flameshot.log" 2>&1 &
 pids+=($!)
 sleep 2
 echo "== flameshot gui, warm (its daemon running)"
-flame=$("$watcher" --runs "$runs" -- flameshot gui | tee /dev/stderr | median)
+flame=$("$watcher" --runs "$runs" -- flameshot gui | tee -a /dev/stderr | median)
 
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN{printf "%.2f", a / b}'; }
 echo
