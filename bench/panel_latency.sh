@@ -10,6 +10,12 @@
 # comparison only.
 #
 # Usage: bench/panel_latency.sh [BUILD_DIR]     (default: build/desktop)
+#
+# TEXT_FILES="a.txt b.txt" also times large texts sent as `kernova splode - <
+# FILE` (median of RUNS_BIG, 3), and while one is arriving asks kernovad a
+# D-Bus question (ReceivedCount of its debug interface) every 20 ms: the
+# slowest answer bounds the longest turn of its event loop. ONLY_TEXT_FILES=1
+# skips everything else.
 set -euo pipefail
 # shellcheck source=bench/lib.sh
 source "$(dirname "$0")/lib.sh"
@@ -101,6 +107,33 @@ PY
 # Pointer in the middle, so both overlays open on the one monitor.
 "$watcher" --runs 1 --kernova -- "$kernova" splode -- "warm up" >/dev/null
 median() { awk -F= '/^median_ms=/{split($2, a, " "); print a[1]}'; }
+
+if [[ -n ${TEXT_FILES:-} ]]; then
+    for file in $TEXT_FILES; do
+        bytes=$(stat -c %s "$file")
+        echo "== Kernova, warm, $bytes bytes from $file"
+        "$watcher" --runs "${RUNS_BIG:-3}" --kernova -- sh -c "\"$kernova\" splode - < \"$file\""
+        # The slowest of the D-Bus answers while the text arrives.
+        "$kernova" splode - <"$file" &
+        sender=$!
+        slowest=0
+        end=$(($(date +%s%N) + 4000000000))
+        while (($(date +%s%N) < end)); do
+            t0=$(date +%s%N)
+            gdbus call --session --dest fun.quorle.kernova.prefs \
+                --object-path /fun/quorle/kernova/debug \
+                --method fun.quorle.kernova.Debug.ReceivedCount >/dev/null
+            ms=$((($(date +%s%N) - t0) / 1000000))
+            ((ms > slowest)) && slowest=$ms
+            sleep 0.02
+        done
+        wait "$sender" || true
+        xdotool key Escape 2>/dev/null || true
+        sleep 1
+        echo "slowest D-Bus answer while arriving: $slowest ms"
+    done
+    [[ -n ${ONLY_TEXT_FILES:-} ]] && exit 0
+fi
 
 echo "== Kernova, warm (kernovad running)"
 warm=$("$watcher" --runs "$runs" --kernova -- "$kernova" splode -- "$text" | tee -a /dev/stderr | median)

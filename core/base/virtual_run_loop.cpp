@@ -41,32 +41,40 @@ void VirtualClock::cancelWhere(VirtualRunLoop* loop, Owner owner, bool anyOwner)
 }
 
 void VirtualClock::advance(double seconds) {
-    double target = now_ + std::max(0.0, seconds);
-    for (;;) {
-        std::function<void()> fn;
-        {
-            std::lock_guard lock(mutex_);
-            if (queue_.empty() || queue_.begin()->first.first > target) break;
-            auto [key, id] = *queue_.begin();
-            queue_.erase(queue_.begin());
-            auto it = events_.find(id);
-            now_ = std::max(now_, key.first);
-            Event& e = it->second.second;
-            if (e.interval > 0) {
-                // Re-arm before running, so that the callback may cancel itself.
-                Key next{key.first + e.interval, nextSeq_++};
-                it->second.first = next;
-                queue_.emplace(next, id);
-                fn = e.fn;
-            } else {
-                fn = std::move(e.fn);
-                events_.erase(it);
-            }
-        }
-        fn();
+    const double target = now() + std::max(0.0, seconds);
+    while (runNext(target)) {
     }
     std::lock_guard lock(mutex_);
     now_ = std::max(now_, target);
+}
+
+bool VirtualClock::runOne() {
+    return runNext(now());
+}
+
+bool VirtualClock::runNext(double target) {
+    std::function<void()> fn;
+    {
+        std::lock_guard lock(mutex_);
+        if (queue_.empty() || queue_.begin()->first.first > target) return false;
+        auto [key, id] = *queue_.begin();
+        queue_.erase(queue_.begin());
+        auto it = events_.find(id);
+        now_ = std::max(now_, key.first);
+        Event& e = it->second.second;
+        if (e.interval > 0) {
+            // Re-arm before running, so that the callback may cancel itself.
+            Key next{key.first + e.interval, nextSeq_++};
+            it->second.first = next;
+            queue_.emplace(next, id);
+            fn = e.fn;
+        } else {
+            fn = std::move(e.fn);
+            events_.erase(it);
+        }
+    }
+    fn();
+    return true;
 }
 
 std::size_t VirtualClock::pendingCount() const {

@@ -22,6 +22,9 @@ class VirtualClock {
     void advance(double seconds);
     // Runs what is due now (posted work, zero-delay timers) until nothing is.
     void runUntilIdle() { advance(0); }
+    // Runs the one next event that is due now (one turn of a run loop);
+    // false when none is.
+    bool runOne();
     // Pending events (timers not yet fired, posted work not yet run).
     std::size_t pendingCount() const;
     // The time of the next pending event, or a negative value when there is none.
@@ -37,6 +40,8 @@ class VirtualClock {
     };
     using Key = std::pair<double, std::uint64_t>;  // fire time, sequence
 
+    // Runs the first event due by `target`; false when there is none.
+    bool runNext(double target);
     TimerId add(VirtualRunLoop* loop, double fireAt, double interval, Owner owner,
                 std::function<void()> fn);
     void cancel(TimerId id);

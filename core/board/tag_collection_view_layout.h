@@ -5,8 +5,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
+#include "board/tag_flow_pass.h"
 #include "ui/collection_layout.h"
 #include "ui/collection_view.h"
 #include "ui/flow_layout.h"
@@ -66,6 +68,10 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
 
     // Passes that computed frames (a pass with nothing changed reuses them).
     std::uint64_t passCount() const { return passes_; }
+    // Of those, the passes that only laid out items appended since the last
+    // one (same revision and metrics, more items): the frames already made
+    // stay and the line pass resumes after them.
+    std::uint64_t appendPassCount() const { return appendPasses_; }
 
   private:
     struct PassKey {
@@ -83,6 +89,12 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     bool havePass_ = false;
     PassKey lastPass_;
     std::uint64_t passes_ = 0;
+    std::uint64_t appendPasses_ = 0;
+    // The line pass of the frames at hand, kept to resume it for appended
+    // items, and what the index needs of the frames made so far.
+    std::optional<TagLinePass> linePass_;
+    double tallest_ = 0, lastTop_ = 0;
+    bool ordered_ = true;
     // The sizes of the last pass and their revision: a pass with the same
     // sizes reuses them, and a new list reuses their room.
     std::vector<ui::Size> sizes_;

@@ -32,6 +32,11 @@ class TagLinePass {
     bool run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report);
 
     bool finished() const { return next_ >= n_; }
+    // The item count grows to n (a smaller n changes nothing): the items
+    // appended are laid out by the next runs after the ones already done,
+    // which keep their frames, exactly as a pass over all n would.
+    void extend(std::int64_t n);
+    std::int64_t count() const { return n_; }
     // Items laid out so far.
     std::int64_t done() const { return next_; }
     // The bottom of the last item laid out so far (0 before the first): the
@@ -48,7 +53,17 @@ class TagLinePass {
     std::int64_t onLine_ = 0;
     double laidBottom_ = 0;
     std::optional<ui::Size> content_;
+    // The last item laid out was the last of a shorter list: whether the
+    // next one joins its line is still to be decided.
+    bool decidePending_ = false;
 };
+
+inline void TagLinePass::extend(std::int64_t n) {
+    if (n <= n_) return;
+    if (next_ > 0 && next_ >= n_) decidePending_ = true;
+    n_ = n;
+    content_.reset();
+}
 
 // Calls report(i, frame) for each item in order and returns the content size,
 // absent when n <= 0. sizeAt(i) is asked twice per item (once ahead, to decide
@@ -79,6 +94,20 @@ bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report) {
     double row = row_, x = x_, bottom = laidBottom_;
     std::int64_t onLine = onLine_;
     const std::int64_t end = budget < n - i ? i + budget : n;
+    auto decide = [&](std::int64_t nextItem) {
+        const double w2 = sizeAt(nextItem).width;
+        if (x + G <= W && x + R <= W && x + G + w2 <= W && x + G + w2 + R <= W) {
+            ++onLine;
+        } else {
+            row += 1;
+            x = 0;
+            onLine = 0;
+        }
+    };
+    if (decidePending_ && i < end) {
+        decidePending_ = false;
+        decide(i);
+    }
     for (; i < end; ++i) {
         const ui::Size size = sizeAt(i);
         const double w = size.width, h = size.height;
@@ -96,14 +125,7 @@ bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report) {
         report(i, frame);
         bottom = y + h;
         if (i + 1 < n) {
-            const double w2 = sizeAt(i + 1).width;
-            if (x + G <= W && x + R <= W && x + G + w2 <= W && x + G + w2 + R <= W) {
-                ++onLine;
-            } else {
-                row += 1;
-                x = 0;
-                onLine = 0;
-            }
+            decide(i + 1);
         } else {
             content_ = ui::Size{0, y + h + B};
         }

@@ -103,6 +103,21 @@ void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
     ++itemsRevision_;
 }
 
+void GTagFlowView::appendFlowDatas(std::vector<GTagFlowItemRef> items) {
+    if (items.empty()) return;
+    for (const auto& item : items) {
+        if (item) {
+            item->setChangeSink(changes_);
+            item->setOrderCopy(orderCopy_);
+        }
+    }
+    selection_.appendItems(std::move(items));
+    // The revisions stay: the layout sees more items and nothing else
+    // changed. The cells shown stay as they are.
+    if (const auto& layout = collectionView_->collectionViewLayout()) layout->invalidateLayout();
+    collectionView_->setNeedsLayout();
+}
+
 void GTagFlowView::reloadDatas() {
     for (const auto& item : selection_.items()) {
         if (item) item->setOrderCopy(orderCopy_);

@@ -63,6 +63,10 @@ class GTagFlowView : public ui::View,
     // Stores the tags (no reload); their text and size changes are watched
     // from now on and lay the board out again.
     void setFlowDatas(std::vector<GTagFlowItemRef> items);
+    // Adds tags after the ones the board has (the later slices of a large
+    // text) and lays out only them on the next pass: the frames already made
+    // stay. They come picked while every tag before them is (select all).
+    void appendFlowDatas(std::vector<GTagFlowItemRef> items);
     const std::vector<GTagFlowItemRef>& selectItems() const { return selection_.picks(); }
     // Replaces the pick list; the picks are renumbered in the order given.
     void setSelectItems(std::vector<GTagFlowItemRef> items) {

@@ -76,6 +76,19 @@ GTagSelection::Changed GTagSelection::repick() {
     return changed;
 }
 
+void GTagSelection::appendItems(std::vector<GTagFlowItemRef> items) {
+    const bool allPicked = !items_.empty() && picks_.size() == items_.size();
+    items_.reserve(items_.size() + items.size());
+    for (auto& item : items) {
+        if (allPicked && item) {
+            item->setIsSelected(true);
+            picks_.push_back(item);
+            item->setIndex(static_cast<std::int64_t>(picks_.size()));
+        }
+        items_.push_back(std::move(item));
+    }
+}
+
 GTagSelection::Changed GTagSelection::selectAll() {
     for (const auto& item : items_) {
         if (item) item->setIsSelected(true);

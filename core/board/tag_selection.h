@@ -26,6 +26,10 @@ class GTagSelection {
     // (the board replaces both when it shows a new text).
     const std::vector<GTagFlowItemRef>& items() const { return items_; }
     void setItems(std::vector<GTagFlowItemRef> items) { items_ = std::move(items); }
+    // Tags that arrive after the first ones of a large text go after them.
+    // While every tag before them is picked (select all), they come picked
+    // too, numbered after the picks: select all stands for the whole text.
+    void appendItems(std::vector<GTagFlowItemRef> items);
 
     // The picked tags, in the order they were picked.
     const std::vector<GTagFlowItemRef>& picks() const { return picks_; }

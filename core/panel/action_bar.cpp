@@ -70,6 +70,16 @@ void GTagFlowContainer::createTopButton(const std::string& name, const ui::Rect&
     topContentView_->addSubview(button);
 }
 
+void GTagFlowContainer::completeForWholeText() {
+    if (!completeBlock_) return;
+    const GTagSelection& selection = flowView_->selection();
+    if (!selection.picks().empty() && selection.picks().size() != selection.items().size()) return;
+    // The block may be replaced from inside: it is taken out first.
+    std::function<void()> complete = std::move(completeBlock_);
+    completeBlock_ = nullptr;
+    complete();
+}
+
 std::string GTagFlowContainer::actionText() const {
     std::optional<std::string> text = flowView_->getNewTextOrderByAdding(flowView_->orderCopy());
     if (!text) text = flowView_->getAllTextstring();
@@ -80,6 +90,7 @@ void GTagFlowContainer::actionBtnClick(ui::Button& button) {
     // The handlers may hide and release the panel: it stays alive to the end.
     auto self = shared_from_this();
     const std::string title = button.currentTitle().value_or("");
+    completeForWholeText();
     const std::string text = actionText();
     if (title == kCopy) {
         hide();

@@ -475,6 +475,7 @@ bool GTagFlowContainer::handleKey(const ui::KeyEvent& event) {
     }
     if (event.control) {
         if (event.text == "c") {
+            completeForWholeText();
             std::string text = actionText();
             hide();
             copyText(text);
@@ -568,6 +569,11 @@ void GTagFlowContainer::closeBtnLongPress(ui::GestureRecognizer& recognizer) {
     if (recognizer.state() != ui::GestureState::began) return;
     splodeAllFlag_ = !splodeAllFlag_;
     vibrateSplode();
+    if (completeBlock_) {
+        std::function<void()> complete = std::move(completeBlock_);
+        completeBlock_ = nullptr;
+        complete();
+    }
     std::string joined = flowView_->getAllTextstring().value_or("");
     flowView_->setSelectItems({});
     const Context& context = application_.context();

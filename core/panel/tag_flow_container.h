@@ -107,6 +107,11 @@ class GTagFlowContainer : public ui::View {
     State state() const;
     // Shown, in a visible window.
     bool isShown() const;
+    // While the tags of a large text are still arriving: brings them all at
+    // once. An action whose text reaches tags not yet there (nothing picked,
+    // which means the whole text, or every tag picked by select all) and the
+    // re-split call it first, so that they act on the whole text.
+    void setCompleteBlock(std::function<void()> block) { completeBlock_ = std::move(block); }
     // Called once the panel has left its window (hidden or released).
     void setDetachedBlock(std::function<void()> block) { detachedBlock_ = std::move(block); }
 
@@ -215,6 +220,9 @@ class GTagFlowContainer : public ui::View {
     bool splodeAllFlag_ = false;
     TimerId headerTimer_ = 0;
     std::function<void()> detachedBlock_;
+    std::function<void()> completeBlock_;
+    // Calls completeBlock_ (once) when the action bar's text needs every tag.
+    void completeForWholeText();
     // The button the keyboard is on (the tags have it when absent), its ring,
     // and the tag it left.
     std::optional<std::size_t> focusedButton_;

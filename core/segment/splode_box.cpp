@@ -179,6 +179,69 @@ void GSplodeBox::splodeAll(std::string_view text, const GSplodeSink& sink,
     appendCharacters(broken, {0, broken.length()}, false, out);
 }
 
+GSplodeStream::GSplodeStream(std::string_view text, std::string_view locale) {
+    try {
+        text_ = std::make_unique<BreakText>(text, locale);
+    } catch (const std::exception&) {
+        done_ = true;
+    }
+}
+
+GSplodeStream::~GSplodeStream() = default;
+
+bool GSplodeStream::next(std::size_t limit, const GSplodeSink& sink) {
+    if (done_) return false;
+    try {
+        BreakText& text = *text_;
+        SinkOut out{sink};
+        if (text.empty()) {
+            done_ = true;
+            return false;
+        }
+        icu::BreakIterator& it = text.words();
+        // The same walk as splitWords, stopping after `limit` segments.
+        auto flush = [&](std::int32_t nextWordStart) {
+            std::int32_t enclosing = first_ ? 0 : pendingBegin_;
+            first_ = false;
+            appendWord(
+                text,
+                {pendingBegin_, pendingEnd_ - pendingBegin_, enclosing, nextWordStart - enclosing},
+                out);
+        };
+        if (!started_) {
+            started_ = true;
+            start_ = it.first();
+        }
+        while (out.count < limit) {
+            const std::int32_t end = it.next();
+            if (end == icu::BreakIterator::DONE) {
+                if (pendingBegin_ >= 0) flush(text.length());
+                count_ += out.count;
+                if (count_ == 0) {
+                    for (GSplodeItem& item :
+                         segment_detail::tokenize(text, GSplodeBox::kUnitWordBoundary)) {
+                        ++count_;
+                        sink(std::move(item));
+                    }
+                }
+                done_ = true;
+                return false;
+            }
+            if (segment_detail::isWordStatus(it.getRuleStatus())) {
+                if (pendingBegin_ >= 0) flush(start_);
+                pendingBegin_ = start_;
+                pendingEnd_ = end;
+            }
+            start_ = end;
+        }
+        count_ += out.count;
+        return true;
+    } catch (const std::exception&) {
+        done_ = true;
+        return false;
+    }
+}
+
 bool GSplodeBox::isEmptAllSapce(const Value* object) {
     if (object == nullptr) return true;
     const std::string* s = object->asString();

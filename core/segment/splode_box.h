@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,6 +72,40 @@ class GSplodeBox {
     // YES for nil or a string that trims to empty; NO for any other value.
     static bool isEmptAllSapce(const Value* object);
     static bool isEmptAllSapce(std::string_view text);
+};
+
+namespace segment_detail {
+class BreakText;
+}
+
+// GSplodeBox::splode() in steps: each next() hands on the segments of a few
+// more words, so that a large text can be split a part at a time (on a
+// worker, or between events) with exactly the segments of one call. Not
+// thread-safe; one thread at a time may use it.
+class GSplodeStream {
+  public:
+    // The text is copied in (as UTF-16, for the break iterator).
+    GSplodeStream(std::string_view text, std::string_view locale = kDefaultSegmentationLocale);
+    ~GSplodeStream();
+    GSplodeStream(const GSplodeStream&) = delete;
+    GSplodeStream& operator=(const GSplodeStream&) = delete;
+
+    // Hands on the segments of the next words until at least `limit`
+    // segments went out (a word's characters are never parted) or the text
+    // ends; true while segments remain. After a failure nothing more follows.
+    bool next(std::size_t limit, const GSplodeSink& sink);
+    bool finished() const { return done_; }
+    // Segments handed on so far.
+    std::size_t count() const { return count_; }
+
+  private:
+    std::unique_ptr<segment_detail::BreakText> text_;
+    std::int32_t start_ = 0;
+    std::int32_t pendingBegin_ = -1, pendingEnd_ = -1;
+    bool first_ = true;
+    bool done_ = false;
+    bool started_ = false;
+    std::size_t count_ = 0;
 };
 
 }  // namespace kernova

@@ -9,9 +9,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "base/paths.h"
+#include "base/worker.h"
 #include "ui/geometry.h"
 
 namespace kernova {
@@ -82,6 +84,11 @@ class ServerHost {
                                      std::function<void()> changed) = 0;
     // The server has opened, parked or closed windows: bring the screen in line now.
     virtual void windowsChanged() {}
+    // Starts a job off the run loop's turns (segmenting a large text): on a
+    // thread of its own unless the host says otherwise.
+    virtual std::unique_ptr<WorkerJob> startJob(WorkerStep step) {
+        return startThreadJob(std::move(step));
+    }
 };
 
 }  // namespace kernova

@@ -13,6 +13,7 @@
 #include "server/message_names.h"
 #include "server/settings.h"
 #include "server/share_activities.h"
+#include "server/tag_feed.h"
 #include "support/base64_categories.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
@@ -29,6 +30,46 @@ constexpr const char* kNoTextTitle =
 constexpr double kNoTextTimeout = 0.7;
 constexpr const char* kTranslationResultTitle = "Translation result";
 constexpr double kShareNoticeTimeout = 1.5;
+
+// The tags of a request in its style ("style": 0 plain, 1 outlined, 2 plain
+// with grey symbols), the settings read once; null for another style.
+TagFeed::MakeTag tagMaker(const Context& context, const ui::TextMeasurer& measurer,
+                          std::int64_t style) {
+    if (style == 0 || style == 2) {
+        std::shared_ptr<const GTagFlowAppearance> defaults = GTagFlowAppearance::create(context);
+        return [&measurer, defaults, style](const GSplodeItem& segment) {
+            auto item = std::make_shared<GTagFlowItem>(
+                measurer, std::make_shared<GTagFlowAppearance>(*defaults));
+            item->setText(segment.text);
+            GTagFlowAppearance& look = *item->appearance();
+            look.borderWidth = 1.0;
+            look.borderColor = ui::Color::white(1.0);
+            look.selectBorderColor = ui::Color::rgb255(74, 150, 247);
+            if (style == 2 && segment.isSymbolOrEmoji) {
+                look.backgroundColor = ui::Color::white(0.5);
+                look.textColor = ui::Color::black();
+                look.borderColor = ui::Color::white(0.5);
+            }
+            return item;
+        };
+    }
+    if (style == 1) {
+        auto look = std::make_shared<GTagFlowAppearance>(*GTagFlowAppearance::create(context));
+        look->borderColor = ui::Color::black();
+        look->textColor = ui::Color::black();
+        look->borderWidth = 1.0;
+        look->backgroundColor = ui::Color::white(1.0);
+        look->selectTextColor = ui::Color{1, 0, 0, 1};
+        look->selectBorderColor = ui::Color{1, 0, 0, 1};
+        look->selectBackgroundColor = ui::Color::white(1.0);
+        return [&measurer, look](const GSplodeItem& segment) {
+            auto item = std::make_shared<GTagFlowItem>(measurer, look);
+            item->setText(segment.text);
+            return item;
+        };
+    }
+    return nullptr;
+}
 
 std::string describeKeys(const std::optional<std::size_t>& keys) {
     if (!keys) return "no dictionary";
@@ -189,6 +230,7 @@ std::string Server::notifySplode(const Message& message) {
     if (flags_.popSplode) return "dropped: a panel has just popped up";
     if (panel_ && panel_->isShown()) return "dropped: a panel is already shown";
     if (readInFlight_) return "dropped: a clipboard read is in flight";
+    if (opening()) return "dropped: a panel is opening";
 
     timerFiredQLN();
     if (!callFromResponder && !callFromCC && !context_.settings().availableInApp)
@@ -232,6 +274,7 @@ std::string Server::openPanel(const std::optional<std::string>& text,
     }
     if (flags_.popSplode || (panel_ && panel_->isShown()))
         return "dropped: a panel is already shown";
+    if (opening()) return "dropped: a panel is opening";
     releasePanel();
     const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
     panel_ = makePanel(host_.monitorUnderPointer());
@@ -240,38 +283,49 @@ std::string Server::openPanel(const std::optional<std::string>& text,
 
     const Context& context = context_;
     const ui::TextMeasurer& measurer = host_.application().platform().textMeasurer;
+    TagFeed::MakeTag make = tagMaker(context, measurer, style);
+    if (make && text->size() >= TagFeed::kSlicedBytes) {
+        // A large text arrives in slices; the panel shows with the first.
+        std::weak_ptr<GTagFlowContainer> weak = panel_;
+        auto deliver = [this, weak](std::vector<GTagFlowItemRef> tags, bool first) {
+            auto panel = weak.lock();
+            if (!panel || panel != panel_) return;
+            if (!first) {
+                panel->flowView()->appendFlowDatas(std::move(tags));
+                return;
+            }
+            const std::size_t count = tags.size();
+            panel->configDatas(std::move(tags));
+            panel->setDetachedBlock([this] { panelDetached(); });
+            panel->show();
+            host_.windowsChanged();
+            context_.log().info("server", "large text: panel shown with the first " +
+                                              std::to_string(count) + " tags");
+        };
+        panel_->setCompleteBlock([this] {
+            if (feed_) feed_->finishNow();
+        });
+        feed_ = std::make_unique<TagFeed>(
+            context_, *text, std::move(make), std::move(deliver),
+            [this](std::size_t) {
+                if (panel_) panel_->setCompleteBlock({});
+            },
+            [this](WorkerStep step) { return host_.startJob(std::move(step)); });
+        feed_->setWanted([this, weak] {
+            auto panel = weak.lock();
+            return panel && panel == panel_ &&
+                   (panel->isShown() || panel->state() == GTagFlowContainer::State::parked);
+        });
+        return "panel opening: " + std::to_string(text->size()) +
+               " bytes arriving in slices, style " + std::to_string(style);
+    }
     std::size_t tags = 0;
-    if (style == 0 || style == 2) {
+    if (make) {
         std::vector<GSplodeItem> segments = GSplodeBox::splode(*text, context.locale());
         std::vector<GTagFlowItemRef> items;
         items.reserve(segments.size());
-        for (const GSplodeItem& segment : segments) {
-            GTagFlowItemRef item =
-                GTagFlowItem::tagFlowItemWithText(context, measurer, segment.text);
-            GTagFlowAppearance& look = *item->appearance();
-            look.borderWidth = 1.0;
-            look.borderColor = ui::Color::white(1.0);
-            look.selectBorderColor = ui::Color::rgb255(74, 150, 247);
-            if (style == 2 && segment.isSymbolOrEmoji) {
-                look.backgroundColor = ui::Color::white(0.5);
-                look.textColor = ui::Color::black();
-                look.borderColor = ui::Color::white(0.5);
-            }
-            items.push_back(std::move(item));
-        }
-        tags = items.size();
-        panel_->configDatas(std::move(items));
-    } else if (style == 1) {
-        auto look = std::make_shared<GTagFlowAppearance>(*GTagFlowAppearance::create(context));
-        look->borderColor = ui::Color::black();
-        look->textColor = ui::Color::black();
-        look->borderWidth = 1.0;
-        look->backgroundColor = ui::Color::white(1.0);
-        look->selectTextColor = ui::Color{1, 0, 0, 1};
-        look->selectBorderColor = ui::Color{1, 0, 0, 1};
-        look->selectBackgroundColor = ui::Color::white(1.0);
-        std::vector<GTagFlowItemRef> items = GTagFlowItem::factoryFolwLayoutWithItems(
-            context, measurer, GSplodeBox::splode(*text, context.locale()), look);
+        for (const GSplodeItem& segment : segments)
+            items.push_back(make(segment));
         tags = items.size();
         panel_->configDatas(std::move(items));
     }
@@ -283,6 +337,7 @@ std::string Server::openPanel(const std::optional<std::string>& text,
 }
 
 void Server::releasePanel() {
+    feed_.reset();
     if (!panel_) return;
     std::shared_ptr<GTagFlowContainer> panel = std::move(panel_);
     panel->setDetachedBlock({});
@@ -291,6 +346,8 @@ void Server::releasePanel() {
 
 void Server::panelDetached() {
     // Not from inside the panel's own call: released on the next turn.
+    // Tags still arriving for it stop now.
+    if (panel_ && panel_->state() == GTagFlowContainer::State::detached) feed_.reset();
     context_.runLoop().after(0, this, [this] {
         if (panel_ && panel_->state() == GTagFlowContainer::State::detached) panel_.reset();
     });

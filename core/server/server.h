@@ -23,12 +23,14 @@
 #include "base/context.h"
 #include "base/messaging.h"
 #include "floating/reentry_flags.h"
+#include "panel/tag_flow_container.h"
 #include "server/host.h"
 #include "ui/image.h"
 
 namespace kernova {
 
 class GTagFlowContainer;
+class TagFeed;
 
 class Server {
   public:
@@ -67,6 +69,8 @@ class Server {
     const ServerFlags& flags() const { return flags_; }
     // The panel of the last request while it is in its window, or null.
     GTagFlowContainer* panel() const { return panel_.get(); }
+    // The tags of a large text still arriving for the panel, or null.
+    const TagFeed* feed() const { return feed_.get(); }
     // The last kRecentMessageLimit messages, oldest first.
     const std::deque<MessageRecord>& recentMessages() const { return recent_; }
     std::uint64_t receivedCount() const { return received_; }
@@ -113,6 +117,10 @@ class Server {
     // Lets go of a panel that is no longer shown.
     void releasePanel();
     void panelDetached();
+    // A large text's panel waits for its first slice.
+    bool opening() const {
+        return feed_ && panel_ && panel_->state() == GTagFlowContainer::State::detached;
+    }
     void toast(const std::string& title, double timeout);
 
     // Sends to this server's own handlers, one turn of the run loop later.
@@ -132,6 +140,7 @@ class Server {
     LoopbackSender loopback_{*this};
     std::vector<std::pair<std::string, Handler>> handlers_;
     std::shared_ptr<GTagFlowContainer> panel_;
+    std::unique_ptr<TagFeed> feed_;
     bool readInFlight_ = false;
     std::uint64_t received_ = 0;
     std::uint64_t serial_ = 0;   // of the last record

@@ -84,4 +84,8 @@ EnvironmentLookup SimServerHost::environment() {
     };
 }
 
+std::unique_ptr<WorkerJob> SimServerHost::startJob(WorkerStep step) {
+    return startLoopJob(device_.server().context().runLoop(), std::move(step));
+}
+
 }  // namespace kernova::sim

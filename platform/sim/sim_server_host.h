@@ -36,6 +36,8 @@ class SimServerHost final : public ServerHost {
     void watchSettingsFolder(const std::filesystem::path& folder,
                              std::function<void()> changed) override;
     void windowsChanged() override { ++windowsChanged_; }
+    // One step per turn of the server's run loop, on the virtual clock.
+    std::unique_ptr<WorkerJob> startJob(WorkerStep step) override;
     void launch(std::vector<std::string> argv, LaunchReply reply) override;
     void saveText(std::string text, SaveReply reply) override;
     // A folder in the device's temporary folder.

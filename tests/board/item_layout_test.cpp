@@ -213,6 +213,78 @@ TEST(TagLinePass, SlicesGiveTheFramesOfOnePass) {
     EXPECT_EQ(pass.contentSize(), content);
     EXPECT_TRUE(pass.run(7, sizeAt, emit));  // nothing more to do
     EXPECT_EQ(sliced.size(), 500u);
+
+    // A pass that grows after it finished resumes with the items added, as a
+    // pass over all of them would have laid them out.
+    std::vector<Rect> grown;
+    TagLinePass growing(123, m);
+    auto keep = [&](std::int64_t, const Rect& f) { grown.push_back(f); };
+    EXPECT_TRUE(growing.run(1000, sizeAt, keep));
+    growing.extend(100);  // smaller: nothing changes
+    EXPECT_TRUE(growing.finished());
+    growing.extend(301);
+    EXPECT_FALSE(growing.contentSize());
+    EXPECT_FALSE(growing.run(50, sizeAt, keep));
+    growing.extend(500);
+    while (!growing.run(64, sizeAt, keep)) {
+    }
+    EXPECT_EQ(grown, whole);
+    EXPECT_EQ(growing.contentSize(), content);
+}
+
+TEST_F(LayoutTest, AppendedTagsKeepTheFramesMadeAndLayOutOnlyThemselves) {
+    auto makeItems = [&](std::size_t from, std::size_t to) {
+        std::vector<GTagFlowItemRef> items;
+        for (std::size_t i = from; i < to; ++i)
+            items.push_back(item(std::string(1 + (i * 7) % 13, 'w')));
+        return items;
+    };
+    board->setFlowDatas(makeItems(0, 40));
+    board->reloadDatas();
+    settle();
+    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
+        board->collectionView()->collectionViewLayout().get());
+    ASSERT_NE(layout, nullptr);
+    const std::uint64_t passes = layout->passCount();
+    const std::vector<ui::LayoutAttributes> first = layout->arrayItemAtts();
+    // Every tag picked: the tags that arrive come picked too, numbered after.
+    board->selectAll();
+    for (std::size_t from = 40; from < 400; from += 90) {
+        board->appendFlowDatas(makeItems(from, from + 90));
+        settle();
+    }
+    EXPECT_EQ(layout->passCount(), passes + 4);
+    EXPECT_EQ(layout->appendPassCount(), 4u);
+    std::vector<Rect> appended;
+    for (const auto& a : layout->arrayItemAtts())
+        appended.push_back(a.frame);
+    for (std::size_t i = 0; i < first.size(); ++i)
+        EXPECT_EQ(appended[i], first[i].frame);
+    EXPECT_EQ(board->selectItems().size(), 400u);
+    EXPECT_EQ(board->flowDatas()[399]->index(), 400);
+    const ui::Size grownContent = layout->contentSizeNeed();
+
+    // The same tags given at once: the same frames and content.
+    board->setFlowDatas(makeItems(0, 400));
+    board->reloadDatas();
+    settle();
+    std::vector<Rect> oneShot;
+    for (const auto& a : layout->arrayItemAtts())
+        oneShot.push_back(a.frame);
+    EXPECT_EQ(appended, oneShot);
+    EXPECT_EQ(layout->contentSizeNeed(), grownContent);
+    EXPECT_EQ(layout->appendPassCount(), 4u);
+
+    // Once a tag is unpicked, arriving tags come unpicked.
+    board->setSelectItems({});
+    board->selectAll();
+    auto& first0 = board->flowDatas()[0];
+    first0->setIsSelected(false);
+    board->addSelectLayout(first0);
+    board->appendFlowDatas(makeItems(400, 410));
+    settle();
+    EXPECT_EQ(board->selectItems().size(), 399u);
+    EXPECT_FALSE(board->flowDatas()[405]->isSelected());
 }
 
 }  // namespace

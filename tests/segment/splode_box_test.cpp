@@ -93,6 +93,26 @@ TEST(Splode, NoWordFallsBackToTheBoundaryTokenizer) {
     EXPECT_FALSE(anySymbol(emoji));
 }
 
+TEST(Splode, AStreamInStepsGivesTheSegmentsOfOneCall) {
+    for (std::string text : {std::string("  Hello, 世界! 東京タワーへ行く 👩‍👩‍👧 ok...\n\nnext "
+                                         "line -- end"),
+                             std::string("!!! ... ???"), std::string(), std::string(" ")}) {
+        for (std::size_t limit : {std::size_t{1}, std::size_t{3}, std::size_t{1000}}) {
+            GSplodeStream stream(text, "en");
+            std::vector<GSplodeItem> stepped;
+            int steps = 0;
+            while (stream.next(limit, [&](GSplodeItem&& s) { stepped.push_back(std::move(s)); }))
+                ++steps;
+            EXPECT_EQ(stepped, GSplodeBox::splode(text, "en")) << text << " / " << limit;
+            EXPECT_TRUE(stream.finished());
+            EXPECT_EQ(stream.count(), stepped.size());
+            if (limit == 1 && text.size() > 20) {
+                EXPECT_GT(steps, 5);
+            }
+        }
+    }
+}
+
 TEST(Splode, EmptyTextGivesNothingEverywhere) {
     EXPECT_TRUE(GSplodeBox::splode("").empty());
     EXPECT_TRUE(GSplodeBox::splodeAll("").empty());

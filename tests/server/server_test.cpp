@@ -13,8 +13,10 @@
 #include "floating/splode_running_view.h"
 #include "panel/screen_report.h"
 #include "panel/tag_flow_container.h"
+#include "segment/splode_box.h"
 #include "server/message_names.h"
 #include "server/settings.h"
+#include "server/tag_feed.h"
 #include "sim/device.h"
 #include "sim/driver.h"
 #include "sim/sim_server_host.h"
@@ -167,6 +169,168 @@ TEST_F(ServerTest, OnePanelAtATimeAndTheEmptySelectionToast) {
     splodeSelection("second panel");
     EXPECT_EQ(tags(), (std::vector<std::string>{"second", " ", "panel"}));
     server.context().notifications().removeObservers(&hideRunning);
+}
+
+// About 200 KB of lines of mixed English and Chinese, each line different.
+std::string bigText() {
+    std::string text;
+    for (int line = 0; text.size() < 200 * 1024; ++line)
+        text += "Line " + std::to_string(line) + " of the big text, 文字 " +
+                std::to_string(line * 7) + " 在这里 and more words.\n";
+    return text;
+}
+
+TEST_F(ServerTest, ALargeTextArrivesInSlicesBetweenOtherWork) {
+    const std::string text = bigText();
+    std::vector<std::string> expected;
+    for (const GSplodeItem& segment : GSplodeBox::splode(text, server.context().locale()))
+        expected.push_back(segment.text);
+    VirtualClock& clock = device.clock();
+    auto send = [&] {
+        app.messageSender().sendMessageName(
+            "notifySplode",
+            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
+    };
+    auto feedComplete = [&] { return !theServer.feed() || theServer.feed()->complete(); };
+    // One turn at a time until the panel shows: a bounded number of turns.
+    auto turnsUntilShown = [&] {
+        int turns = 0;
+        while (!(theServer.panel() && theServer.panel()->isShown()) && turns < 50 && clock.runOne())
+            ++turns;
+        return turns;
+    };
+
+    // The panel shows after a few turns, with the first screen's tags laid
+    // out and later tags still to come.
+    send();
+    EXPECT_LE(turnsUntilShown(), 10);
+    ASSERT_TRUE(theServer.panel() && theServer.panel()->isShown());
+    EXPECT_EQ(last().outcome.rfind("panel opening: ", 0), 0u) << last().outcome;
+    GTagFlowView& board = *theServer.panel()->flowView();
+    server.application().layoutIfNeeded();
+    const std::size_t firstSlice = board.flowDatas().size();
+    EXPECT_GT(firstSlice, 100u);
+    EXPECT_LE(firstSlice, TagFeed::kSliceTags);
+    EXPECT_LT(firstSlice, expected.size());
+    EXPECT_FALSE(feedComplete());
+    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
+        board.collectionView()->collectionViewLayout().get());
+    ASSERT_NE(layout, nullptr);
+    EXPECT_EQ(layout->arrayItemAtts().size(), firstSlice);
+    EXPECT_GT(layout->arrayItemAtts().back().frame.maxY(), board.bounds().height())
+        << "the first slice fills the first screen";
+    EXPECT_FALSE(board.collectionView()->visibleCells().empty());
+
+    // A message sent meanwhile is answered between two slices.
+    app.messageSender().sendMessageName("openURL",
+                                        Value(Dictionary{{"schemeToOpen", Value("https://a.b")}}));
+    for (int turn = 0; turn < 8 && last().name != "openURL"; ++turn)
+        clock.runOne();
+    EXPECT_EQ(last().name, "openURL");
+    EXPECT_FALSE(feedComplete()) << "tags were still arriving";
+    const std::size_t before = board.flowDatas().size();
+    for (int turn = 0; turn < 4; ++turn)
+        clock.runOne();
+    EXPECT_GT(board.flowDatas().size(), before) << "slices keep coming on later turns";
+
+    // Every tag arrives, with the frames that one pass over all of them gives.
+    for (int turn = 0; turn < 10000 && !feedComplete(); ++turn)
+        clock.runOne();
+    ASSERT_TRUE(feedComplete());
+    server.application().layoutIfNeeded();
+    EXPECT_EQ(tags(), expected);
+    EXPECT_GT(layout->appendPassCount(), 0u);
+    std::vector<ui::Rect> sliced;
+    for (const auto& a : layout->arrayItemAtts())
+        sliced.push_back(a.frame);
+    const ui::Size slicedContent = layout->contentSizeNeed();
+    board.setFlowDatas(board.flowDatas());
+    board.reloadDatas();
+    server.application().layoutIfNeeded();
+    std::vector<ui::Rect> oneShot;
+    for (const auto& a : layout->arrayItemAtts())
+        oneShot.push_back(a.frame);
+    EXPECT_EQ(sliced, oneShot);
+    EXPECT_EQ(layout->contentSizeNeed(), slicedContent);
+    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}, false}));
+    device.advance(1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+
+    // Escape while tags arrive stops the work: nothing runs afterwards.
+    send();
+    turnsUntilShown();
+    ASSERT_TRUE(theServer.panel() && !feedComplete());
+    std::shared_ptr<GTagFlowView> closed = theServer.panel()->flowView();
+    const std::size_t arrived = closed->flowDatas().size();
+    // The key itself, on this turn (the driver's key runs every turn before it).
+    EXPECT_TRUE(server.application().handleKey(ui::KeyEvent{ui::Key::escape, {}, false}));
+    device.runUntilIdle();
+    EXPECT_LE(closed->flowDatas().size(), arrived + TagFeed::kSliceTags)
+        << "at most the slice under way when the panel closed";
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+    EXPECT_EQ(theServer.feed(), nullptr);
+    device.advance(1);
+    EXPECT_EQ(clock.pendingCount(), 0u);
+    EXPECT_LT(closed->flowDatas().size(), expected.size());
+}
+
+TEST_F(ServerTest, PicksAndCopyWhileALargeTextArrives) {
+    const std::string text = bigText();
+    VirtualClock& clock = device.clock();
+    auto openBig = [&] {
+        app.messageSender().sendMessageName(
+            "notifySplode",
+            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
+        for (int turn = 0; turn < 50 && !(theServer.panel() && theServer.panel()->isShown());
+             ++turn)
+            clock.runOne();
+        ASSERT_TRUE(theServer.panel() && theServer.panel()->isShown());
+        ASSERT_FALSE(theServer.feed()->complete());
+    };
+    // The key itself, on this turn (the driver's key runs every turn before it).
+    auto controlKey = [&](const char* key) {
+        const bool handled =
+            server.application().handleKey(ui::KeyEvent{ui::Key::other, key, true, false});
+        device.runUntilIdle();
+        return handled;
+    };
+
+    // Tags picked by hand are copied as they are, without waiting for the rest.
+    openBig();
+    GTagFlowView* board = theServer.panel()->flowView().get();
+    board->didSelectItemAtIndexPath(*board->collectionView(), ui::IndexPath{0, 2});
+    const std::string picked = board->flowDatas()[2]->text();
+    std::shared_ptr<GTagFlowView> kept = theServer.panel()->flowView();
+    const std::size_t arrived = kept->flowDatas().size();
+    EXPECT_TRUE(controlKey("c"));
+    EXPECT_LE(kept->flowDatas().size(), arrived + TagFeed::kSliceTags) << "no waiting for the rest";
+    EXPECT_EQ(device.pasteboard().string(), picked);
+    device.advance(1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+    EXPECT_EQ(clock.pendingCount(), 0u);
+
+    // Nothing picked: Copy takes the whole text, completing the board first.
+    openBig();
+    EXPECT_TRUE(controlKey("c"));
+    EXPECT_EQ(device.pasteboard().string(), text);
+    device.advance(1);
+    EXPECT_EQ(theServer.panel(), nullptr);
+
+    // Select all stands for the whole text: tags that arrive after it come
+    // picked, and Copy then copies everything.
+    openBig();
+    board = theServer.panel()->flowView().get();
+    EXPECT_TRUE(server.application().handleKey(ui::KeyEvent{ui::Key::other, "a", true, false}));
+    const std::size_t pickedFirst = board->selectItems().size();
+    EXPECT_EQ(pickedFirst, board->flowDatas().size());
+    for (int turn = 0; turn < 4; ++turn)
+        clock.runOne();
+    EXPECT_GT(board->selectItems().size(), pickedFirst);
+    EXPECT_EQ(board->selectItems().size(), board->flowDatas().size());
+    EXPECT_TRUE(controlKey("c"));
+    EXPECT_EQ(device.pasteboard().string(), text);
+    device.advance(1);
 }
 
 TEST_F(ServerTest, TheClipboardIsReadAsynchronouslyAndAFurtherRequestMeanwhileIsDropped) {
