@@ -15,6 +15,7 @@
 #include "panel/tag_flow_container.h"
 #include "server/message_names.h"
 #include "server/server.h"
+#include "server/server_fixture.h"
 #include "server/settings.h"
 #include "sim/device.h"
 #include "sim/driver.h"
@@ -26,30 +27,18 @@
 namespace kernova::testing {
 namespace {
 
-constexpr const char* kApp = "org.example.Editor";
 // The simulated monitor is 375 x 667 points: the card keeps 40 points free.
 constexpr double W = 375;
 constexpr double H = 627;
 
-class PanelTest : public ::testing::Test {
+class PanelTest : public ServerFixture {
   protected:
-    PanelTest() {
-        updateSettings(server.context(), [](Dictionary& d) { d["enabled"] = Value(true); });
-        theServer.start();
-        driver.setFrontmostApplication(kApp);
-        device.runUntilIdle();
-    }
-    void set(const char* key, Value value) {
-        updateSettings(server.context(), [&](Dictionary& d) { d[key] = value; });
-    }
     void writeMenus(Value menus) {
         savePropertyList(server.context().paths().menusFile(),
                          Value(Dictionary{{"menus", std::move(menus)}}));
     }
     GTagFlowContainer& open(const std::string& text) {
-        app.messageSender().sendMessageName(
-            "notifySplode",
-            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
+        splodeSelection(text);
         device.advance(GTagFlowContainer::kShowSeconds);
         EXPECT_NE(theServer.panel(), nullptr);
         return *theServer.panel();
@@ -77,13 +66,6 @@ class PanelTest : public ::testing::Test {
         return titles;
     }
     std::vector<std::string> picked() { return reportPanel(*theServer.panel()).picked; }
-
-    sim::Device device;
-    sim::Driver driver{device};
-    sim::SimProcess& server = device.server();
-    sim::SimProcess& app = device.launchApp(kApp);
-    sim::SimServerHost host{device};
-    Server theServer{server.context(), device.messageCenter(), host};
 };
 
 TEST(PanelGeometry, TheCardFitsTheWorkAreaOfItsMonitor) {

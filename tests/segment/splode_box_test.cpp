@@ -94,9 +94,10 @@ TEST(Splode, NoWordFallsBackToTheBoundaryTokenizer) {
 }
 
 TEST(Splode, AStreamInStepsGivesTheSegmentsOfOneCall) {
-    for (std::string text : {std::string("  Hello, 世界! 東京タワーへ行く 👩‍👩‍👧 ok...\n\nnext "
-                                         "line -- end"),
-                             std::string("!!! ... ???"), std::string(), std::string(" ")}) {
+    for (std::string text :
+         {std::string("  Hello, 世界! 東京タワーへ行く 👩‍👩‍👧 ok...\n\nnext "
+                      "line -- end"),
+          std::string("!!! ... ???"), std::string(), std::string(" ")}) {
         for (std::size_t limit : {std::size_t{1}, std::size_t{3}, std::size_t{1000}}) {
             GSplodeStream stream(text, "en");
             std::vector<GSplodeItem> stepped;

@@ -15,11 +15,8 @@
 #include "panel/tag_flow_container.h"
 #include "segment/splode_box.h"
 #include "server/message_names.h"
-#include "server/settings.h"
+#include "server/server_fixture.h"
 #include "server/tag_feed.h"
-#include "sim/device.h"
-#include "sim/driver.h"
-#include "sim/sim_server_host.h"
 #include "support/base64_categories.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
@@ -27,42 +24,16 @@
 namespace kernova::testing {
 namespace {
 
-constexpr const char* kApp = "org.example.Editor";
 constexpr const char* kSwitchedOff = "Please turn on tweak switch to use it!";
 constexpr const char* kNoText = "There is no text in the pasteboard, so copy the text to use it!";
 
-class ServerTest : public ::testing::Test {
+class ServerTest : public ServerFixture {
   protected:
-    ServerTest() {
-        server.context().log().setLevel(LogLevel::info);
-        server.context().log().setSink(
-            [this](LogLevel, std::string_view line) { logLines.emplace_back(line); });
-        savePropertyList(server.context().paths().enabledAppsFile(),
-                         Value(Dictionary{{"Enabled", Value(Array{Value(kApp)})}}));
-        setSwitch(true, false);
-        theServer.start();
-        driver.setFrontmostApplication(kApp);
-    }
-
     // Writes "enabled" and, when asked, posts the reload notification.
     void setSwitch(bool on, bool announce) {
         updateSettings(server.context(), [on](Dictionary& d) { d["enabled"] = Value(on); });
         if (announce) app.systemNotifications().post(kReloadPreferencesNotification);
         device.runUntilIdle();
-    }
-    void splodeSelection(const std::string& text) {
-        app.messageSender().sendMessageName(
-            "notifySplode",
-            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
-        device.runUntilIdle();
-    }
-    std::vector<std::string> toasts() {
-        std::vector<std::string> titles;
-        for (const auto& shown : server.services().presenter().history()) {
-            if (auto* alert = dynamic_cast<ui::AlertController*>(shown.controller.get()))
-                titles.push_back(alert->title().value_or(""));
-        }
-        return titles;
     }
     std::vector<std::string> tags() {
         std::vector<std::string> texts;
@@ -77,14 +48,6 @@ class ServerTest : public ::testing::Test {
         device.advance(0.1);
     }
     const Server::MessageRecord& last() { return theServer.recentMessages().back(); }
-
-    sim::Device device;
-    sim::Driver driver{device};
-    sim::SimProcess& server = device.server();
-    sim::SimProcess& app = device.launchApp(kApp);
-    sim::SimServerHost host{device};
-    Server theServer{server.context(), device.messageCenter(), host};
-    std::vector<std::string> logLines;
 };
 
 TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
@@ -107,8 +70,7 @@ TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
     EXPECT_FALSE(recent[2].keys.has_value());
     EXPECT_EQ(recent[3].name, "noSuchMessage");
     EXPECT_EQ(recent[3].outcome.rfind("dropped", 0), 0u);
-    for (const std::string& line : logLines)
-        EXPECT_EQ(line.find("secret"), std::string::npos) << line;
+    expectNotInTheLog("secret");
     EXPECT_GE(logLines.size(), 4u);
 
     for (int i = 0; i < 150; ++i)

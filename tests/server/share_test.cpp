@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "server/server.h"
+#include "server/server_fixture.h"
 #include "server/share_activities.h"
 #include "sim/device.h"
 #include "sim/driver.h"
@@ -52,12 +53,9 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
     return files;
 }
 
-class ShareTest : public ::testing::Test {
+class ShareTest : public ServerFixture {
   protected:
     ShareTest() {
-        server.context().log().setLevel(LogLevel::info);
-        server.context().log().setSink(
-            [this](LogLevel, std::string_view line) { logLines.emplace_back(line); });
         const fs::path home = data / "home" / "applications";
         const fs::path system = data / "system" / "applications";
         writeFile(home / "zed.desktop",
@@ -83,7 +81,6 @@ class ShareTest : public ::testing::Test {
                              {"XDG_DATA_DIRS", (data / "system").string()},
                              {"LANG", "fr_FR.UTF-8"}});
         server.services().urlOpener().installScheme("mailto");
-        theServer.start();
     }
 
     std::shared_ptr<ui::ActivityViewController> share(const std::string& text) {
@@ -94,27 +91,8 @@ class ShareTest : public ::testing::Test {
         if (presented.empty()) return nullptr;
         return std::dynamic_pointer_cast<ui::ActivityViewController>(presented.back());
     }
-    std::vector<std::string> toasts() {
-        std::vector<std::string> titles;
-        for (const auto& shown : server.services().presenter().history()) {
-            if (auto* alert = dynamic_cast<ui::AlertController*>(shown.controller.get()))
-                titles.push_back(alert->title().value_or(""));
-        }
-        return titles;
-    }
-    void expectNoSecretInTheLog() {
-        for (const std::string& line : logLines)
-            EXPECT_EQ(line.find("secret"), std::string::npos) << line;
-    }
 
-    sim::Device device;
-    sim::Driver driver{device};
-    sim::SimProcess& server = device.server();
-    sim::SimProcess& app = device.launchApp("org.example.Editor");
-    sim::SimServerHost host{device};
-    Server theServer{server.context(), device.messageCenter(), host};
     fs::path data = device.temporaryDirectory() / "xdg";
-    std::vector<std::string> logLines;
 };
 
 TEST_F(ShareTest, TheSheetOffersSaveEmailAndTheApplicationsThatOpenTextAndCancelChangesNothing) {
@@ -153,7 +131,7 @@ TEST_F(ShareTest, TheSheetOffersSaveEmailAndTheApplicationsThatOpenTextAndCancel
     EXPECT_TRUE(filesIn(host.runtimeDirectory()).empty());
     EXPECT_EQ(device.pasteboard().string(), std::nullopt);
     EXPECT_TRUE(toasts().empty());
-    expectNoSecretInTheLog();
+    expectNotInTheLog("secret");
 }
 
 TEST_F(ShareTest, EachEntryHandsTheTextToTheHost) {
@@ -206,7 +184,7 @@ TEST_F(ShareTest, EachEntryHandsTheTextToTheHost) {
     for (const std::string& line : logLines)
         logged = logged || line.find("alpha.desktop did not start") != std::string::npos;
     EXPECT_TRUE(logged);
-    expectNoSecretInTheLog();
+    expectNotInTheLog("secret");
 }
 
 TEST_F(ShareTest, PrivateFilesAreOnlyTheUsersAndTheCleanupRemovesThem) {

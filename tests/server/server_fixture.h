@@ -1,0 +1,72 @@
+// The server process and one application on the simulated device: Kernova
+// switched on, the application in front and in the enabled list, and the
+// server's log kept at info, so that tests can check it holds no user text.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/plist.h"
+#include "server/server.h"
+#include "server/settings.h"
+#include "sim/device.h"
+#include "sim/driver.h"
+#include "sim/sim_server_host.h"
+#include "ui/alert.h"
+
+namespace kernova::testing {
+
+inline constexpr const char* kFrontApp = "org.example.Editor";
+
+class ServerFixture : public ::testing::Test {
+  protected:
+    ServerFixture() {
+        server.context().log().setLevel(LogLevel::info);
+        server.context().log().setSink(
+            [this](LogLevel, std::string_view line) { logLines.emplace_back(line); });
+        savePropertyList(server.context().paths().enabledAppsFile(),
+                         Value(Dictionary{{"Enabled", Value(Array{Value(kFrontApp)})}}));
+        set("enabled", Value(true));
+        theServer.start();
+        driver.setFrontmostApplication(kFrontApp);
+        device.runUntilIdle();
+    }
+
+    // Writes one setting into the settings file.
+    void set(const char* key, Value value) {
+        updateSettings(server.context(), [&](Dictionary& d) { d[key] = value; });
+    }
+    // The application asks for a panel on `text`, as its selection item does.
+    void splodeSelection(const std::string& text) {
+        app.messageSender().sendMessageName(
+            "notifySplode",
+            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
+        device.runUntilIdle();
+    }
+    // The titles of every alert and notice the server showed, oldest first.
+    std::vector<std::string> toasts() {
+        std::vector<std::string> titles;
+        for (const auto& shown : server.services().presenter().history()) {
+            if (auto* alert = dynamic_cast<ui::AlertController*>(shown.controller.get()))
+                titles.push_back(alert->title().value_or(""));
+        }
+        return titles;
+    }
+    void expectNotInTheLog(std::string_view text) {
+        for (const std::string& line : logLines)
+            EXPECT_EQ(line.find(text), std::string::npos) << line;
+    }
+
+    sim::Device device;
+    sim::Driver driver{device};
+    sim::SimProcess& server = device.server();
+    sim::SimProcess& app = device.launchApp(kFrontApp);
+    sim::SimServerHost host{device};
+    Server theServer{server.context(), device.messageCenter(), host};
+    std::vector<std::string> logLines;
+};
+
+}  // namespace kernova::testing
