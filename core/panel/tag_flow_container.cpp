@@ -379,11 +379,15 @@ void GTagFlowContainer::clearPopFlag() {
 }
 
 void GTagFlowContainer::showAnimationWithCompletion(std::function<void()> completion) {
+    fade(1.0, kShowSeconds, std::move(completion));
+}
+
+void GTagFlowContainer::fade(double alpha, double seconds, std::function<void()> completion) {
     application_.animator().animate(
-        kShowSeconds,
-        [this] {
-            menuBackgroundView().setAlpha(1.0);
-            flowView_->setAlpha(1.0);
+        seconds,
+        [this, alpha] {
+            menuBackgroundView().setAlpha(alpha);
+            flowView_->setAlpha(alpha);
         },
         [completion = std::move(completion)](bool) {
             if (completion) completion();
@@ -405,15 +409,7 @@ void GTagFlowContainer::hide() {
 }
 
 void GTagFlowContainer::hideAnimationWithCompletion(std::function<void()> completion) {
-    application_.animator().animate(
-        kHideSeconds,
-        [this] {
-            menuBackgroundView().setAlpha(0.0);
-            flowView_->setAlpha(0.0);
-        },
-        [completion = std::move(completion)](bool) {
-            if (completion) completion();
-        });
+    fade(0.0, kHideSeconds, std::move(completion));
 }
 
 void GTagFlowContainer::hideOnce() {

@@ -176,6 +176,8 @@ class GTagFlowContainer : public ui::View {
     bool pointInside(ui::Point point) const override;
 
   private:
+    // The backdrop and the board to `alpha` over `seconds`.
+    void fade(double alpha, double seconds, std::function<void()> completion);
     void buildTips(std::int64_t tips);
     void placeTips(std::int64_t tips);
     // Spreads the backdrop over the whole window, with the card's surface on it.
