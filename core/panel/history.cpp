@@ -94,9 +94,9 @@ void GTagFlowContainer::history() {
                         // The file may have changed while the sheet was up.
                         const std::vector<std::string> now = loadHistory(context);
                         if (index >= now.size()) return;
-                        sender.sendMessageName(
-                            "notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                             {"selection", Value(now[index])}}));
+                        sender.sendMessageName("notifySplode",
+                                               Value(Dictionary{{"callFromResponder", Value(true)},
+                                                                {"selection", Value(now[index])}}));
                     });
 }
 

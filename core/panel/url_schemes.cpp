@@ -48,10 +48,10 @@ std::string buildSchemeUrl(std::string_view templ, const SchemeText& text) {
     std::size_t from = 0;
     while (true) {
         const std::size_t at = templ.find(kPlaceholder, from);
-        const std::string_view piece = templ.substr(from, at == std::string_view::npos
-                                                              ? std::string_view::npos
-                                                              : at - from);
-        url += text.slots ? fillTemplateSlots(piece, text.picks, text.text, {}) : std::string(piece);
+        const std::string_view piece =
+            templ.substr(from, at == std::string_view::npos ? std::string_view::npos : at - from);
+        url +=
+            text.slots ? fillTemplateSlots(piece, text.picks, text.text, {}) : std::string(piece);
         if (at == std::string_view::npos) break;
         url += text.text;
         from = at + kPlaceholder.size();
@@ -84,18 +84,19 @@ void GTagFlowContainer::schemeText(const std::string& text) {
         names.push_back(entry.name);
     const ui::Rect monitor = sheetMonitor();
     ui::Application& application = application_;
-    showActionSheet(
-        application, monitor, text, names, kSchemeCancelTitle,
-        [&application, &sender, monitor, filling](std::size_t index) {
-            const Context& current = application.context();
-            // The choice reads the file again: it may have changed meanwhile.
-            std::optional<std::vector<UrlScheme>> now = loadUrlSchemes(current);
-            if (!now || now->empty()) {
-                showToastMessage(application, "", kNoSchemeTitle, kNoSchemeTimeout, monitor);
-                return;
-            }
-            if (index < now->size()) openScheme(current, sender, (*now)[index], filling);
-        });
+    showActionSheet(application, monitor, text, names, kSchemeCancelTitle,
+                    [&application, &sender, monitor, filling](std::size_t index) {
+                        const Context& current = application.context();
+                        // The choice reads the file again: it may have changed meanwhile.
+                        std::optional<std::vector<UrlScheme>> now = loadUrlSchemes(current);
+                        if (!now || now->empty()) {
+                            showToastMessage(application, "", kNoSchemeTitle, kNoSchemeTimeout,
+                                             monitor);
+                            return;
+                        }
+                        if (index < now->size())
+                            openScheme(current, sender, (*now)[index], filling);
+                    });
     leaveHiddenWindow();
 }
 

@@ -471,9 +471,11 @@ std::string Server::showRunning(const Message& message) {
 
 std::string Server::showHistory(const Message& message) {
     (void)message;
-    // A panel of its own on the monitor under the pointer, never shown: the
-    // history it lists opens new ones.
-    makePanel(host_.monitorUnderPointer())->history();
+    // A panel of its own on the monitor under the pointer, never shown (nor
+    // its window): the history it lists opens new ones.
+    std::shared_ptr<GTagFlowContainer> panel = makePanel(host_.monitorUnderPointer());
+    panel->keyWindow()->setHidden(true);
+    panel->history();
     host_.windowsChanged();
     return "history shown";
 }

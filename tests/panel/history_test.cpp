@@ -3,6 +3,8 @@
 // entries, cancel) and the panel a picked entry opens; the URL a template
 // builds, one template or a picker, the missing-file notice, and numbered
 // picks as template slots.
+#include "panel/history.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +14,6 @@
 #include <vector>
 
 #include "base/plist.h"
-#include "panel/history.h"
 #include "panel/screen_report.h"
 #include "panel/tag_flow_container.h"
 #include "panel/url_schemes.h"
@@ -112,7 +113,10 @@ TEST_F(HistoryTest, RecordingKeepsTheNewestFirstAndTrimsOneEntry) {
         {"the same text twice is kept once", 20, {}, {"A", "A"}, {"A"}},
         {"A, B, A is three entries", 20, {}, {"A", "B", "A"}, {"A", "B", "A"}},
         {"an older equal entry stays", 20, {"B", "A"}, {"A"}, {"A", "B", "A"}},
-        {"the top entry again writes nothing, not even the trimming", 2, {"A", "B", "C"}, {"A"},
+        {"the top entry again writes nothing, not even the trimming",
+         2,
+         {"A", "B", "C"},
+         {"A"},
          {"A", "B", "C"}},
         {"capacity 1 keeps the newest", 1, {"A"}, {"B"}, {"B"}},
     };
@@ -153,7 +157,8 @@ TEST_F(HistoryTest, EntriesAreShownOnOneShortLine) {
         {"a\nb\r\nc\rd\u2028e", "a⏎b⏎c⏎d⏎e"},
         {std::string(80, 'y'), std::string(80, 'y')},
         {ninety, std::string(40, 'x') + "…" + std::string(39, 'x')},
-        {han, [] {
+        {han,
+         [] {
              std::string s;
              for (int i = 0; i < 40; ++i)
                  s += "中";
@@ -213,9 +218,11 @@ TEST(UrlSchemes, TheUrlIsTheTemplateFilledThenEscapedWhole) {
         {"x://%s", "%s {1}", "x://%25s%20%7B1%7D"},
         {"x://?a=1&b=(2)*+,;!$'@~_.-/:", "", "x://?a=1&b=(2)*+,;!$'@~_.-/:"},
         // Template slots: values raw, then the whole URL escaped.
-        {"route://?from={1}&to={2}&via={3}&all={all}&q=%s", "Tokyo Osaka",
+        {"route://?from={1}&to={2}&via={3}&all={all}&q=%s",
+         "Tokyo Osaka",
          "route://?from=Tokyo&to=Osaka&via=&all=Tokyo%20Osaka&q=Tokyo%20Osaka",
-         {"Tokyo", "Osaka"}, true},
+         {"Tokyo", "Osaka"},
+         true},
         {"x://{1}-{2}", "abc", "x://a-b", {"a", "b", "c"}, true},
         {"x://{1}/%s", "{2}", "x://%25s%7B2%7D/%7B2%7D", {"%s{2}", "b"}, true},
         {"x://{1}/{all}", "abc", "x://%7B1%7D/%7Ball%7D", {"a"}, false},
@@ -233,8 +240,8 @@ TEST_F(HistoryTest, OneTemplateOpensAtOnceSeveralArePickedAndNoneIsANotice) {
     writeSchemes({});
     open("some text");
     tapAction("UrlScheme");
-    EXPECT_EQ(toasts(), (Texts{"Please set the Url scheme to use!",
-                               "Please set the Url scheme to use!"}));
+    EXPECT_EQ(toasts(),
+              (Texts{"Please set the Url scheme to use!", "Please set the Url scheme to use!"}));
     EXPECT_EQ(theServer.panel(), nullptr) << "the panel's window stays hidden";
     device.advance(1);
 
