@@ -186,11 +186,13 @@ TEST_F(HistoryTest, TheSheetListsTheEntriesAndAPickOpensANewPanel) {
     device.advance(1);
     EXPECT_EQ(theServer.receivedCount(), received) << "cancel sends nothing";
     EXPECT_TRUE(driver.presentedControllers().empty());
+    EXPECT_TRUE(server.application().windows().empty()) << "the sheet's window went with it";
 
     // "showHistory" shows the same sheet; a pick opens a panel on the full text.
     app.messageSender().sendMessageName("showHistory");
     device.runUntilIdle();
     EXPECT_EQ(sheet().front(), "<==History==>");
+    EXPECT_EQ(server.application().windows().size(), 1u) << "the sheet's window alone";
     EXPECT_TRUE(driver.tapAlertAction("line one⏎line two"));
     device.advance(GTagFlowContainer::kShowSeconds);
     ASSERT_NE(theServer.panel(), nullptr);
