@@ -14,7 +14,9 @@
 #include <QStandardPaths>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 
+#include "base/desktop_entries.h"
 #include "desktop/ui/presenter.h"
 #include "desktop/ui/qt_convert.h"
 #include "desktop/ui/qt_image_codec.h"
@@ -79,7 +81,33 @@ Monitor DesktopServerHost::monitorUnderPointer() {
 }
 
 void DesktopServerHost::openUrl(const std::string& url) {
-    if (!QDesktopServices::openUrl(QUrl(desktop::toQString(url))))
+    const QUrl qurl(desktop::toQString(url));
+    // xdg-open, when installed, is the desktop's own choice (its default
+    // applications and every registered handler); Qt hands the URL to it.
+    if (!QStandardPaths::findExecutable(QStringLiteral("xdg-open")).isEmpty()) {
+        if (!QDesktopServices::openUrl(qurl))
+            context_.log().warn("host", "no application opened a URL");
+        return;
+    }
+    // Without it: the first application whose desktop entry handles the
+    // scheme (x-scheme-handler/<scheme>), started on the URL.
+    const std::string handler = "x-scheme-handler/" + desktop::fromQString(qurl.scheme().toLower());
+    if (!qurl.scheme().isEmpty()) {
+        const DesktopEntries entries = DesktopEntries::load(environment());
+        for (const DesktopEntry& entry : entries.entries()) {
+            if (!entry.shownHere || std::find(entry.mimeTypes.begin(), entry.mimeTypes.end(),
+                                              handler) == entry.mimeTypes.end())
+                continue;
+            std::vector<std::string> argv = expandExec(entry, {url});
+            if (argv.empty()) continue;
+            context_.log().info("host", "URL handed to " + entry.id);
+            launch(std::move(argv), [this, id = entry.id](bool started) {
+                if (!started) context_.log().warn("host", id + " could not be started for a URL");
+            });
+            return;
+        }
+    }
+    if (!QDesktopServices::openUrl(qurl))
         context_.log().warn("host", "no application opened a URL");
 }
 

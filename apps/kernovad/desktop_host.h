@@ -31,6 +31,8 @@ class DesktopServerHost final : public ServerHost {
     // FrontApplication); empty elsewhere.
     std::string frontmostApplicationId() override;
     Monitor monitorUnderPointer() override;
+    // Through xdg-open when installed, else the first desktop entry that
+    // handles the scheme, else Qt's own guess (a web browser).
     void openUrl(const std::string& url) override;
     void insertText(const std::string& text) override;
     void readSelection(SelectionKind which, SelectionReply reply) override;

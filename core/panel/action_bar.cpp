@@ -163,15 +163,6 @@ void GTagFlowContainer::searchText(const std::string& text) {
     notAvailable(kSearch);
 }
 
-void GTagFlowContainer::schemeText(const std::string& text) {
-    (void)text;
-    notAvailable(kUrlScheme);
-}
-
-void GTagFlowContainer::history() {
-    notAvailable(kHistory);
-}
-
 void GTagFlowContainer::notAvailable(const std::string& action) {
     application_.context().log().info("panel", action + " is not available yet");
     toast(action + kNotAvailableSuffix, 1.0);

@@ -368,9 +368,13 @@ void GTagFlowContainer::show() {
     }
     flowView_->reloadDatas();
     application_.runLoop().after(ServerFlags::kPopSeconds, this, [this] { clearPopFlag(); });
-    showAnimationWithCompletion([this] {
-        // Every shown request goes into the history, which comes with its own
-        // store; until then the joined text is not kept anywhere.
+    std::weak_ptr<ui::View> weak = weak_from_this();
+    showAnimationWithCompletion([weak] {
+        // Every shown request goes into the history.
+        auto self = std::static_pointer_cast<GTagFlowContainer>(weak.lock());
+        if (!self) return;
+        std::string joined = self->flowView_->getAllTextstring().value_or("");
+        if (!joined.empty()) self->saveHistory(joined);
     });
 }
 

@@ -134,6 +134,8 @@ class GTagFlowContainer : public ui::View {
     void searchText(const std::string& text);
     void schemeText(const std::string& text);
     void history();
+    // Records the text in the history (at the end of every show).
+    void saveHistory(const std::string& text);
 
     // Properties.
     const ActionBlock& actionBlock() const { return actionBlock_; }
@@ -193,6 +195,10 @@ class GTagFlowContainer : public ui::View {
     std::string actionText() const;
     void notAvailable(const std::string& action);
     void toast(const std::string& title, double timeout);
+    // The monitor the panel's sheets show on: its window's.
+    ui::Rect sheetMonitor() const;
+    // After an action that hid the window for good: the panel leaves it too.
+    void leaveHiddenWindow();
     void copyToClipboard(const std::string& text);
 
     ui::Application& application_;

@@ -471,10 +471,13 @@ std::string Server::showRunning(const Message& message) {
 
 std::string Server::showHistory(const Message& message) {
     (void)message;
-    // A panel of its own, never shown: the history it lists opens new ones.
-    ui::Rect card = panelScreenFrame(host_.monitorUnderPointer().workArea);
-    GTagFlowContainer::initWithFrame(host_.application(), {flags_, loopback_}, card)->history();
-    return "history asked of a new panel";
+    // A panel of its own on the monitor under the pointer, never shown (nor
+    // its window): the history it lists opens new ones.
+    std::shared_ptr<GTagFlowContainer> panel = makePanel(host_.monitorUnderPointer());
+    panel->keyWindow()->setHidden(true);
+    panel->history();
+    host_.windowsChanged();
+    return "history shown";
 }
 
 std::string Server::notAvailableYet(const Message& message) {

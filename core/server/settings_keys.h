@@ -169,10 +169,15 @@ inline constexpr std::array kSettingKeys{
     SettingKey{.name = "historyCount",
                .type = SettingType::integer,
                .page = SettingsPage::panel,
-               .description = "How many shown texts the history keeps",
+               .description = "How many shown texts the history keeps (0: keep none)",
                .defaultInteger = 20,
-               .minimum = 1,
+               .minimum = 0,
                .maximum = 1000},
+    SettingKey{.name = "templateSlots",
+               .type = SettingType::boolean,
+               .page = SettingsPage::panel,
+               .description = "{1}, {2}... in URL templates and the search URL stand for the "
+                              "picks in order, {all} for the whole text"},
     // Floating button
     SettingKey{.name = "popButton",
                .type = SettingType::integer,
@@ -349,6 +354,7 @@ inline constexpr auto kVibrateSwitch = settingNamed<bool>("vibrateSwitch");
 inline constexpr auto kVibrate = settingNamed<std::int64_t>("vibrate");
 inline constexpr auto kSpaceCompletion = settingNamed<bool>("spaceCompletion");
 inline constexpr auto kHistoryCount = settingNamed<std::int64_t>("historyCount");
+inline constexpr auto kTemplateSlots = settingNamed<bool>("templateSlots");
 inline constexpr auto kBackground = settingNamed<std::int64_t>("background");
 inline constexpr auto kSearchEngine = settingNamed<std::string>("SearchEngine");
 inline constexpr auto kTranslationService = settingNamed<std::string>("TranslationService");

@@ -28,6 +28,7 @@ constexpr ByteSet makeKeptSet(std::string_view punctuation) {
 }
 
 constexpr ByteSet kQueryKept = makeKeptSet("-_.~");
+constexpr ByteSet kQueryAllowedKept = makeKeptSet("!$&'()*+,-./:;=?@_~");
 constexpr ByteSet kHostKept = makeKeptSet("!$&'()*+,-.:;=[]_~");
 constexpr ByteSet kFormEscaped = makeSet("?!@#$^&%*+,:;='\"`<>()[]{}/\\| ");
 
@@ -61,6 +62,10 @@ std::string queryEscape(std::string_view text) {
 
 std::string hostSetEscape(std::string_view text) {
     return escapeBytes(text, [](unsigned char b) { return !kHostKept[b]; });
+}
+
+std::string queryAllowedEscape(std::string_view text) {
+    return escapeBytes(text, [](unsigned char b) { return !kQueryAllowedKept[b]; });
 }
 
 std::string urlEncodeStr(std::string_view text) {

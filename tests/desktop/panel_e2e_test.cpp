@@ -3,10 +3,13 @@
 // with the mouse through xdotool, copied with the Copy button and with
 // Control+C and read back from the CLIPBOARD with xclip, the panel closed by
 // Escape and by a click outside it; and the hotkey's command on another
-// application's selection. What the panel shows is read through kernovad's
-// debug query. kernovad maps no GL or web engine library.
+// application's selection; the history sheet driven by the keyboard, and a
+// URL template opened by the application registered for its scheme. What the
+// panel shows is read through kernovad's debug query. kernovad maps no GL or
+// web engine library.
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -303,6 +306,87 @@ TEST_F(PanelEndToEnd, TheHotkeyCommandOpensThePrimarySelection) {
     EXPECT_EQ(texts((*shown)["tags"]), (std::vector<std::string>{"selected", " ", "文字"}));
     owner.kill();
     owner.waitForFinished();
+}
+
+QString preferencesFile(const char* name) {
+    return qEnvironmentVariable("KERNOVA_PREFERENCES_DIR") + QLatin1Char('/') + QLatin1String(name);
+}
+
+bool writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(bytes) == bytes.size();
+}
+
+QByteArray itemsPlist(const QByteArray& items) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+           "<key>items</key><array>" +
+           items + "</array></dict></plist>\n";
+}
+
+// "showHistory" lists the history file in a sheet the keyboard drives; Enter
+// on the first entry opens a panel on it.
+TEST_F(PanelEndToEnd, TheHistorySheetOpensAPanelOnTheEntryPickedByKeyboard) {
+    ASSERT_TRUE(writeFile(preferencesFile("fun.quorle.kernova.history.plist"),
+                          itemsPlist("<string>first entry</string><string>older</string>")));
+    auto [status, out] = run(desktopCliPath(), {"send", "showHistory"});
+    ASSERT_EQ(status, 0) << out;
+    ASSERT_TRUE(waitFor([&] {
+        auto s = state();
+        return s && !(*s)["alerts"].empty() && (*s)["alerts"].back()["title"] == "<==History==>";
+    }));
+    EXPECT_EQ((*state())["alerts"].back()["buttons"],
+              nlohmann::json::array({"first entry", "older", "取消"}));
+    // The sheet has the keyboard, and keeps it (the window manager may
+    // activate the window behind it once more meanwhile).
+    int steady = 0;
+    ASSERT_TRUE(waitFor([&] {
+        const bool focused =
+            run(QStringLiteral("xdotool"), {"getwindowfocus", "getwindowname"}).second ==
+            "<==History==>\n";
+        steady = focused ? steady + 1 : 0;
+        return steady >= 5;
+    })) << "the sheet has the keyboard";
+    ASSERT_TRUE(xdotool({"key", "Down", "Up", "Return"}));
+    ASSERT_TRUE(waitForShown(true));
+    EXPECT_EQ(texts((*state())["tags"]), (std::vector<std::string>{"first", " ", "entry"}));
+    EXPECT_TRUE((*state())["alerts"].empty());
+}
+
+// UrlScheme hands its URL to the application registered for the scheme.
+TEST_F(PanelEndToEnd, AUrlTemplateOpensInTheApplicationRegisteredForItsScheme) {
+    const QString home = qEnvironmentVariable("KERNOVA_PREFERENCES_DIR") + "/xdg";
+    const QString recorder = home + "/record-url";
+    const QString record = home + "/opened.txt";
+    ASSERT_TRUE(QDir().mkpath(home + "/applications"));
+    ASSERT_TRUE(writeFile(recorder, "#!/bin/sh\nprintf '%s' \"$1\" > \"$0.tmp\" && mv \"$0.tmp\" " +
+                                        record.toUtf8() + "\n"));
+    QFile(recorder).setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    ASSERT_TRUE(writeFile(
+        home + "/applications/kernovatest.desktop",
+        "[Desktop Entry]\nType=Application\nName=Kernova test\nExec=" + recorder.toUtf8() +
+            " %u\nNoDisplay=true\nMimeType=x-scheme-handler/kernovatest;\n"));
+    // For xdg-open, where installed.
+    ASSERT_TRUE(writeFile(home + "/mimeapps.list",
+                          "[Default Applications]\n"
+                          "x-scheme-handler/kernovatest=kernovatest.desktop\n"));
+    ASSERT_TRUE(writeFile(preferencesFile("fun.quorle.kernova.schemes.plist"),
+                          itemsPlist("<dict><key>name</key><string>Test</string><key>scheme</key>"
+                                     "<string>kernovatest://open?q=%s#top</string></dict>")));
+    ASSERT_EQ(daemon_->terminate(), 0);
+    env_.insert(QStringLiteral("XDG_DATA_HOME"), home);
+    env_.insert(QStringLiteral("XDG_CONFIG_HOME"), home);
+    daemon_ = std::make_unique<KernovadProcess>(env_);
+    ASSERT_TRUE(daemon_->started());
+
+    ASSERT_TRUE(openPanel(QString::fromUtf8("hello 世界")));
+    ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
+    ASSERT_TRUE(click(actionButton("UrlScheme")));
+    EXPECT_TRUE(waitFor([&] { return QFile::exists(record); }));
+    QFile opened(record);
+    ASSERT_TRUE(opened.open(QIODevice::ReadOnly));
+    EXPECT_EQ(opened.readAll().toStdString(),
+              "kernovatest://open?q=hello%20%E4%B8%96%E7%95%8C%23top");
 }
 
 }  // namespace

@@ -2,8 +2,10 @@
 // choices (simulated on the dialogs' widgets) calling back into the models.
 #include "desktop/ui/presenter.h"
 
+#include <QApplication>
 #include <QDialog>
 #include <QImage>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -98,6 +100,50 @@ TEST_F(PresenterTest, DismissingWithoutAChoiceTakesTheCancelActionOrNothing) {
     EXPECT_TRUE(find<QPushButton>(*sheet, "action-0")->styleSheet().contains("color"));
     presenter().dialogFor(*sheet)->reject();
     EXPECT_EQ(tapped, (std::vector<std::string>{"OK", "Cancel"}));
+    EXPECT_EQ(presenter().presentedCount(), 0u);
+}
+
+TEST_F(PresenterTest, ASheetIsDrivenByTheKeyboardWithItsLongTitleOnOneLine) {
+    window = makeWindow({200, 100, 800, 600});
+    root = std::make_shared<ui::ViewController>();
+    window->setRootViewController(root);
+    const std::string title = "first line\n" + std::string(2000, 'w') + " end";
+    auto sheet = ui::AlertController::alertControllerWithTitle(
+        title, std::nullopt, ui::AlertControllerStyle::actionSheet);
+    for (const char* name : {"One", "Two", "Cancel"}) {
+        sheet->addAction(ui::AlertAction::actionWithTitle(
+            name,
+            std::string(name) == "Cancel" ? ui::AlertActionStyle::cancel
+                                          : ui::AlertActionStyle::defaultStyle,
+            [&, name](ui::AlertAction&) { tapped.push_back(name); }));
+    }
+    auto press = [&](int key) {
+        QWidget* focused = presenter().dialogFor(*sheet)->focusWidget();
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        QApplication::sendEvent(focused, &event);
+    };
+    root->presentViewController(sheet, true);
+    QDialog* dialog = presenter().dialogFor(*sheet);
+    ASSERT_NE(dialog, nullptr);
+    auto* label = find<QLabel>(*sheet, "title");
+    EXPECT_FALSE(label->wordWrap());
+    EXPECT_TRUE(label->text().startsWith(QStringLiteral("first line\u23CEwww")));
+    EXPECT_TRUE(label->text().endsWith(QStringLiteral("w end")));
+    EXPECT_TRUE(label->text().contains(QChar(0x2026)));
+    EXPECT_LE(dialog->width(), 600);
+    EXPECT_EQ(dialog->geometry().center(), QPoint(600, 400)) << "centred on its window";
+
+    EXPECT_EQ(dialog->focusWidget()->objectName(), QStringLiteral("action-0"));
+    press(Qt::Key_Down);
+    EXPECT_EQ(dialog->focusWidget()->objectName(), QStringLiteral("action-1"));
+    press(Qt::Key_Down);
+    press(Qt::Key_Up);
+    press(Qt::Key_Return);
+    EXPECT_EQ(tapped, std::vector<std::string>{"Two"});
+
+    root->presentViewController(sheet, true);
+    press(Qt::Key_Escape);
+    EXPECT_EQ(tapped, (std::vector<std::string>{"Two", "Cancel"}));
     EXPECT_EQ(presenter().presentedCount(), 0u);
 }
 

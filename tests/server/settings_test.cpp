@@ -162,6 +162,7 @@ TEST_F(SettingsTest, EveryKeyHasItsDefault) {
         {"background", Value(0)},
         {"textCheck", Value(false)},
         {"historyCount", Value(20)},
+        {"templateSlots", Value(false)},
         {"popButton", Value(0)},
         {"buttonSize", Value(65)},
         {"edgeDistance", Value(0)},
@@ -214,7 +215,7 @@ TEST_F(SettingsTest, ReadsAreLenientAndKeepNumbersInRange) {
                    {"vibrate", Value(0)},
                    {"fontSize", Value(-30)},
                    {"buttonSize", Value(std::int64_t{1} << 40)},
-                   {"historyCount", Value("0")},
+                   {"historyCount", Value("-3")},
                    {"ocrMenuName", Value("")},
                    {"APIKey", Value(42)},
                    {"SearchEngine", Value(Array{})}});
@@ -230,7 +231,7 @@ TEST_F(SettingsTest, ReadsAreLenientAndKeepNumbersInRange) {
     EXPECT_EQ(now.get(kVibrate), 1519);
     EXPECT_EQ(now.get(kFontSize), 6);
     EXPECT_EQ(now.get(kButtonSize), 300);
-    EXPECT_EQ(now.get(kHistoryCount), 1);
+    EXPECT_EQ(now.get(kHistoryCount), 0);
     EXPECT_EQ(now.get(kOcrMenuName), "OCR & Splode");
     EXPECT_EQ(now.get(kApiKey), "42");
     EXPECT_EQ(now.get(kSearchEngine), "https://www.google.com/search?q=%s");

@@ -34,6 +34,7 @@ void checkAscii(Escape escape, Kept kept, int expectedEscapes) {
 
 TEST(Escaping, EachSetCharacterByCharacter) {
     const std::string query = "-_.~", host = "!$&'()*+,-.:;=[]_~",
+                      queryAllowed = "!$&'()*+,-./:;=?@_~",
                       form = "?!@#$^&%*+,:;='\"`<>()[]{}/\\| ";
     auto in = [](const std::string& set, int c) {
         return set.find(static_cast<char>(c)) != std::string::npos;
@@ -43,6 +44,9 @@ TEST(Escaping, EachSetCharacterByCharacter) {
     checkAscii(
         hostSetEscape, [&](int c) { return isAsciiAlnum(c) || in(host, c); }, 128 - 80);
     checkAscii(
+        queryAllowedEscape, [&](int c) { return isAsciiAlnum(c) || in(queryAllowed, c); },
+        128 - 81);
+    checkAscii(
         urlEncodeStr, [&](int c) { return !in(form, c); }, 29);
 }
 
@@ -50,6 +54,7 @@ TEST(Escaping, NonAsciiAndInvalidUtf8) {
     EXPECT_EQ(queryEscape("caf\xC3\xA9 1+1"), "caf%C3%A9%201%2B1");
     EXPECT_EQ(hostSetEscape("a b\xE4\xB8\xAD"), "a%20b%E4%B8%AD");
     EXPECT_EQ(urlEncodeStr("a=b/c+\xE4\xB8\xAD"), "a%3Db%2Fc%2B\xE4\xB8\xAD");
+    EXPECT_EQ(queryAllowedEscape("x://a b?q=%s#\xC3\xA9"), "x://a%20b?q=%25s%23%C3%A9");
     EXPECT_EQ(queryEscape("\xFF"), "%EF%BF%BD");
     EXPECT_EQ(urlEncodeStr("x\xC3"), "x\xEF\xBF\xBD");
     EXPECT_EQ(queryEscape(std::string_view("\0", 1)), "%00");
@@ -60,7 +65,8 @@ TEST(Escaping, AllByteValuesAndHugeInput) {
     std::string all;
     for (int b = 0; b < 256; ++b)
         all.push_back(static_cast<char>(b));
-    for (const auto& out : {queryEscape(all), hostSetEscape(all), urlEncodeStr(all)}) {
+    for (const auto& out :
+         {queryEscape(all), hostSetEscape(all), queryAllowedEscape(all), urlEncodeStr(all)}) {
         EXPECT_FALSE(out.empty());
     }
     const std::string huge(1u << 20, '/');

@@ -120,6 +120,12 @@ void OverlayWidget::mouseReleaseEvent(QMouseEvent* event) {
     touch(kMouseTouchId, ui::TouchPhase::ended, event->position());
 }
 
+void OverlayWidget::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow() && onActivated_)
+        onActivated_();
+}
+
 void OverlayWidget::wheelEvent(QWheelEvent* event) {
     QPointF delta;
     if (!event->pixelDelta().isNull()) {

@@ -48,6 +48,8 @@ class OverlayWidget final : public QWidget {
     const std::optional<QRegion>& inputRegion() const { return inputRegion_; }
     // Called after every painting.
     void setPaintedHandler(std::function<void()> handler) { onPainted_ = std::move(handler); }
+    // Called when the widget becomes the active window.
+    void setActivatedHandler(std::function<void()> handler) { onActivated_ = std::move(handler); }
 
     // True when the last painting showed something in motion.
     bool needsAnimationFrames() const { return painter_.needsAnimationFrames(); }
@@ -58,6 +60,7 @@ class OverlayWidget final : public QWidget {
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     bool event(QEvent* event) override;
 
@@ -83,6 +86,7 @@ class OverlayWidget final : public QWidget {
     QSize canvasFor_;
     double canvasScale_ = 0;
     std::function<void()> onPainted_;
+    std::function<void()> onActivated_;
     bool mouseDown_ = false;
 };
 

@@ -188,6 +188,20 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
         entry.widget = std::make_unique<OverlayWidget>(application_, shared);
         // A painting that shows motion (a spinner) asks for the next frame.
         OverlayWidget* widget = entry.widget.get();
+        // A window that presents a dialog leaves the keyboard to it, even when
+        // the window manager activates the window's overlay after the dialog.
+        entry.widget->setActivatedHandler([this, widget] {
+            if (!presenter_) return;
+            const std::shared_ptr<ui::Window> shown = widget->window();
+            const std::vector<QtPresenter::ShownDialog> dialogs = presenter_->shownDialogs();
+            for (auto it = dialogs.rbegin(); it != dialogs.rend(); ++it) {
+                if (it->window != shown.get() ||
+                    it->dialog->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus))
+                    continue;
+                it->dialog->activateWindow();
+                return;
+            }
+        });
         entry.widget->setPaintedHandler([this, widget] {
             if (widget->needsAnimationFrames()) requestAnimationFrame();
             if (!paintedObserver_) return;

@@ -3,8 +3,10 @@
 #include <QBoxLayout>
 #include <QClipboard>
 #include <QFileInfo>
+#include <QFontMetrics>
 #include <QGuiApplication>
 #include <QIcon>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -34,6 +36,25 @@ class ModelDialog final : public QDialog {
         if (onReject_) onReject_();
     }
 
+  protected:
+    // The keyboard drives the list: up and down move among the buttons (the
+    // buttons leave those keys to their dialog), Enter or Return presses the
+    // one with the focus, Escape dismisses (reject).
+    void keyPressEvent(QKeyEvent* event) override {
+        const int key = event->key();
+        if (key == Qt::Key_Up || key == Qt::Key_Down) {
+            focusNextPrevChild(key == Qt::Key_Down);
+            return;
+        }
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            if (auto* button = qobject_cast<QPushButton*>(focusWidget())) {
+                if (button->isEnabled()) button->click();
+                return;
+            }
+        }
+        QDialog::keyPressEvent(event);
+    }
+
   private:
     std::function<void()> onReject_;
 };
@@ -55,18 +76,33 @@ QString indexedName(const char* prefix, std::size_t index) {
     return QString::fromLatin1(prefix) + QString::number(index);
 }
 
+// A title longer than this many pixels is elided in the middle.
+constexpr int kTitleMaxWidth = 480;
+
+// One line: each line break shown as a return symbol.
+QString oneLine(QString text) {
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\u23CE"));
+    for (QChar lineBreak : {QChar(u'\n'), QChar(u'\r'), QChar(0x2028), QChar(0x2029)})
+        text.replace(lineBreak, QChar(0x23CE));
+    return text;
+}
+
 void addText(QBoxLayout& layout, const std::optional<std::string>& text, const char* name,
              bool bold) {
     if (!text || text->empty()) return;
     auto* label = new QLabel(toQString(*text));
     label->setObjectName(QString::fromLatin1(name));
-    label->setWordWrap(true);
+    // The title takes one line however long (a sheet may be titled with a
+    // whole text); the message wraps.
+    label->setWordWrap(!bold);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     label->setAlignment(Qt::AlignHCenter);
     if (bold) {
         QFont font = label->font();
         font.setBold(true);
         label->setFont(font);
+        label->setText(
+            QFontMetrics(font).elidedText(oneLine(label->text()), Qt::ElideMiddle, kTitleMaxWidth));
     }
     layout.addWidget(label);
 }
@@ -123,6 +159,12 @@ void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
     std::weak_ptr<ui::View> weakWindow;
     if (window) weakWindow = window->weak_from_this();
     shown_.push_back(Shown{controller, dialog, weakWindow});
+    if (window) {
+        // Centred on the window it was presented from (its monitor).
+        dialog->adjustSize();
+        const QRect area = toQt(window->frame()).toAlignedRect();
+        dialog->move(area.center() - QPoint(dialog->width() / 2, dialog->height() / 2));
+    }
     dialog->show();
     dialog->raise();
     if (takesFocus) dialog->activateWindow();
@@ -204,6 +246,7 @@ QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& ale
     QBoxLayout* buttons =
         row ? static_cast<QBoxLayout*>(new QHBoxLayout) : static_cast<QBoxLayout*>(new QVBoxLayout);
     QPushButton* cancelButton = nullptr;
+    QPushButton* firstButton = nullptr;
     for (std::size_t i = 0; i < actions.size(); ++i) {
         auto* button = new QPushButton(toQString(actions[i]->title().value_or("")));
         button->setObjectName(indexedName(kActionPrefix, i));
@@ -218,6 +261,7 @@ QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& ale
             cancelButton = button;
             continue;
         }
+        if (!firstButton && button->isEnabled()) firstButton = button;
         buttons->addWidget(button);
     }
     layout->addLayout(buttons);
@@ -225,6 +269,9 @@ QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& ale
         layout->addSpacing(8);
         layout->addWidget(cancelButton);
     }
+    // The keyboard starts on the first choice (a text field takes it when there is one).
+    if (!firstButton) firstButton = cancelButton;
+    if (firstButton && alert->textFields().empty()) firstButton->setFocus();
     return dialog;
 }
 

@@ -5,7 +5,9 @@
 // are many, Cancel). Dialogs are non-modal: they show and
 // return, and the user's choice calls back into the model from a signal.
 // Dialogs presented from a window that passes touches through never take the
-// keyboard focus.
+// keyboard focus. A dialog shows centred on the window it was presented from;
+// its title takes one line, elided in the middle; the arrow keys move among
+// its buttons, Enter presses the focused one and Escape dismisses it.
 #pragma once
 
 #include <QDialog>

@@ -1,0 +1,295 @@
+// The history and the URL templates on the simulated device: what a shown
+// panel records and how the file is trimmed, the history sheet (title,
+// entries, cancel) and the panel a picked entry opens; the URL a template
+// builds, one template or a picker, the missing-file notice, and numbered
+// picks as template slots.
+#include "panel/history.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/plist.h"
+#include "panel/screen_report.h"
+#include "panel/tag_flow_container.h"
+#include "panel/url_schemes.h"
+#include "server/server_fixture.h"
+
+namespace kernova::testing {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+Texts numbered(const char* prefix, int from, int to) {
+    Texts texts;
+    for (int i = from; i >= to; --i)
+        texts.push_back(prefix + std::to_string(i));
+    return texts;
+}
+
+class HistoryTest : public ServerFixture {
+  protected:
+    HistoryTest() {
+        for (const char* name : {"note", "dict", "dict2", "route"})
+            server.services().urlOpener().installScheme(name);
+    }
+    const Context& context() { return server.context(); }
+    void writeHistory(const Texts& texts) {
+        Array items;
+        for (const std::string& text : texts)
+            items.emplace_back(text);
+        savePropertyList(context().paths().historyFile(),
+                         Value(Dictionary{{"items", Value(std::move(items))}}));
+    }
+    void writeSchemes(Array items) {
+        savePropertyList(context().paths().schemesFile(),
+                         Value(Dictionary{{"items", Value(std::move(items))}}));
+    }
+    static Value scheme(const char* name, const char* templ) {
+        return Value(Dictionary{{"name", Value(name)}, {"scheme", Value(templ)}});
+    }
+    GTagFlowContainer& open(const std::string& text) {
+        splodeSelection(text);
+        device.advance(GTagFlowContainer::kShowSeconds);
+        EXPECT_NE(theServer.panel(), nullptr);
+        return *theServer.panel();
+    }
+    void tapAction(const std::string& name) {
+        for (const auto& view : theServer.panel()->topContentView()->subviews()) {
+            auto* button = dynamic_cast<ui::Button*>(view.get());
+            if (button && button->currentTitle() == name) {
+                driver.tap(button->convertPointToScreen(
+                    ui::Point{button->bounds().midX(), button->bounds().midY()}));
+                device.runUntilIdle();
+                return;
+            }
+        }
+        ADD_FAILURE() << "no button " << name;
+    }
+    void tapTag(const std::string& text) {
+        for (const TagState& state : tagStatesOf(*theServer.panel()->flowView()))
+            if (state.text == text) driver.tap({state.frame.midX(), state.frame.midY()});
+    }
+    // The newest sheet's title and its buttons, in order.
+    Texts sheet() {
+        auto alert = driver.topAlert();
+        if (!alert) return {};
+        Texts texts{alert->title().value_or("")};
+        for (const auto& action : alert->actions())
+            texts.push_back(action->title().value_or(""));
+        return texts;
+    }
+    Texts opened() { return server.services().urlOpener().openedURLs(); }
+};
+
+TEST_F(HistoryTest, RecordingKeepsTheNewestFirstAndTrimsOneEntry) {
+    struct Row {
+        const char* what;
+        std::int64_t capacity;
+        Texts before;
+        Texts record;
+        Texts after;
+    };
+    Texts twentyFive = numbered("old", 25, 1);
+    Texts trimmed = twentyFive;
+    trimmed.erase(trimmed.begin() + 19);
+    trimmed.insert(trimmed.begin(), "new");
+    Texts upTo21 = numbered("t", 21, 1);
+    std::reverse(upTo21.begin(), upTo21.end());
+    const Row rows[] = {
+        {"the 21st text pushes the oldest out", 20, {}, upTo21, numbered("t", 21, 2)},
+        {"25 stored with capacity 20 stay 25", 20, twentyFive, {"new"}, trimmed},
+        {"the same text twice is kept once", 20, {}, {"A", "A"}, {"A"}},
+        {"A, B, A is three entries", 20, {}, {"A", "B", "A"}, {"A", "B", "A"}},
+        {"an older equal entry stays", 20, {"B", "A"}, {"A"}, {"A", "B", "A"}},
+        {"the top entry again writes nothing, not even the trimming",
+         2,
+         {"A", "B", "C"},
+         {"A"},
+         {"A", "B", "C"}},
+        {"capacity 1 keeps the newest", 1, {"A"}, {"B"}, {"B"}},
+    };
+    for (const Row& row : rows) {
+        set("historyCount", Value(row.capacity));
+        writeHistory(row.before);
+        for (const std::string& text : row.record)
+            recordHistory(context(), text);
+        EXPECT_EQ(loadHistory(context()), row.after) << row.what;
+    }
+}
+
+TEST_F(HistoryTest, NothingIsRecordedWithoutCapacityAndACorruptFileIsReplaced) {
+    writeHistory({"kept"});
+    const std::string before = readFile(context().paths().historyFile());
+    for (std::int64_t capacity : {0, -3}) {
+        set("historyCount", Value(capacity));
+        open("not recorded").hide();
+        device.advance(0.1);
+        EXPECT_EQ(readFile(context().paths().historyFile()), before) << capacity;
+    }
+
+    set("historyCount", Value(20));
+    std::ofstream(context().paths().historyFile(), std::ios::trunc) << "<plist><dict><key>items";
+    EXPECT_TRUE(loadHistory(context()).empty());
+    // A shown panel records its whole text once its show animation ends.
+    open("alpha beta");
+    EXPECT_EQ(loadHistory(context()), Texts{"alpha beta"});
+}
+
+TEST_F(HistoryTest, EntriesAreShownOnOneShortLine) {
+    const std::string ninety(90, 'x');
+    std::string han;
+    for (int i = 0; i < 81; ++i)
+        han += "中";
+    const std::pair<std::string, std::string> rows[] = {
+        {"short", "short"},
+        {"a\nb\r\nc\rd\u2028e", "a⏎b⏎c⏎d⏎e"},
+        {std::string(80, 'y'), std::string(80, 'y')},
+        {ninety, std::string(40, 'x') + "…" + std::string(39, 'x')},
+        {han,
+         [] {
+             std::string s;
+             for (int i = 0; i < 40; ++i)
+                 s += "中";
+             s += "…";
+             for (int i = 0; i < 39; ++i)
+                 s += "中";
+             return s;
+         }()},
+    };
+    for (const auto& [text, shown] : rows)
+        EXPECT_EQ(historyEntryTitle(text), shown) << text;
+}
+
+TEST_F(HistoryTest, TheSheetListsTheEntriesAndAPickOpensANewPanel) {
+    open("on screen");
+    writeHistory({"line one\nline two", "picked text", std::string(100, 'z')});
+    tapAction("History");
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr) << "the panel hides first";
+    const std::uint64_t received = theServer.receivedCount();
+    EXPECT_EQ(sheet(), (Texts{"<==History==>", "line one⏎line two", "picked text",
+                              std::string(40, 'z') + "…" + std::string(39, 'z'), "取消"}));
+    EXPECT_EQ(driver.topAlert()->cancelActionIndex(), 3u);
+    EXPECT_TRUE(driver.tapAlertAction("取消"));
+    device.advance(1);
+    EXPECT_EQ(theServer.receivedCount(), received) << "cancel sends nothing";
+    EXPECT_TRUE(driver.presentedControllers().empty());
+    EXPECT_TRUE(server.application().windows().empty()) << "the sheet's window went with it";
+
+    // "showHistory" shows the same sheet; a pick opens a panel on the full text.
+    app.messageSender().sendMessageName("showHistory");
+    device.runUntilIdle();
+    EXPECT_EQ(sheet().front(), "<==History==>");
+    EXPECT_EQ(server.application().windows().size(), 1u) << "the sheet's window alone";
+    EXPECT_TRUE(driver.tapAlertAction("line one⏎line two"));
+    device.advance(GTagFlowContainer::kShowSeconds);
+    ASSERT_NE(theServer.panel(), nullptr);
+    EXPECT_TRUE(theServer.panel()->isShown());
+    EXPECT_EQ(theServer.panel()->flowView()->getAllTextstring(), "line one\nline two");
+    EXPECT_EQ(loadHistory(context()).front(), "line one\nline two");
+    expectNotInTheLog("line one");
+}
+
+TEST(UrlSchemes, TheUrlIsTheTemplateFilledThenEscapedWhole) {
+    struct Row {
+        const char* templ;
+        const char* text;
+        const char* url;
+        Texts picks = {};
+        bool slots = false;
+    };
+    const Row rows[] = {
+        {"app://look?q=%s", "two words", "app://look?q=two%20words"},
+        {"dict:%s", "中文é", "dict:%E4%B8%AD%E6%96%87%C3%A9"},
+        {"x://a%20b?q=%s", "t", "x://a%2520b?q=t"},
+        {"x://p#frag?%s", "a#b[1]", "x://p%23frag?a%23b%5B1%5D"},
+        {"x://%s/%s", "ab", "x://ab/ab"},
+        {"x://fixed", "ab", "x://fixed"},
+        {"x://%s", "%s {1}", "x://%25s%20%7B1%7D"},
+        {"x://?a=1&b=(2)*+,;!$'@~_.-/:", "", "x://?a=1&b=(2)*+,;!$'@~_.-/:"},
+        // Template slots: values raw, then the whole URL escaped.
+        {"route://?from={1}&to={2}&via={3}&all={all}&q=%s",
+         "Tokyo Osaka",
+         "route://?from=Tokyo&to=Osaka&via=&all=Tokyo%20Osaka&q=Tokyo%20Osaka",
+         {"Tokyo", "Osaka"},
+         true},
+        {"x://{1}-{2}", "abc", "x://a-b", {"a", "b", "c"}, true},
+        {"x://{1}/%s", "{2}", "x://%25s%7B2%7D/%7B2%7D", {"%s{2}", "b"}, true},
+        {"x://{1}/{all}", "abc", "x://%7B1%7D/%7Ball%7D", {"a"}, false},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(buildSchemeUrl(row.templ, SchemeText{row.text, row.picks, row.slots}), row.url)
+            << row.templ;
+    }
+}
+
+TEST_F(HistoryTest, OneTemplateOpensAtOnceSeveralArePickedAndNoneIsANotice) {
+    // No file, then a file without entries: the notice, nothing opened.
+    open("some text");
+    tapAction("UrlScheme");
+    writeSchemes({});
+    open("some text");
+    tapAction("UrlScheme");
+    EXPECT_EQ(toasts(),
+              (Texts{"Please set the Url scheme to use!", "Please set the Url scheme to use!"}));
+    EXPECT_EQ(theServer.panel(), nullptr) << "the panel's window stays hidden";
+    device.advance(1);
+
+    writeSchemes({Value(Dictionary{{"name", Value("broken")}})});
+    open("some text");
+    tapAction("UrlScheme");
+    writeSchemes({scheme("only", "note://new?body=%s")});
+    open("some text");
+    tapAction("UrlScheme");
+    EXPECT_EQ(opened(), Texts{"note://new?body=some%20text"});
+    EXPECT_TRUE(driver.presentedControllers().empty());
+
+    writeSchemes({scheme("Notes", "note://%s"), scheme("Dict", "dict://%s")});
+    open("a b");
+    tapTag("b");
+    tapAction("UrlScheme");
+    EXPECT_EQ(sheet(), (Texts{"b", "Notes", "Dict", "Cancel"}));
+    EXPECT_TRUE(driver.tapAlertAction("Cancel"));
+    open("a b");
+    tapAction("UrlScheme");
+    // The choice reads the file again.
+    writeSchemes({scheme("Notes", "note://%s"), scheme("Dict", "dict2://%s")});
+    EXPECT_TRUE(driver.tapAlertAction("Dict"));
+    device.runUntilIdle();
+    EXPECT_EQ(opened(), (Texts{"note://new?body=some%20text", "dict2://a%20b"}));
+    open("gone");
+    tapAction("UrlScheme");
+    std::filesystem::remove(context().paths().schemesFile());
+    EXPECT_TRUE(driver.tapAlertAction("Notes"));
+    EXPECT_EQ(toasts().back(), "Please set the Url scheme to use!");
+    EXPECT_EQ(opened().size(), 2u);
+    expectNotInTheLog("some text");
+}
+
+TEST_F(HistoryTest, PicksFillTheSlotsInTheOrderPicked) {
+    writeSchemes({scheme("Route", "route://?from={1}&to={2}&q=%s")});
+    for (const bool slots : {true, false}) {
+        set("templateSlots", Value(slots));
+        open("Osaka to Tokyo");
+        tapTag("Tokyo");
+        tapTag("Osaka");
+        tapAction("UrlScheme");
+    }
+    EXPECT_EQ(opened(), (Texts{"route://?from=Tokyo&to=Osaka&q=OsakaTokyo",
+                               "route://?from=%7B1%7D&to=%7B2%7D&q=OsakaTokyo"}));
+}
+
+}  // namespace
+}  // namespace kernova::testing
