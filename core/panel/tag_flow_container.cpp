@@ -1,6 +1,7 @@
 #include "panel/tag_flow_container.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "board/tag_flow_cell.h"
 #include "board/tag_flow_item.h"
@@ -373,7 +374,9 @@ void GTagFlowContainer::show() {
         // Every shown request goes into the history.
         auto self = std::static_pointer_cast<GTagFlowContainer>(weak.lock());
         if (!self) return;
-        std::string joined = self->flowView_->getAllTextstring().value_or("");
+        std::string joined = self->historyText_
+                                 ? std::exchange(self->historyText_, std::nullopt).value()
+                                 : self->flowView_->getAllTextstring().value_or("");
         if (!joined.empty()) self->saveHistory(joined);
     });
 }

@@ -112,6 +112,9 @@ class GTagFlowContainer : public ui::View {
     // which means the whole text, or every tag picked by select all) and the
     // re-split call it first, so that they act on the whole text.
     void setCompleteBlock(std::function<void()> block) { completeBlock_ = std::move(block); }
+    // The text the history records when the show ends, for a board whose tags
+    // are still arriving then; without it, the text of the tags on the board.
+    void setHistoryText(std::string text) { historyText_ = std::move(text); }
     // Called once the panel has left its window (hidden or released).
     void setDetachedBlock(std::function<void()> block) { detachedBlock_ = std::move(block); }
 
@@ -229,6 +232,7 @@ class GTagFlowContainer : public ui::View {
     TimerId headerTimer_ = 0;
     std::function<void()> detachedBlock_;
     std::function<void()> completeBlock_;
+    std::optional<std::string> historyText_;
     // Calls completeBlock_ (once) when the action bar's text needs every tag.
     void completeForWholeText();
     // The button the keyboard is on (the tags have it when absent), its ring,

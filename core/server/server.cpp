@@ -305,6 +305,7 @@ std::string Server::openPanel(const std::optional<std::string>& text,
         panel_->setCompleteBlock([this] {
             if (feed_) feed_->finishNow();
         });
+        panel_->setHistoryText(*text);
         feed_ = std::make_unique<TagFeed>(
             context_, *text, std::move(make), std::move(deliver),
             [this](std::size_t) {

@@ -11,6 +11,7 @@
 
 #include "board/tag_flow_cell.h"
 #include "floating/splode_running_view.h"
+#include "panel/history.h"
 #include "panel/screen_report.h"
 #include "panel/tag_flow_container.h"
 #include "segment/splode_box.h"
@@ -201,6 +202,10 @@ TEST_F(ServerTest, ALargeTextArrivesInSlicesBetweenOtherWork) {
     ASSERT_TRUE(feedComplete());
     server.application().layoutIfNeeded();
     EXPECT_EQ(tags(), expected);
+    device.advance(GTagFlowContainer::kShowSeconds);
+    const std::vector<std::string> history = loadHistory(server.context());
+    ASSERT_FALSE(history.empty());
+    EXPECT_EQ(history.front().size(), text.size()) << "the whole text, not its first slice";
     EXPECT_GT(layout->appendPassCount(), 0u);
     std::vector<ui::Rect> sliced;
     for (const auto& a : layout->arrayItemAtts())

@@ -126,8 +126,7 @@ TEST(TranslateLanguages, FileReadsAsTheUserOrdered) {
     testing::TempDir dir;
     const auto file = dir.path() / std::string(kLanguagesFileName);
     EXPECT_EQ(readLanguages(file), std::vector<std::string>{"en"});
-    ASSERT_TRUE(
-        savePropertyList(file, Value(Dictionary{{"languages", Array{"ja", 3, "fr"}}})).ok);
+    ASSERT_TRUE(savePropertyList(file, Value(Dictionary{{"languages", Array{"ja", 3, "fr"}}})).ok);
     EXPECT_EQ(readLanguages(file), (std::vector<std::string>{"ja", "fr"}));
     ASSERT_TRUE(savePropertyList(file, Value(Dictionary{{"languages", "ja"}})).ok);
     EXPECT_TRUE(readLanguages(file).empty());
