@@ -116,6 +116,10 @@ class LoopbackServer {
             ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
             if (n <= 0) return;
             in.append(buffer, static_cast<std::size_t>(n));
+            if (in[0] == '\x16') {  // a TLS handshake: this server speaks plain HTTP only
+                sendAll(fd, "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
+                return;
+            }
         }
         Received r{in.substr(0, headEnd), in.substr(headEnd + 4)};
         std::size_t length = 0;
@@ -302,6 +306,10 @@ TEST_F(CurlHttp, TransportFailuresAreErrorsOfTheirKind) {
     ::close(probe);
     std::string refused = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
     EXPECT_EQ(kindOf(fetch(httpGet(refused))), "connect");
+
+    std::string https = server.url("/echo");
+    https.insert(4, "s");
+    EXPECT_EQ(kindOf(fetch(httpGet(https))), "tls");
 
     for (std::string bad : {"ftp://127.0.0.1/", "file:///etc/passwd", "http:///x", "http://a b/"})
         EXPECT_EQ(kindOf(fetch(httpGet(bad))), "badRequest") << bad;
