@@ -1,6 +1,7 @@
 #include "desktop/curl_http_client.h"
 
 #include <curl/curl.h>
+#include <dlfcn.h>
 
 #include <QSocketNotifier>
 #include <climits>
@@ -13,6 +14,56 @@
 namespace kernova::desktop {
 namespace {
 
+// libcurl, loaded at the first request, so that kernovad maps it (and the TLS,
+// HTTP/2 and other libraries under it) only once it sends one.
+struct CurlApi {
+    decltype(&::curl_global_init) globalInit;
+    decltype(&::curl_global_cleanup) globalCleanup;
+    decltype(&::curl_multi_init) multiInit;
+    decltype(&::curl_multi_setopt) multiSetopt;
+    decltype(&::curl_multi_cleanup) multiCleanup;
+    decltype(&::curl_multi_add_handle) multiAdd;
+    decltype(&::curl_multi_remove_handle) multiRemove;
+    decltype(&::curl_multi_socket_action) multiSocketAction;
+    decltype(&::curl_multi_info_read) multiInfoRead;
+    decltype(&::curl_easy_init) easyInit;
+    decltype(&::curl_easy_setopt) easySetopt;
+    decltype(&::curl_easy_getinfo) easyGetinfo;
+    decltype(&::curl_easy_cleanup) easyCleanup;
+    decltype(&::curl_easy_strerror) easyStrerror;
+    decltype(&::curl_slist_append) slistAppend;
+    decltype(&::curl_slist_free_all) slistFreeAll;
+
+    // False when the library or one of its functions is missing.
+    bool load() {
+        // Kept loaded: the TLS library under it does not support being unloaded.
+        void* library = ::dlopen("libcurl.so.4", RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+        if (library == nullptr) return false;
+        bool complete = true;
+        auto bind = [&](auto& fn, const char* name) {
+            fn = reinterpret_cast<std::remove_reference_t<decltype(fn)>>(::dlsym(library, name));
+            complete = complete && fn != nullptr;
+        };
+        bind(globalInit, "curl_global_init");
+        bind(globalCleanup, "curl_global_cleanup");
+        bind(multiInit, "curl_multi_init");
+        bind(multiSetopt, "curl_multi_setopt");
+        bind(multiCleanup, "curl_multi_cleanup");
+        bind(multiAdd, "curl_multi_add_handle");
+        bind(multiRemove, "curl_multi_remove_handle");
+        bind(multiSocketAction, "curl_multi_socket_action");
+        bind(multiInfoRead, "curl_multi_info_read");
+        bind(easyInit, "curl_easy_init");
+        bind(easySetopt, "curl_easy_setopt");
+        bind(easyGetinfo, "curl_easy_getinfo");
+        bind(easyCleanup, "curl_easy_cleanup");
+        bind(easyStrerror, "curl_easy_strerror");
+        bind(slistAppend, "curl_slist_append");
+        bind(slistFreeAll, "curl_slist_free_all");
+        return complete;
+    }
+};
+
 // What a request's handle shares with its transfer: the reply, dropped when
 // the handle goes, so that a reply posted meanwhile finds nothing to call.
 struct Pending {
@@ -20,6 +71,7 @@ struct Pending {
 };
 
 struct Transfer {
+    const CurlApi* curl = nullptr;
     CURL* easy = nullptr;
     curl_slist* headerList = nullptr;
     HttpRequest request;  // holds the body curl sends from
@@ -30,8 +82,8 @@ struct Transfer {
     std::shared_ptr<Pending> pending;
 
     ~Transfer() {
-        if (easy != nullptr) curl_easy_cleanup(easy);
-        curl_slist_free_all(headerList);
+        if (easy != nullptr) curl->easyCleanup(easy);
+        curl->slistFreeAll(headerList);
     }
 };
 
@@ -121,13 +173,14 @@ HttpErrorKind errorKind(CURLcode code, bool tooLarge) {
 HttpResult resultOf(Transfer& transfer, CURLcode code) {
     if (code == CURLE_OK) {
         long status = 0;
-        curl_easy_getinfo(transfer.easy, CURLINFO_RESPONSE_CODE, &status);
+        transfer.curl->easyGetinfo(transfer.easy, CURLINFO_RESPONSE_CODE, &status);
         transfer.response.status = static_cast<int>(status);
         return std::move(transfer.response);
     }
     HttpErrorKind kind = errorKind(code, transfer.tooLarge);
-    return HttpError{kind, kind == HttpErrorKind::tooLarge ? std::string("the answer is too large")
-                                                           : std::string(curl_easy_strerror(code))};
+    return HttpError{kind, kind == HttpErrorKind::tooLarge
+                               ? std::string("the answer is too large")
+                               : std::string(transfer.curl->easyStrerror(code))};
 }
 
 long milliseconds(double seconds) {
@@ -149,16 +202,20 @@ struct CurlHttpClient::Impl {
     // that a process that sends none pays nothing for it.
     bool start() {
         if (multi != nullptr) return true;
+        if (!loaded) {
+            if (!curl.load()) return false;
+            loaded = true;
+        }
         if (!globalInit) {
-            if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
+            if (curl.globalInit(CURL_GLOBAL_DEFAULT) != CURLE_OK) return false;
             globalInit = true;
         }
-        multi = curl_multi_init();
+        multi = curl.multiInit();
         if (multi == nullptr) return false;
-        curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, &Impl::onSocket);
-        curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
-        curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, &Impl::onTimer);
-        curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this);
+        curl.multiSetopt(multi, CURLMOPT_SOCKETFUNCTION, &Impl::onSocket);
+        curl.multiSetopt(multi, CURLMOPT_SOCKETDATA, this);
+        curl.multiSetopt(multi, CURLMOPT_TIMERFUNCTION, &Impl::onTimer);
+        curl.multiSetopt(multi, CURLMOPT_TIMERDATA, this);
         return true;
     }
 
@@ -166,16 +223,16 @@ struct CurlHttpClient::Impl {
         // Every request still under way is cancelled: no reply runs.
         for (auto& [easy, transfer] : transfers) {
             transfer->pending->reply = nullptr;
-            curl_multi_remove_handle(multi, easy);
+            curl.multiRemove(multi, easy);
         }
         transfers.clear();
         loop.cancelAll(this);
-        if (multi != nullptr) curl_multi_cleanup(multi);
+        if (multi != nullptr) curl.multiCleanup(multi);
         for (auto& [socket, watch] : sockets) {
             delete watch.read;
             delete watch.write;
         }
-        if (globalInit) curl_global_cleanup();
+        if (globalInit) curl.globalCleanup();
     }
 
     static int onSocket(CURL* easy, curl_socket_t socket, int what, void* data, void* socketData) {
@@ -244,13 +301,13 @@ struct CurlHttpClient::Impl {
 
     void act(curl_socket_t socket, int flags) {
         int running = 0;
-        curl_multi_socket_action(multi, socket, flags, &running);
+        curl.multiSocketAction(multi, socket, flags, &running);
         finishDone();
     }
 
     void finishDone() {
         int left = 0;
-        while (CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        while (CURLMsg* message = curl.multiInfoRead(multi, &left)) {
             if (message->msg != CURLMSG_DONE) continue;
             CURL* easy = message->easy_handle;
             const CURLcode code = message->data.result;
@@ -258,7 +315,7 @@ struct CurlHttpClient::Impl {
             if (it == transfers.end()) continue;
             std::unique_ptr<Transfer> transfer = std::move(it->second);
             transfers.erase(it);
-            curl_multi_remove_handle(multi, easy);
+            curl.multiRemove(multi, easy);
             HttpResult result = resultOf(*transfer, code);
             logHttpOutcome(log, transfer->request, result, loop.now() - transfer->started);
             loop.post([pending = transfer->pending, result = std::move(result)]() mutable {
@@ -273,7 +330,7 @@ struct CurlHttpClient::Impl {
     void cancel(CURL* easy, const std::shared_ptr<Pending>& pending) {
         auto it = transfers.find(easy);
         if (it == transfers.end() || it->second->pending != pending) return;
-        curl_multi_remove_handle(multi, easy);
+        curl.multiRemove(multi, easy);
         if (log.enabled(LogLevel::debug))
             log.debug("http", "cancelled a request to " + httpHost(it->second->request.url));
         transfers.erase(it);
@@ -286,6 +343,8 @@ struct CurlHttpClient::Impl {
     std::map<curl_socket_t, Watch> sockets;
     QSocketNotifier* emitting = nullptr;
     TimerId timer = 0;
+    CurlApi curl{};
+    bool loaded = false;
     bool globalInit = false;
 };
 
@@ -308,10 +367,10 @@ class CurlTask final : public HttpTask {
 
 // The header list curl sends: the caller's, without curl's "Expect:
 // 100-continue" wait before a large body.
-curl_slist* headerList(const HttpHeaders& headers) {
+curl_slist* headerList(const CurlApi& curl, const HttpHeaders& headers) {
     curl_slist* list = nullptr;
-    auto append = [&list](const std::string& line) {
-        if (curl_slist* grown = curl_slist_append(list, line.c_str())) list = grown;
+    auto append = [&](const std::string& line) {
+        if (curl_slist* grown = curl.slistAppend(list, line.c_str())) list = grown;
     };
     for (const auto& [name, value] : headers) {
         // "Name;" is how curl sends a header with an empty value.
@@ -334,8 +393,15 @@ std::unique_ptr<HttpTask> CurlHttpClient::send(HttpRequest request, HttpReply re
         logHttpOutcome(impl.log, request, *bad, 0);
         return answerHttpLater(impl.loop, std::move(reply), std::move(*bad));
     }
+    if (!impl.start()) {
+        HttpError error{HttpErrorKind::unavailable, "libcurl cannot be loaded"};
+        logHttpOutcome(impl.log, request, error, 0);
+        return answerHttpLater(impl.loop, std::move(reply), std::move(error));
+    }
+    const CurlApi& curl = impl.curl;
     auto transfer = std::make_unique<Transfer>();
-    if (impl.start()) transfer->easy = curl_easy_init();
+    transfer->curl = &curl;
+    transfer->easy = curl.easyInit();
     if (transfer->easy == nullptr) {
         return answerHttpLater(impl.loop, std::move(reply),
                                HttpError{HttpErrorKind::failed, "cannot start a transfer"});
@@ -344,36 +410,36 @@ std::unique_ptr<HttpTask> CurlHttpClient::send(HttpRequest request, HttpReply re
     transfer->request = std::move(request);
     transfer->started = impl.loop.now();
     transfer->pending = std::make_shared<Pending>(Pending{std::move(reply)});
-    transfer->headerList = headerList(transfer->request.headers);
+    transfer->headerList = headerList(curl, transfer->request.headers);
     const HttpRequest& r = transfer->request;
+    auto set = [&](CURLoption option, auto value) { curl.easySetopt(easy, option, value); };
 
-    curl_easy_setopt(easy, CURLOPT_URL, r.url.c_str());
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, 5L);
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 2L);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, milliseconds(kConnectTimeout));
-    curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, milliseconds(httpTimeout(r)));
-    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
-                     static_cast<curl_off_t>(HttpClient::kMaxResponseBytes));
-    curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "");
-    curl_easy_setopt(easy, CURLOPT_USERAGENT, "Kernova");
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer->headerList);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &onHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, transfer.get());
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &onData);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, transfer.get());
+    set(CURLOPT_URL, r.url.c_str());
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_FOLLOWLOCATION, 1L);
+    set(CURLOPT_MAXREDIRS, 5L);
+    set(CURLOPT_SSL_VERIFYPEER, 1L);
+    set(CURLOPT_SSL_VERIFYHOST, 2L);
+    set(CURLOPT_CONNECTTIMEOUT_MS, milliseconds(kConnectTimeout));
+    set(CURLOPT_TIMEOUT_MS, milliseconds(httpTimeout(r)));
+    set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(HttpClient::kMaxResponseBytes));
+    set(CURLOPT_ACCEPT_ENCODING, "");
+    set(CURLOPT_USERAGENT, "Kernova");
+    set(CURLOPT_HTTPHEADER, transfer->headerList);
+    set(CURLOPT_HEADERFUNCTION, &onHeader);
+    set(CURLOPT_HEADERDATA, transfer.get());
+    set(CURLOPT_WRITEFUNCTION, &onData);
+    set(CURLOPT_WRITEDATA, transfer.get());
     if (r.method == HttpMethod::post) {
-        curl_easy_setopt(easy, CURLOPT_POST, 1L);
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(r.body.size()));
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, r.body.data());
+        set(CURLOPT_POST, 1L);
+        set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(r.body.size()));
+        set(CURLOPT_POSTFIELDS, r.body.data());
     }
 
     std::shared_ptr<Pending> pending = transfer->pending;
-    if (curl_multi_add_handle(impl.multi, easy) != CURLM_OK) {
+    if (curl.multiAdd(impl.multi, easy) != CURLM_OK) {
         HttpReply failed = std::move(pending->reply);
         return answerHttpLater(impl.loop, std::move(failed),
                                HttpError{HttpErrorKind::failed, "cannot start a transfer"});

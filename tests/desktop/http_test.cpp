@@ -15,6 +15,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -245,6 +246,22 @@ class CurlHttp : public ::testing::Test {
     Logger log{"test", LogLevel::error};
     CurlHttpClient client{loop, log};
 };
+
+bool libcurlMapped() {
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    while (std::getline(maps, line))
+        if (line.find("libcurl") != std::string::npos) return true;
+    return false;
+}
+
+TEST_F(CurlHttp, LibcurlIsLoadedAtTheFirstRequest) {
+    if (libcurlMapped()) GTEST_SKIP() << "an earlier test in this process loaded it";
+    spin(20);
+    EXPECT_FALSE(libcurlMapped());
+    fetch(get("/echo"));
+    EXPECT_TRUE(libcurlMapped());
+}
 
 TEST_F(CurlHttp, EveryStatusIsAnAnswerWithItsHeadersAndBytes) {
     HttpResponse raw = response(fetch(get("/bytes")));
