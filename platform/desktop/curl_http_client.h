@@ -1,7 +1,8 @@
 // HTTP on the desktop, with libcurl's multi interface on the Qt event loop:
 // each socket curl uses is watched by a QSocketNotifier, and curl's one timer
 // is a single-shot timer on the run loop, so an idle client wakes nobody.
-// Replies are posted to the run loop.
+// Replies are posted to the run loop. libcurl is loaded (dlopen) at the first
+// request; where it cannot be, requests fail as unavailable.
 //
 // Defaults: TLS checked against the system's CA store; proxies from the
 // environment as curl reads them (http_proxy, https_proxy, no_proxy …);
