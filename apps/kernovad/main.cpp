@@ -22,6 +22,7 @@
 
 #include "base/context.h"
 #include "base/paths.h"
+#include "desktop/curl_http_client.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/dbus_system_notifications.h"
 #include "desktop/desktop_paths.h"
@@ -106,6 +107,9 @@ int main(int argc, char** argv) {
     context.log().setProgram("kernovad");
     context.log().configure(env);
     context.setLocale(segmentationLocale(env));
+    // Requests still under way when kernovad stops are cancelled with the client.
+    desktop::CurlHttpClient http(runLoop, context.log());
+    context.setHttp(&http);
 
     switch (center.start()) {
         case desktop::DBusMessageCenter::StartResult::alreadyRunning:

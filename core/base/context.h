@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/http.h"
 #include "base/log.h"
 #include "base/notification_center.h"
 #include "base/paths.h"
@@ -59,6 +60,10 @@ class Context {
     // The process's log (warn and above on standard error until configured).
     Logger& log() { return log_; }
     const Logger& log() const { return log_; }
+    // The process's HTTP client, set by whoever wires the process (and outliving
+    // this context); until then every request fails as unavailable.
+    HttpClient& http() { return http_ != nullptr ? *http_ : unavailableHttp_; }
+    void setHttp(HttpClient* client) { http_ = client; }
 
   private:
     RunLoop& runLoop_;
@@ -68,6 +73,8 @@ class Context {
     SettingsGlobals settings_;
     Logger log_;
     std::string locale_ = "en";
+    HttpClient* http_ = nullptr;
+    UnavailableHttpClient unavailableHttp_{runLoop_};
 };
 
 }  // namespace kernova

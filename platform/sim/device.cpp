@@ -30,6 +30,7 @@ SimProcess::SimProcess(Device& device, ProcessRole role, std::string bundleIdent
     systemNotifications_ =
         std::make_unique<SimSystemNotifications>(device.notificationBus_, runLoop_);
     context_ = std::make_unique<Context>(runLoop_, *systemNotifications_, device.paths());
+    context_->setHttp(&http_);
     pasteboardListener_ = device.pasteboard_.attach(runLoop_, context_->notifications());
 }
 

@@ -18,6 +18,7 @@
 #include "base/context.h"
 #include "base/virtual_run_loop.h"
 #include "sim/message_bus.h"
+#include "sim/sim_http_client.h"
 #include "sim/sim_image_codec.h"
 #include "sim/sim_pasteboard.h"
 #include "sim/sim_services.h"
@@ -59,6 +60,8 @@ class SimProcess {
     // Sends to the server's message center, from this process.
     MessageSender& messageSender();
     SystemNotifications& systemNotifications() { return *systemNotifications_; }
+    // The process's HTTP client (its context's), answered from the test's script.
+    SimHttpClient& http() { return http_; }
 
     // The toolkit side: every platform service of this process, and the
     // process's application object (both created on first use).
@@ -74,6 +77,7 @@ class SimProcess {
     // Declared before everything that schedules on it, so it is destroyed after
     // them; its destruction cancels whatever they still had pending.
     VirtualRunLoop runLoop_;
+    SimHttpClient http_{runLoop_};
     std::unique_ptr<SimSystemNotifications> systemNotifications_;
     std::unique_ptr<Context> context_;
     std::unique_ptr<SimMessageSender> sender_;
