@@ -33,7 +33,7 @@ void checkAscii(Escape escape, Kept kept, int expectedEscapes) {
 }
 
 TEST(Escaping, EachSetCharacterByCharacter) {
-    const std::string query = "-_.~", host = "!$&'()*+,-.:;=[]_~",
+    const std::string query = "-_.~", host = "!$&'()*+,-.:;=[]_~", search = "!$'()*+,-.:;[]_~",
                       form = "?!@#$^&%*+,:;='\"`<>()[]{}/\\| ";
     auto in = [](const std::string& set, int c) {
         return set.find(static_cast<char>(c)) != std::string::npos;
@@ -43,12 +43,15 @@ TEST(Escaping, EachSetCharacterByCharacter) {
     checkAscii(
         hostSetEscape, [&](int c) { return isAsciiAlnum(c) || in(host, c); }, 128 - 80);
     checkAscii(
+        searchTermEscape, [&](int c) { return isAsciiAlnum(c) || in(search, c); }, 128 - 78);
+    checkAscii(
         urlEncodeStr, [&](int c) { return !in(form, c); }, 29);
 }
 
 TEST(Escaping, NonAsciiAndInvalidUtf8) {
     EXPECT_EQ(queryEscape("caf\xC3\xA9 1+1"), "caf%C3%A9%201%2B1");
     EXPECT_EQ(hostSetEscape("a b\xE4\xB8\xAD"), "a%20b%E4%B8%AD");
+    EXPECT_EQ(searchTermEscape("a&b=c?d/e \xE4\xB8\xAD"), "a%26b%3Dc%3Fd%2Fe%20%E4%B8%AD");
     EXPECT_EQ(urlEncodeStr("a=b/c+\xE4\xB8\xAD"), "a%3Db%2Fc%2B\xE4\xB8\xAD");
     EXPECT_EQ(queryEscape("\xFF"), "%EF%BF%BD");
     EXPECT_EQ(urlEncodeStr("x\xC3"), "x\xEF\xBF\xBD");
