@@ -158,11 +158,6 @@ void GTagFlowContainer::translateText(const std::string& text) {
     notAvailable(kTranslate);
 }
 
-void GTagFlowContainer::searchText(const std::string& text) {
-    (void)text;
-    notAvailable(kSearch);
-}
-
 void GTagFlowContainer::schemeText(const std::string& text) {
     (void)text;
     notAvailable(kUrlScheme);
