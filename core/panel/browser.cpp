@@ -60,9 +60,9 @@ void GTagFlowContainer::searchText(const std::string& text) {
     // Template slots ("{1}", "{2}", … "{all}") are filled here, before "%s",
     // once the "templateSlots" setting exists.
     const std::string url = searchURL(searchTemplate, text);
-    application_.context().log().info(
-        "panel", "search: " + std::to_string(text.size()) + " bytes, URL of " +
-                     std::to_string(url.size()) + " bytes");
+    application_.context().log().info("panel", "search: " + std::to_string(text.size()) +
+                                                   " bytes, URL of " + std::to_string(url.size()) +
+                                                   " bytes");
     webView_->loadRequest(url);
 }
 
@@ -76,8 +76,7 @@ std::shared_ptr<const ui::Image> GTagFlowContainer::browserIcon() const {
                 if (auto image = codec.imageWithContentsOfFile(file)) return image;
         }
     }
-    return codec.imageWithContentsOfFile(application_.context().paths().bundle /
-                                         kBrowserImageName);
+    return codec.imageWithContentsOfFile(application_.context().paths().bundle / kBrowserImageName);
 }
 
 void GTagFlowContainer::prepareBrowser() {
@@ -164,8 +163,7 @@ void GTagFlowContainer::openUrl() {
     const std::string url = webView_ ? webView_->URL() : std::string();
     hide();
     if (url.empty()) return;
-    services_.sender.sendMessageName("openUrl",
-                                     Value(Dictionary{{"schemeToOpen", Value(url)}}));
+    services_.sender.sendMessageName("openUrl", Value(Dictionary{{"schemeToOpen", Value(url)}}));
 }
 
 bool GTagFlowContainer::closesBrowser(ui::Point at) const {

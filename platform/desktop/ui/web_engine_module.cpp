@@ -1,7 +1,7 @@
 // The web engine module: engine views on QtWebEngine behind the interface of
 // web_engine.h. Only this file includes QtWebEngine; it is built as a module
 // that the desktop loads on first use.
-#include <QChildEvent>
+#include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMouseEvent>
@@ -90,12 +90,15 @@ class EngineView final : public QWebEngineView, public WebEngineView {
         : events_(std::move(events)) {
         hide();
         setPage(new QWebEnginePage(privateProfile(), this));
+        // The page's input goes to widgets the engine makes inside this view:
+        // keys and the mouse's side buttons are looked at before they arrive.
+        qApp->installEventFilter(this);
         QWebEngineSettings* own = page()->settings();
         own->setAttribute(QWebEngineSettings::JavascriptEnabled, settings.javaScriptEnabled);
         own->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture,
                           settings.playbackRequiresUserGesture);
         QObject::connect(this, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
-            if (events_.committedURL) events_.committedURL(fromQ(url.toString()));
+            if (events_.committedURL) events_.committedURL(fromQ(url.toString(QUrl::FullyEncoded)));
         });
         QObject::connect(this, &QWebEngineView::loadStarted, this, [this] {
             if (events_.started) events_.started();
@@ -104,11 +107,12 @@ class EngineView final : public QWebEngineView, public WebEngineView {
             if (events_.finished) events_.finished(ok);
         });
         // No second view is made: the toolkit decides what becomes of the URL.
-        QObject::connect(page(), &QWebEnginePage::newWindowRequested, this,
-                         [this](QWebEngineNewWindowRequest& request) {
-                             if (events_.newWindow)
-                                 events_.newWindow(fromQ(request.requestedUrl().toString()));
-                         });
+        QObject::connect(
+            page(), &QWebEnginePage::newWindowRequested, this,
+            [this](QWebEngineNewWindowRequest& request) {
+                if (events_.newWindow)
+                    events_.newWindow(fromQ(request.requestedUrl().toString(QUrl::FullyEncoded)));
+            });
     }
 
     QWidget* widget() override { return this; }
@@ -147,16 +151,16 @@ class EngineView final : public QWebEngineView, public WebEngineView {
         return nullptr;
     }
 
-    // The page's input goes to a child widget the engine makes (its focus
-    // proxy): keys and the mouse's side buttons are looked at there first.
-    void childEvent(QChildEvent* event) override {
-        QWebEngineView::childEvent(event);
-        if (event->added() && event->child()->isWidgetType() && event->child() != find_)
-            event->child()->installEventFilter(this);
-    }
-
     bool eventFilter(QObject* watched, QEvent* event) override {
-        switch (event->type()) {
+        const QEvent::Type type = event->type();
+        if (type != QEvent::KeyPress && type != QEvent::MouseButtonPress &&
+            type != QEvent::MouseButtonRelease)
+            return false;
+        auto* target = qobject_cast<QWidget*>(watched);
+        if (!target || (target != this && !isAncestorOf(target)) ||
+            (find_ && (target == find_ || find_->isAncestorOf(target))))
+            return false;
+        switch (type) {
             case QEvent::KeyPress: {
                 if (!events_.key) break;
                 QPointer<QObject> alive(watched);
@@ -180,7 +184,7 @@ class EngineView final : public QWebEngineView, public WebEngineView {
             default:
                 break;
         }
-        return QWebEngineView::eventFilter(watched, event);
+        return false;
     }
 
     void resizeEvent(QResizeEvent* event) override {

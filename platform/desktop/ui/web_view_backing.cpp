@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QPainterPath>
 #include <QRegion>
+#include <QTimer>
 #include <QtGlobal>
 #include <cstdlib>
 #include <string>
@@ -55,6 +56,9 @@ MakeWebEngineViewFunction WebViewRegistry::engineFactory() {
     // start, so that nothing of GL is made before a web view needs it (the
     // module then makes the shared context itself).
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    // The engine's view draws through Qt Quick, whose compiled shaders would
+    // otherwise be kept in ~/.cache: nothing of the browser goes to disk.
+    QCoreApplication::setAttribute(Qt::AA_DisableShaderDiskCache);
     for (const std::string& path : webEngineModuleCandidates()) {
         if (!QFileInfo::exists(QString::fromStdString(path))) continue;
         // Kept loaded: Qt's libraries do not support being unloaded.
@@ -193,7 +197,13 @@ void QtWebViewBacking::place(QWidget* overlay, const QRect& rect, bool visible) 
     widget_->setVisible(shown);
     if (shown && !focused_) {
         focused_ = true;
-        widget_->setFocus(Qt::OtherFocusReason);
+        // The engine draws with GL: Qt makes the overlay's X window again for
+        // it, and the new window has to ask for the keyboard itself.
+        QTimer::singleShot(0, widget_.data(), [widget = widget_] {
+            if (!widget) return;
+            widget->window()->activateWindow();
+            widget->setFocus(Qt::OtherFocusReason);
+        });
     }
 }
 
