@@ -133,11 +133,12 @@ void GTagFlowContainer::prepareBrowser() {
 
     activityIndicatorView_ =
         std::make_shared<ui::ActivityIndicatorView>(ui::ActivityIndicatorStyle::gray);
+    // Centred in the strip above the page: the engine's view covers what the
+    // panel paints beneath it.
     const ui::Size spinner = activityIndicatorView_->bounds().size;
-    activityIndicatorView_->setFrame(
-        ui::Rect(webFrame.origin.x + (webFrame.width() - spinner.width) / 2,
-                 webFrame.origin.y + (webFrame.height() - spinner.height) / 2, spinner.width,
-                 spinner.height));
+    activityIndicatorView_->setFrame(ui::Rect((W - spinner.width) / 2,
+                                              (webFrame.origin.y - spinner.height) / 2,
+                                              spinner.width, spinner.height));
     activityIndicatorView_->setHidesWhenStopped(true);
     activityIndicatorView_->setUserInteractionEnabled(false);
     addSubview(activityIndicatorView_);
