@@ -41,6 +41,18 @@ nlohmann::ordered_json buttonsJson(const std::vector<ButtonState>& buttons) {
     return list;
 }
 
+nlohmann::ordered_json browserJson(const std::optional<BrowserReport>& browser) {
+    if (!browser) return nullptr;
+    return {{"url", browser->url},
+            {"loading", browser->loading},
+            {"spinning", browser->spinning},
+            {"findBar", browser->findBar},
+            {"webView", frameJson(browser->webView)},
+            {"caption", browser->caption},
+            {"captionFrame", frameJson(browser->captionFrame)},
+            {"openUrl", buttonsJson({browser->openUrl}).at(0)}};
+}
+
 }  // namespace
 
 std::string screenStateJson(const ScreenReport& report, double devicePixelRatio) {
@@ -73,6 +85,7 @@ std::string screenStateJson(const ScreenReport& report, double devicePixelRatio)
                                     {"actions", buttonsJson(panel.actions)},
                                     {"buttons", buttonsJson(panel.buttons)},
                                     {"tips", panel.tips},
+                                    {"browser", browserJson(panel.browser)},
                                     {"running", std::move(running)},
                                     {"alerts", std::move(alerts)}};
     return state.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);

@@ -402,4 +402,75 @@ std::string DesktopEntries::idForWindow(const WindowIdentity& window) const {
     return found ? found->id : std::string();
 }
 
+std::vector<fs::path> DesktopEntries::mimeAppsFiles(const EnvironmentLookup& env) {
+    std::vector<fs::path> files;
+    auto add = [&](const fs::path& folder) {
+        if (!folder.is_absolute()) return;
+        fs::path file = folder / "mimeapps.list";
+        if (std::find(files.begin(), files.end(), file) == files.end())
+            files.push_back(std::move(file));
+    };
+    if (std::optional<std::string> config = nonEmpty(env, "XDG_CONFIG_HOME");
+        config && fs::path(*config).is_absolute()) {
+        add(*config);
+    } else if (std::optional<std::string> home = nonEmpty(env, "HOME")) {
+        add(fs::path(*home) / ".config");
+    }
+    for (const std::string& dir :
+         splitOn(nonEmpty(env, "XDG_CONFIG_DIRS").value_or("/etc/xdg"), ':'))
+        add(dir);
+    for (const fs::path& folder : applicationFolders(env))
+        add(folder);
+    return files;
+}
+
+const DesktopEntry* DesktopEntries::defaultFor(std::string_view mimeType,
+                                               const EnvironmentLookup& env) const {
+    for (const fs::path& file : mimeAppsFiles(env)) {
+        std::optional<std::string> text = read(file);
+        if (!text) continue;
+        std::string_view rest = *text;
+        bool inDefaults = false;
+        while (!rest.empty()) {
+            std::size_t end = std::min(rest.find('\n'), rest.size());
+            std::string_view line = trimmed(rest.substr(0, end));
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+            if (!line.empty() && line.back() == '\r')
+                line = trimmed(line.substr(0, line.size() - 1));
+            if (line.empty() || line.front() == '#') continue;
+            if (line.front() == '[') {
+                inDefaults = line == "[Default Applications]";
+                continue;
+            }
+            std::size_t equals = line.find('=');
+            if (!inDefaults || equals == std::string_view::npos ||
+                trimmed(line.substr(0, equals)) != mimeType)
+                continue;
+            for (const std::string& id : splitOn(trimmed(line.substr(equals + 1)), ';'))
+                if (const DesktopEntry* entry = find(trimmed(id))) return entry;
+        }
+    }
+    return nullptr;
+}
+
+fs::path DesktopEntries::iconFile(std::string_view icon, const EnvironmentLookup& env) {
+    std::error_code ec;
+    if (icon.empty() || icon.find('\0') != std::string_view::npos) return {};
+    const fs::path named(icon);
+    if (named.is_absolute()) return fs::is_regular_file(named, ec) ? named : fs::path();
+    if (icon.find('/') != std::string_view::npos) return {};
+    const std::string file = std::string(icon) + ".png";
+    static constexpr const char* kSizes[] = {"512x512", "256x256", "128x128", "96x96",
+                                             "64x64",   "48x48",   "32x32"};
+    for (const char* size : kSizes) {
+        for (const fs::path& applications : applicationFolders(env)) {
+            fs::path candidate =
+                applications.parent_path() / "icons" / "hicolor" / size / "apps" / file;
+            if (fs::is_regular_file(candidate, ec)) return candidate;
+        }
+    }
+    fs::path pixmap = fs::path("/usr/share/pixmaps") / file;
+    return fs::is_regular_file(pixmap, ec) ? pixmap : fs::path();
+}
+
 }  // namespace kernova

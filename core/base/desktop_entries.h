@@ -59,6 +59,18 @@ class DesktopEntries {
     // executable's file name, else whose id without ".desktop" is the class
     // (else instance) ignoring case; visible entries first. Empty when none.
     std::string idForWindow(const WindowIdentity& window) const;
+    // The entry the user chose for `mimeType` ("x-scheme-handler/https"): the
+    // first installed id on its line in the [Default Applications] group of
+    // the mimeapps.list files (mimeAppsFiles(env), the first file naming one
+    // wins); null when none.
+    const DesktopEntry* defaultFor(std::string_view mimeType, const EnvironmentLookup& env) const;
+    // $XDG_CONFIG_HOME (else ~/.config), $XDG_CONFIG_DIRS (else /etc/xdg),
+    // then the applications/ folders, each with "mimeapps.list".
+    static std::vector<std::filesystem::path> mimeAppsFiles(const EnvironmentLookup& env);
+    // The file of an entry's Icon: itself when absolute, else the largest
+    // PNG of the name in the hicolor theme of the XDG data folders, else one
+    // in /usr/share/pixmaps; empty when none.
+    static std::filesystem::path iconFile(std::string_view icon, const EnvironmentLookup& env);
 
     // Sorted by id.
     const std::vector<DesktopEntry>& entries() const { return entries_; }

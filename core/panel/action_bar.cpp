@@ -158,11 +158,6 @@ void GTagFlowContainer::translateText(const std::string& text) {
     notAvailable(kTranslate);
 }
 
-void GTagFlowContainer::searchText(const std::string& text) {
-    (void)text;
-    notAvailable(kSearch);
-}
-
 void GTagFlowContainer::notAvailable(const std::string& action) {
     application_.context().log().info("panel", action + " is not available yet");
     toast(action + kNotAvailableSuffix, 1.0);

@@ -68,7 +68,19 @@ PanelReport reportPanel(const GTagFlowContainer& panel) {
     report.buttons.push_back(buttonState(*panel.selectAllBtn(), "selectAll"));
     report.buttons.push_back(buttonState(*panel.inverseBtn(), "inverse"));
     for (const auto& label : panel.tipLabels())
-        if (!label->isHidden()) report.tips.push_back(label->text());
+        if (!label->isHidden() && label->superview()) report.tips.push_back(label->text());
+    if (const auto& web = panel.webView()) {
+        BrowserReport browser;
+        browser.url = web->URL();
+        browser.loading = web->isLoading();
+        browser.spinning = panel.activityIndicatorView()->isAnimating();
+        browser.findBar = web->isFindBarShown();
+        browser.webView = onScreen(*web);
+        browser.caption = panel.closeLabel()->text();
+        browser.captionFrame = onScreen(*panel.closeLabel());
+        browser.openUrl = buttonState(*panel.openUrlBtn(), "openUrl");
+        report.browser = std::move(browser);
+    }
     return report;
 }
 

@@ -30,6 +30,20 @@ struct ButtonState {
     bool hidden = false;
 };
 
+// The panel in browser mode: the page asked for or shown, whether it is
+// loading, and where the web view, the close caption and the open-in-browser
+// button are (screen coordinates).
+struct BrowserReport {
+    std::string url;
+    bool loading = false;
+    bool spinning = false;  // the activity indicator animates
+    bool findBar = false;
+    ui::Rect webView;
+    std::string caption;
+    ui::Rect captionFrame;
+    ButtonState openUrl;
+};
+
 struct PanelReport {
     bool shown = false;
     bool parked = false;
@@ -41,6 +55,7 @@ struct PanelReport {
     std::vector<ButtonState> actions;  // the action bar, left to right
     std::vector<ButtonState> buttons;  // close, select all, inverse
     std::vector<std::string> tips;     // the tip labels shown
+    std::optional<BrowserReport> browser;
 };
 
 struct AlertReport {

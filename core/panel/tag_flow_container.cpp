@@ -77,6 +77,10 @@ GTagFlowContainer::~GTagFlowContainer() {
     application_.context().notifications().removeObservers(this);
     application_.runLoop().cancelAll(this);
     if (flowView_) flowView_->setHeightChangedBlock({});
+    if (webView_) {
+        webView_->setNavigationDelegate(nullptr);
+        webView_->setUIDelegate(nullptr);
+    }
 }
 
 void GTagFlowContainer::loadUI() {
@@ -278,7 +282,9 @@ bool GTagFlowContainer::pointInside(ui::Point point) const {
 
 void GTagFlowContainer::backdropTapped(ui::GestureRecognizer& recognizer) {
     if (recognizer.state() != ui::kGestureRecognized) return;
-    if (!View::pointInside(recognizer.locationInView(this))) hide();
+    const ui::Point at = recognizer.locationInView(this);
+    // In browser mode a tap anywhere but on the page closes the panel.
+    if (!View::pointInside(at) || (webView_ && closesBrowser(at))) hide();
 }
 
 void GTagFlowContainer::configDatas(std::vector<GTagFlowItemRef> items) {
@@ -410,7 +416,12 @@ void GTagFlowContainer::hide() {
     std::weak_ptr<ui::View> weak = weak_from_this();
     hideAnimationWithCompletion([weak] {
         auto self = std::static_pointer_cast<GTagFlowContainer>(weak.lock());
-        if (self) self->removeFromKeyWindow();
+        if (!self) return;
+        if (self->webView_) {
+            self->webView_->loadRequest("about:blank");
+            self->activityIndicatorView_->stopAnimating();
+        }
+        self->removeFromKeyWindow();
     });
     vibrateSplode();
 }
@@ -472,6 +483,7 @@ bool GTagFlowContainer::isShown() const {
 }
 
 bool GTagFlowContainer::handleKey(const ui::KeyEvent& event) {
+    if (webView_) return browserKey(event);
     if (event.key == ui::Key::escape) {
         hide();
         return true;

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "base/messaging.h"
+#include "base/paths.h"
 #include "board/tag_flow_view.h"
 #include "floating/reentry_flags.h"
 #include "floating/splode_window.h"
@@ -28,15 +29,21 @@
 #include "ui/image_view.h"
 #include "ui/label.h"
 #include "ui/scroll_view.h"
+#include "ui/web_view.h"
 
 namespace kernova {
 
 // What a panel needs of the server process that shows it.
 struct PanelServices {
     ServerFlags& flags;
-    // The server's own message center ("shareText" goes through it).
+    // The server's own message center ("shareText" and "openUrl" go through it).
     MessageSender& sender;
+    // The environment the desktop's applications are read with (the default
+    // browser's icon); none reads no applications.
+    EnvironmentLookup environment = {};
 };
+
+class BrowserDelegate;
 
 class GTagFlowContainer : public ui::View {
   public:
@@ -55,6 +62,15 @@ class GTagFlowContainer : public ui::View {
     static constexpr const char* kNoSelectionTitle =
         "Please select the text before using the feature!";
     static constexpr double kNoSelectionTimeout = 0.7;
+    // The browser: the web view from kBrowserTopPadding + 20 points below the
+    // top to as far above the bottom, the close caption in the strip under it.
+    static constexpr double kBrowserTopPadding = 30.0;
+    static constexpr double kBrowserCornerRadius = 13.0;
+    static constexpr double kBrowserFadeSeconds = 0.2;
+    static constexpr const char* kCloseCaption = "Click here to close";
+    static constexpr double kCloseCaptionFontSize = 24.0;
+    // The open-in-browser button's picture when no default browser has an icon.
+    static constexpr const char* kBrowserImageName = "Browser.png";
     // Appended to an action's name in the notice of actions still to come.
     static constexpr const char* kNotAvailableSuffix = " is not available yet";
 
@@ -140,6 +156,26 @@ class GTagFlowContainer : public ui::View {
     // Records the text in the history (at the end of every show).
     void saveHistory(const std::string& text);
 
+    // The browser (browser.cpp). Searching an empty text opens nothing.
+    // prepareBrowser turns the panel into browser mode for good: the board,
+    // buttons and tips go, a tap outside the web view closes the panel.
+    void prepareBrowser();
+    // The page to the desktop's browser: the panel hides first.
+    void openUrl();
+    void animateActivity();
+    // The search URL for `text`: each "%s" of `searchTemplate` replaced by the
+    // escaped text (searchTermEscape); a template without one is kept whole.
+    static std::string searchURL(const std::string& searchTemplate, const std::string& text);
+    const std::shared_ptr<ui::WebView>& webView() const { return webView_; }
+    const ui::WebViewConfiguration& webViewConfig() const { return webViewConfig_; }
+    const std::shared_ptr<ui::Label>& closeLabel() const { return closeLabel_; }
+    const std::shared_ptr<ui::ActivityIndicatorView>& activityIndicatorView() const {
+        return activityIndicatorView_;
+    }
+    double topPadding() const { return topPadding_; }
+    bool isOpen() const { return isOpen_; }
+    void setIsOpen(bool open) { isOpen_ = open; }
+
     // Properties.
     const ActionBlock& actionBlock() const { return actionBlock_; }
     void setActionBlock(ActionBlock block) { actionBlock_ = std::move(block); }
@@ -203,6 +239,11 @@ class GTagFlowContainer : public ui::View {
     // After an action that hid the window for good: the panel leaves it too.
     void leaveHiddenWindow();
     void copyToClipboard(const std::string& text);
+    // The keys of browser mode; false leaves the key to the page.
+    bool browserKey(const ui::KeyEvent& event);
+    // Whether a tap at `at` (panel coordinates) in browser mode closes it.
+    bool closesBrowser(ui::Point at) const;
+    std::shared_ptr<const ui::Image> browserIcon() const;
 
     ui::Application& application_;
     PanelServices services_;
@@ -227,6 +268,14 @@ class GTagFlowContainer : public ui::View {
     std::shared_ptr<ui::View> btmHorizontalLine_;
     std::shared_ptr<ui::View> tableViewHorizontalLine_;
     std::shared_ptr<ui::ImageView> headerView_;
+    ui::WebViewConfiguration webViewConfig_;
+    std::shared_ptr<ui::WebView> webView_;
+    std::shared_ptr<ui::Label> closeLabel_;
+    std::shared_ptr<ui::ActivityIndicatorView> activityIndicatorView_;
+    // The web view's delegates (shared: the type is the browser's own).
+    std::shared_ptr<BrowserDelegate> browserDelegate_;
+    double topPadding_ = 0;
+    bool isOpen_ = false;
     double maxFlowViewHeight_ = 0;
     bool splodeAllFlag_ = false;
     TimerId headerTimer_ = 0;

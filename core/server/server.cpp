@@ -260,7 +260,8 @@ std::shared_ptr<GTagFlowContainer> Server::makePanel(const Monitor& monitor) {
     ui::Rect card = panelScreenFrame(monitor.workArea);
     card.origin.x -= monitor.frame.origin.x;
     card.origin.y -= monitor.frame.origin.y;
-    auto panel = GTagFlowContainer::initWithFrame(host_.application(), {flags_, loopback_}, card);
+    auto panel = GTagFlowContainer::initWithFrame(host_.application(),
+                                                  {flags_, loopback_, host_.environment()}, card);
     panel->setKeyWindow(window);
     if (monitor.scale > 0) panel->setScreenScale(monitor.scale);
     return panel;

@@ -30,6 +30,7 @@ constexpr ByteSet makeKeptSet(std::string_view punctuation) {
 constexpr ByteSet kQueryKept = makeKeptSet("-_.~");
 constexpr ByteSet kQueryAllowedKept = makeKeptSet("!$&'()*+,-./:;=?@_~");
 constexpr ByteSet kHostKept = makeKeptSet("!$&'()*+,-.:;=[]_~");
+constexpr ByteSet kSearchKept = makeKeptSet("!$'()*+,-.:;[]_~");
 constexpr ByteSet kFormEscaped = makeSet("?!@#$^&%*+,:;='\"`<>()[]{}/\\| ");
 
 void appendEscape(std::string& out, unsigned char byte) {
@@ -66,6 +67,10 @@ std::string hostSetEscape(std::string_view text) {
 
 std::string queryAllowedEscape(std::string_view text) {
     return escapeBytes(text, [](unsigned char b) { return !kQueryAllowedKept[b]; });
+}
+
+std::string searchTermEscape(std::string_view text) {
+    return escapeBytes(text, [](unsigned char b) { return !kSearchKept[b]; });
 }
 
 std::string urlEncodeStr(std::string_view text) {

@@ -21,6 +21,11 @@ std::string hostSetEscape(std::string_view text);
 // escaped again ("%25").
 std::string queryAllowedEscape(std::string_view text);
 
+// Search terms: the host set without "&" and "=", so that a term holding
+// them (or "?", "/") stays one query value. Keeps ASCII letters, digits and
+// ! $ ' ( ) * + , - . : ; [ ] _ ~; escapes every other byte.
+std::string searchTermEscape(std::string_view text);
+
 // Form fields: escapes only these 29 characters and keeps everything else:
 // ? ! @ # $ ^ & % * + , : ; = ' " ` < > ( ) [ ] { } / \ | and the blank.
 std::string urlEncodeStr(std::string_view text);

@@ -28,6 +28,30 @@ std::string WebView::selectedText() const {
     return backing_ ? backing_->selectedText() : "";
 }
 
+void WebView::goBack() {
+    if (backing_) backing_->goBack();
+}
+
+void WebView::goForward() {
+    if (backing_) backing_->goForward();
+}
+
+void WebView::showFindBar() {
+    findBarShown_ = true;
+    if (backing_) backing_->showFindBar();
+}
+
+void WebView::hideFindBar() {
+    if (!findBarShown_) return;
+    findBarShown_ = false;
+    if (backing_) backing_->hideFindBar();
+}
+
+void WebView::backingDidStartNavigation() {
+    loading_ = true;
+    if (navigationDelegate_) navigationDelegate_->didStartProvisionalNavigation(*this);
+}
+
 void WebView::backingDidFinishNavigation() {
     loading_ = false;
     if (navigationDelegate_) navigationDelegate_->didFinishNavigation(*this);

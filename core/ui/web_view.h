@@ -26,6 +26,8 @@ struct NavigationAction {
 class WebViewNavigationDelegate {
   public:
     virtual ~WebViewNavigationDelegate() = default;
+    // A page started loading (a load asked for, or a link followed in the page).
+    virtual void didStartProvisionalNavigation(WebView& webView) { (void)webView; }
     virtual void didFinishNavigation(WebView& webView) { (void)webView; }
     virtual void didFailNavigation(WebView& webView, const std::string& error) {
         (void)webView, (void)error;
@@ -52,6 +54,12 @@ class WebViewBacking {
     virtual void stopLoading() = 0;
     // The text selected in the page; empty when none.
     virtual std::string selectedText() const = 0;
+    // The page's history; nothing happens at either end.
+    virtual void goBack() {}
+    virtual void goForward() {}
+    // The one-line find field over the page's top edge.
+    virtual void showFindBar() {}
+    virtual void hideFindBar() {}
 };
 
 class WebView : public View {
@@ -66,6 +74,12 @@ class WebView : public View {
     const std::string& URL() const { return url_; }
     bool isLoading() const { return loading_; }
     std::string selectedText() const;
+    void goBack();
+    void goForward();
+    // The find field: shown until hidden here or closed by the user.
+    void showFindBar();
+    void hideFindBar();
+    bool isFindBarShown() const { return findBarShown_; }
 
     bool allowsBackForwardNavigationGestures() const { return backForwardGestures_; }
     void setAllowsBackForwardNavigationGestures(bool allows) { backForwardGestures_ = allows; }
@@ -80,6 +94,8 @@ class WebView : public View {
 
     // Called by the backing.
     void backingDidCommitURL(const std::string& url) { url_ = url; }
+    void backingDidStartNavigation();
+    void backingDidHideFindBar() { findBarShown_ = false; }
     void backingDidFinishNavigation();
     void backingDidFailNavigation(const std::string& error);
     // A page asked to open `url` in a new window; answers the created view.
@@ -91,6 +107,7 @@ class WebView : public View {
     std::string url_;
     bool loading_ = false;
     bool backForwardGestures_ = false;
+    bool findBarShown_ = false;
     WebViewNavigationDelegate* navigationDelegate_ = nullptr;
     WebViewUIDelegate* uiDelegate_ = nullptr;
 };

@@ -33,6 +33,7 @@ struct KeyEvent {
     std::string text;      // for Key::other: the key's character, unshifted
     bool control = false;  // Control (or the platform's command key) held
     bool shift = false;
+    bool alt = false;
 };
 
 class Window : public View {

@@ -125,12 +125,20 @@ class SimWebViewBacking final : public ui::WebViewBacking {
     void load(const std::string& url) override;
     void stopLoading() override { ++stops_; }
     std::string selectedText() const override { return selectedText_; }
+    void goBack() override { history_.push_back("back"); }
+    void goForward() override { history_.push_back("forward"); }
+    void showFindBar() override { findBarShown_ = true; }
+    void hideFindBar() override { findBarShown_ = false; }
 
     ui::WebView& view() { return view_; }
+    // "back" and "forward", in the order asked.
+    const std::vector<std::string>& historySteps() const { return history_; }
+    bool findBarShown() const { return findBarShown_; }
     const std::vector<std::string>& loads() const { return loads_; }
     std::size_t stopCount() const { return stops_; }
     void setSelectedText(std::string text) { selectedText_ = std::move(text); }
 
+    void start() { view_.backingDidStartNavigation(); }
     void finish() { view_.backingDidFinishNavigation(); }
     void fail(const std::string& error) { view_.backingDidFailNavigation(error); }
     std::shared_ptr<ui::WebView> openNewWindow(const std::string& url) {
@@ -144,6 +152,8 @@ class SimWebViewBacking final : public ui::WebViewBacking {
     std::vector<std::string> loads_;
     std::size_t stops_ = 0;
     std::string selectedText_;
+    std::vector<std::string> history_;
+    bool findBarShown_ = false;
 };
 
 // The device-wide services.

@@ -3,10 +3,12 @@
 // with the mouse through xdotool, copied with the Copy button and with
 // Control+C and read back from the CLIPBOARD with xclip, the panel closed by
 // Escape and by a click outside it; and the hotkey's command on another
-// application's selection; the history sheet driven by the keyboard, and a
-// URL template opened by the application registered for its scheme. What the
-// panel shows is read through kernovad's debug query. kernovad maps no GL or
-// web engine library.
+// application's selection; the history sheet driven by the keyboard, a URL
+// template opened by the application registered for its scheme, and a search
+// shown in the panel's browser from a loopback web server and handed to the
+// desktop's browser. What the panel shows is read through kernovad's debug
+// query. kernovad maps no GL or web engine library until the browser first
+// shows.
 #include <gtest/gtest.h>
 
 #include <QDir>
@@ -15,13 +17,18 @@
 #include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "desktop/dbus_messaging.h"
 #include "desktop_support.h"
+#include "support_lib/temp_dir.h"
 
 namespace kernova::testing {
 namespace {
@@ -387,6 +394,139 @@ TEST_F(PanelEndToEnd, AUrlTemplateOpensInTheApplicationRegisteredForItsScheme) {
     ASSERT_TRUE(opened.open(QIODevice::ReadOnly));
     EXPECT_EQ(opened.readAll().toStdString(),
               "kernovatest://open?q=hello%20%E4%B8%96%E7%95%8C%23top");
+}
+
+// A web server on the loopback interface: each request line is kept, and
+// every request gets the same small page.
+class LoopbackWebServer {
+  public:
+    LoopbackWebServer() {
+        QObject::connect(&server_, &QTcpServer::newConnection, [this] {
+            while (QTcpSocket* socket = server_.nextPendingConnection()) {
+                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+                    const QByteArray head = socket->readAll();
+                    requests_.push_back(head.left(head.indexOf("\r\n")).toStdString());
+                    const QByteArray page =
+                        "<html><head><title>Results</title></head><body><h1>Results</h1>"
+                        "</body></html>";
+                    socket->write(
+                        "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\n"
+                        "Connection: close\r\nContent-Length: " +
+                        QByteArray::number(page.size()) + "\r\n\r\n" + page);
+                    socket->disconnectFromHost();
+                });
+                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            }
+        });
+        server_.listen(QHostAddress::LocalHost);
+    }
+    quint16 port() const { return server_.serverPort(); }
+    const std::vector<std::string>& requests() const { return requests_; }
+
+  private:
+    QTcpServer server_;
+    std::vector<std::string> requests_;
+};
+
+// The files under `folder`, relative to it.
+std::vector<std::string> filesUnder(const std::filesystem::path& folder) {
+    std::vector<std::string> files;
+    std::error_code ec;
+    for (auto it = std::filesystem::recursive_directory_iterator(folder, ec);
+         !ec && it != std::filesystem::recursive_directory_iterator(); it.increment(ec))
+        files.push_back(std::filesystem::relative(it->path(), folder).string());
+    return files;
+}
+
+// Search shows the loopback server's page in the panel; the keys reach the
+// panel from inside the page; "open in browser" hands the page to the
+// desktop's handler for http (xdg-open and a handler entry of our own); and
+// nothing of the engine lands in the home folder.
+TEST_F(PanelEndToEnd, SearchShowsThePageInThePanelAndHandsItToTheDesktopsBrowser) {
+    if (!haveTool("xdg-open")) GTEST_SKIP() << "needs xdg-open";
+    TempDir root;
+    const std::filesystem::path home = root.path() / "home", data = root.path() / "data",
+                                config = root.path() / "config",
+                                opened = root.path() / "opened.txt";
+    std::filesystem::create_directories(home);
+    std::filesystem::create_directories(data / "applications");
+    std::filesystem::create_directories(config);
+    const std::filesystem::path recorder = root.path() / "record-url";
+    std::ofstream(recorder) << "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" << opened.string() << "'\n";
+    std::filesystem::permissions(recorder, std::filesystem::perms::owner_all);
+    std::ofstream(data / "applications" / "kernova-test-browser.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Test Browser\nExec=" << recorder.string()
+        << " %u\nMimeType=x-scheme-handler/http;x-scheme-handler/https;\n";
+    std::ofstream(config / "mimeapps.list")
+        << "[Default Applications]\nx-scheme-handler/http=kernova-test-browser.desktop\n"
+           "x-scheme-handler/https=kernova-test-browser.desktop\n";
+
+    ASSERT_EQ(daemon_->terminate(), 0);
+    env_.insert(QStringLiteral("HOME"), QString::fromStdString(home.string()));
+    env_.insert(QStringLiteral("XDG_DATA_HOME"), QString::fromStdString(data.string()));
+    env_.insert(QStringLiteral("XDG_CONFIG_HOME"), QString::fromStdString(config.string()));
+    env_.remove(QStringLiteral("XDG_CACHE_HOME"));
+    daemon_ = std::make_unique<KernovadProcess>(env_);
+    ASSERT_TRUE(daemon_->started());
+
+    LoopbackWebServer web;
+    ASSERT_NE(web.port(), 0);
+    const QString engine = QStringLiteral("http://127.0.0.1:%1/search?q=%s").arg(web.port());
+    ASSERT_EQ(run(desktopCliPath(), {"set", "SearchEngine", engine}).first, 0);
+    const std::string page =
+        "http://127.0.0.1:" + std::to_string(web.port()) + "/search?q=R%26D%20%E4%B8%AD";
+
+    auto browser = [&] {
+        auto s = state();
+        return s ? (*s)["browser"] : nlohmann::json();
+    };
+    auto pageShown = [&] {
+        return waitFor(
+            [&] {
+                nlohmann::json b = browser();
+                return b.is_object() && b["url"] == page && !b["loading"].get<bool>() &&
+                       !b["spinning"].get<bool>();
+            },
+            30000);
+    };
+
+    // Find, then Escape twice: the field first, then the panel.
+    ASSERT_TRUE(openPanel(QString::fromUtf8("R&D 中")));
+    EXPECT_EQ(heavyLibraries(), QStringList()) << "no engine before the browser";
+    ASSERT_TRUE(click(actionButton("Search")));
+    ASSERT_TRUE(pageShown()) << browser().dump();
+    EXPECT_EQ(web.requests().back(), "GET /search?q=R%26D%20%E4%B8%AD HTTP/1.1");
+    const nlohmann::json card = (*state())["card"], webView = browser()["webView"];
+    EXPECT_EQ(webView["y"].get<double>(), card["y"].get<double>() + 50);
+    EXPECT_EQ(webView["height"].get<double>(), card["height"].get<double>() - 100);
+    ASSERT_TRUE(xdotool({"key", "ctrl+f"}));
+    ASSERT_TRUE(waitFor([&] { return browser()["findBar"].get<bool>(); }));
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    ASSERT_TRUE(waitFor([&] { return !browser()["findBar"].get<bool>(); }));
+    EXPECT_TRUE((*state())["shown"].get<bool>());
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    ASSERT_TRUE(waitForShown(false));
+
+    // Open in the browser.
+    ASSERT_TRUE(openPanel(QString::fromUtf8("R&D 中")));
+    ASSERT_TRUE(click(actionButton("Search")));
+    ASSERT_TRUE(pageShown()) << browser().dump();
+    ASSERT_TRUE(click(at(browser()["openUrl"])));
+    EXPECT_TRUE(waitForShown(false));
+    auto openedURLs = [&] {
+        std::ifstream in(opened);
+        std::string line;
+        std::vector<std::string> lines;
+        while (std::getline(in, line))
+            lines.push_back(line);
+        return lines;
+    };
+    EXPECT_TRUE(waitFor([&] { return !openedURLs().empty(); }, 20000));
+    EXPECT_EQ(openedURLs(), std::vector<std::string>{page});
+
+    EXPECT_EQ(filesUnder(home), std::vector<std::string>{});
+    EXPECT_EQ(filesUnder(data), (std::vector<std::string>{
+                                    "applications", "applications/kernova-test-browser.desktop"}));
 }
 
 }  // namespace

@@ -291,5 +291,22 @@ TEST_F(HistoryTest, PicksFillTheSlotsInTheOrderPicked) {
                                "route://?from=%7B1%7D&to=%7B2%7D&q=OsakaTokyo"}));
 }
 
+TEST_F(HistoryTest, PicksFillTheSearchTemplatesSlotsEscaped) {
+    set("SearchEngine", Value("http://h/r?from={1}&to={2}&via={3}&q=%s"));
+    Texts urls;
+    for (const bool slots : {true, false}) {
+        set("templateSlots", Value(slots));
+        open("Osaka to Tokyo & Kyoto");
+        tapTag("Tokyo");
+        tapTag("&");
+        tapAction("Search");
+        urls.push_back(theServer.panel()->webView()->URL());
+        theServer.panel()->hide();
+        device.advance(0.1);
+    }
+    EXPECT_EQ(urls, (Texts{"http://h/r?from=Tokyo&to=%26&via=&q=Tokyo%26",
+                           "http://h/r?from={1}&to={2}&via={3}&q=Tokyo%26"}));
+}
+
 }  // namespace
 }  // namespace kernova::testing

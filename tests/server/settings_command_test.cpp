@@ -86,7 +86,7 @@ TEST_F(SettingsCommandTest, RefusedValuesLeaveTheFileAsItWas) {
                                           {"fontSize", "big"},
                                           {"enabled", "maybe"},
                                           {"popButton", "3"},
-                                          {"SearchEngine", "https://example.org/"},
+                                          {"TranslationAlert", "https://example.org/"},
                                           {"notifyFlag", "YES"},
                                           {"bogus", "1"},
                                           {"enabled"},

@@ -270,8 +270,8 @@ TEST_F(SettingsTest, TextsAreCheckedAgainstTheKeyBeforeWriting) {
     EXPECT_EQ(parse("longPress", "rm -rf").asString()->substr(0, 6), "error:");
     EXPECT_EQ(parse("SearchEngine", "https://duckduckgo.com/?q=%s"),
               Value("https://duckduckgo.com/?q=%s"));
-    EXPECT_EQ(parse("SearchEngine", "https://example.org/"),
-              Value("error: \"SearchEngine\" takes a text containing %s, not "
+    EXPECT_EQ(parse("TranslationAlert", "https://example.org/"),
+              Value("error: \"TranslationAlert\" takes a text containing %s, not "
                     "\"https://example.org/\""));
     EXPECT_EQ(parse("customMenuName", "\xff"), Value("error: the text is not valid UTF-8"));
     EXPECT_EQ(parse("customMenuName", std::string(5000, 'a')).asString()->substr(0, 6), "error:");

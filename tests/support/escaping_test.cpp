@@ -34,7 +34,7 @@ void checkAscii(Escape escape, Kept kept, int expectedEscapes) {
 
 TEST(Escaping, EachSetCharacterByCharacter) {
     const std::string query = "-_.~", host = "!$&'()*+,-.:;=[]_~",
-                      queryAllowed = "!$&'()*+,-./:;=?@_~",
+                      queryAllowed = "!$&'()*+,-./:;=?@_~", search = "!$'()*+,-.:;[]_~",
                       form = "?!@#$^&%*+,:;='\"`<>()[]{}/\\| ";
     auto in = [](const std::string& set, int c) {
         return set.find(static_cast<char>(c)) != std::string::npos;
@@ -47,12 +47,15 @@ TEST(Escaping, EachSetCharacterByCharacter) {
         queryAllowedEscape, [&](int c) { return isAsciiAlnum(c) || in(queryAllowed, c); },
         128 - 81);
     checkAscii(
+        searchTermEscape, [&](int c) { return isAsciiAlnum(c) || in(search, c); }, 128 - 78);
+    checkAscii(
         urlEncodeStr, [&](int c) { return !in(form, c); }, 29);
 }
 
 TEST(Escaping, NonAsciiAndInvalidUtf8) {
     EXPECT_EQ(queryEscape("caf\xC3\xA9 1+1"), "caf%C3%A9%201%2B1");
     EXPECT_EQ(hostSetEscape("a b\xE4\xB8\xAD"), "a%20b%E4%B8%AD");
+    EXPECT_EQ(searchTermEscape("a&b=c?d/e \xE4\xB8\xAD"), "a%26b%3Dc%3Fd%2Fe%20%E4%B8%AD");
     EXPECT_EQ(urlEncodeStr("a=b/c+\xE4\xB8\xAD"), "a%3Db%2Fc%2B\xE4\xB8\xAD");
     EXPECT_EQ(queryAllowedEscape("x://a b?q=%s#\xC3\xA9"), "x://a%20b?q=%25s%23%C3%A9");
     EXPECT_EQ(queryEscape("\xFF"), "%EF%BF%BD");

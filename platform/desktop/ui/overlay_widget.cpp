@@ -145,7 +145,8 @@ std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text,
                                        Qt::KeyboardModifiers modifiers) {
     const bool control = modifiers.testFlag(Qt::ControlModifier);
     const bool shift = modifiers.testFlag(Qt::ShiftModifier);
-    auto named = [&](ui::Key key) { return ui::KeyEvent{key, {}, control, shift}; };
+    const bool alt = modifiers.testFlag(Qt::AltModifier);
+    auto named = [&](ui::Key key) { return ui::KeyEvent{key, {}, control, shift, alt}; };
     switch (qtKey) {
         case Qt::Key_Escape:
             return named(ui::Key::escape);

@@ -92,7 +92,7 @@ class OverlayWidget final : public QWidget {
 
 // The toolkit key for a Qt key press; nullopt for keys the toolkit ignores.
 // With Control held, a letter or digit key gives its own character (lowercase)
-// and `control`, whatever text the keyboard produced.
+// and `control`, whatever text the keyboard produced; named keys carry Alt.
 std::optional<ui::KeyEvent> toKeyEvent(int qtKey, const QString& text,
                                        Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 

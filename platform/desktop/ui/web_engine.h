@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+class QKeyEvent;
 class QWidget;
 
 namespace kernova::desktop {
@@ -23,10 +24,19 @@ struct WebEngineEvents {
     std::function<void(bool ok)> finished;
     // A page asked for a new window on `url`.
     std::function<void(const std::string& url)> newWindow;
+    // A page began loading (asked for, or a link followed).
+    std::function<void()> started;
+    // A key pressed in the page, before the page sees it: true keeps it from
+    // the page.
+    std::function<bool(const QKeyEvent& event)> key;
+    // The user closed the find field (Escape in it).
+    std::function<void()> findBarClosed;
 };
 
-// One engine view. `widget()` is a child-less top-level until placed; deleting
-// the engine view deletes its widget.
+// One engine view, on a private off-the-record profile of the process (no
+// history, cache, cookies or other storage written to disk). `widget()` is a
+// top-level until placed; deleting the engine view deletes its widget. The
+// mouse's back and forward buttons go back and forward in the page.
 class WebEngineView {
   public:
     virtual ~WebEngineView() = default;
@@ -34,6 +44,12 @@ class WebEngineView {
     virtual void load(const std::string& url) = 0;
     virtual void stop() = 0;
     virtual std::string selectedText() const = 0;
+    virtual void back() = 0;
+    virtual void forward() = 0;
+    // The one-line find field over the top edge: Enter finds the next match,
+    // Shift+Enter the previous one, Escape closes it.
+    virtual void showFindBar() = 0;
+    virtual void hideFindBar() = 0;
 };
 
 // The module's entry point: a new engine view (owned by the caller).

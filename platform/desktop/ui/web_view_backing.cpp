@@ -6,11 +6,17 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QKeyEvent>
+#include <QPainterPath>
+#include <QRegion>
+#include <QTimer>
 #include <QtGlobal>
 #include <cstdlib>
 #include <string>
 
+#include "desktop/ui/overlay_widget.h"
 #include "desktop/ui/qt_convert.h"
+#include "ui/window.h"
 
 namespace kernova::desktop {
 
@@ -50,6 +56,9 @@ MakeWebEngineViewFunction WebViewRegistry::engineFactory() {
     // start, so that nothing of GL is made before a web view needs it (the
     // module then makes the shared context itself).
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    // The engine's view draws through Qt Quick, whose compiled shaders would
+    // otherwise be kept in ~/.cache: nothing of the browser goes to disk.
+    QCoreApplication::setAttribute(Qt::AA_DisableShaderDiskCache);
     for (const std::string& path : webEngineModuleCandidates()) {
         if (!QFileInfo::exists(QString::fromStdString(path))) continue;
         // Kept loaded: Qt's libraries do not support being unloaded.
@@ -98,6 +107,13 @@ WebEngineView* QtWebViewBacking::engine() {
         }
     };
     events.newWindow = [&model](const std::string& url) { model.backingRequestsNewWindow(url); };
+    events.started = [&model] { model.backingDidStartNavigation(); };
+    events.key = [&model](const QKeyEvent& event) {
+        std::optional<ui::KeyEvent> key = toKeyEvent(event.key(), event.text(), event.modifiers());
+        ui::Window* window = model.window();
+        return key && window && window->handleKey(*key);
+    };
+    events.findBarClosed = [&model] { model.backingDidHideFindBar(); };
     engine_.reset(make(settings, std::move(events)));
     widget_ = engine_ ? engine_->widget() : nullptr;
     return engine_.get();
@@ -119,6 +135,54 @@ std::string QtWebViewBacking::selectedText() const {
     return widget_ ? engine_->selectedText() : std::string();
 }
 
+void QtWebViewBacking::goBack() {
+    if (widget_) engine_->back();
+}
+
+void QtWebViewBacking::goForward() {
+    if (widget_) engine_->forward();
+}
+
+void QtWebViewBacking::showFindBar() {
+    if (widget_) engine_->showFindBar();
+}
+
+void QtWebViewBacking::hideFindBar() {
+    if (widget_) engine_->hideFindBar();
+}
+
+namespace {
+
+// The part of the engine view (of `size`) left to the page: the view's
+// rounded rectangle less the toolkit views drawn above it.
+QRegion pageRegion(const ui::WebView& view, const QSize& size) {
+    const double radius = view.cornerRadius();
+    QRegion region(0, 0, size.width(), size.height());
+    if (radius > 0) {
+        QPainterPath rounded;
+        rounded.addRoundedRect(QRectF(0, 0, size.width(), size.height()), radius, radius);
+        region = QRegion(rounded.toFillPolygon().toPolygon());
+    }
+    const ui::View* parent = view.superview();
+    if (!parent) return region;
+    bool above = false;
+    const ui::Rect frame = view.frame();
+    for (const auto& sibling : parent->subviews()) {
+        if (sibling.get() == &view) {
+            above = true;
+            continue;
+        }
+        if (!above || sibling->isHidden() || sibling->alpha() <= 0) continue;
+        const ui::Rect other = sibling->frame();
+        region -= QRectF(other.origin.x - frame.origin.x, other.origin.y - frame.origin.y,
+                         other.width(), other.height())
+                      .toAlignedRect();
+    }
+    return region;
+}
+
+}  // namespace
+
 void QtWebViewBacking::place(QWidget* overlay, const QRect& rect, bool visible) {
     if (!widget_) return;
     if (!overlay) {
@@ -127,7 +191,20 @@ void QtWebViewBacking::place(QWidget* overlay, const QRect& rect, bool visible) 
     }
     if (widget_->parentWidget() != overlay) widget_->setParent(overlay);
     widget_->setGeometry(rect);
-    widget_->setVisible(visible && !rect.isEmpty());
+    const QRegion region = pageRegion(view_, rect.size());
+    if (region != widget_->mask()) widget_->setMask(region);
+    const bool shown = visible && !rect.isEmpty();
+    widget_->setVisible(shown);
+    if (shown && !focused_) {
+        focused_ = true;
+        // The engine draws with GL: Qt makes the overlay's X window again for
+        // it, and the new window has to ask for the keyboard itself.
+        QTimer::singleShot(0, widget_.data(), [widget = widget_] {
+            if (!widget) return;
+            widget->window()->activateWindow();
+            widget->setFocus(Qt::OtherFocusReason);
+        });
+    }
 }
 
 void QtWebViewBacking::detachFrom(QWidget* overlay) {

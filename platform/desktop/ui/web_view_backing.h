@@ -27,10 +27,17 @@ class QtWebViewBacking final : public ui::WebViewBacking {
     void load(const std::string& url) override;
     void stopLoading() override;
     std::string selectedText() const override;
+    void goBack() override;
+    void goForward() override;
+    void showFindBar() override;
+    void hideFindBar() override;
 
     ui::WebView& view() { return view_; }
     // Puts the engine view (when there is one) in `overlay` at `rect` (overlay
-    // coordinates), shown or hidden; a null overlay hides it.
+    // coordinates), shown or hidden; a null overlay hides it. The view's
+    // rounded corners and the toolkit views above it (the overlay paints them)
+    // are cut out of the engine view; shown for the first time, it takes the
+    // keyboard, whose keys go to the toolkit window first.
     void place(QWidget* overlay, const QRect& rect, bool visible);
     // Takes the engine view out of `overlay` before the overlay goes away.
     void detachFrom(QWidget* overlay);
@@ -44,6 +51,7 @@ class QtWebViewBacking final : public ui::WebViewBacking {
     std::shared_ptr<WebViewRegistry> registry_;
     std::unique_ptr<WebEngineView> engine_;
     QPointer<QWidget> widget_;  // the engine's widget while it lives
+    bool focused_ = false;
 };
 
 // Where the web engine module is looked for, in order: next to the program's

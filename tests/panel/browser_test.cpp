@@ -1,0 +1,273 @@
+// The panel's browser on the simulated device: the search URL, browser mode's
+// views, page events and the spinner, new-window links, the keys, closing,
+// and handing the page to the desktop's browser.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "panel/screen_report.h"
+#include "panel/tag_flow_container.h"
+#include "server/server_fixture.h"
+#include "sim/sim_services.h"
+
+namespace kernova::testing {
+namespace {
+
+constexpr double W = 375;
+constexpr double H = 627;
+
+// A picture in the simulated codec's format, `side` pixels square.
+void writePicture(const std::filesystem::path& file, std::uint32_t side) {
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream out(file, std::ios::binary);
+    auto u32 = [&](std::uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            out.put(static_cast<char>((v >> (8 * i)) & 0xff));
+    };
+    out << "KIMG";
+    u32(side), u32(side), u32(1000);
+    for (std::uint32_t i = 0; i < side * side; ++i)
+        u32(0);
+}
+
+class BrowserTest : public ServerFixture {
+  protected:
+    BrowserTest() { writePicture(server.context().paths().bundle / "Browser.png", 3); }
+
+    // Opens a panel on `text` and searches it with the Search button; the
+    // panel is kept alive after the server lets it go.
+    GTagFlowContainer& search(const std::string& text) {
+        splodeSelection(text);
+        device.advance(GTagFlowContainer::kShowSeconds);
+        kept.push_back(
+            std::static_pointer_cast<GTagFlowContainer>(theServer.panel()->shared_from_this()));
+        GTagFlowContainer& panel = *kept.back();
+        for (const auto& view : panel.topContentView()->subviews()) {
+            auto* button = dynamic_cast<ui::Button*>(view.get());
+            if (button && button->currentTitle() == GTagFlowContainer::kSearch)
+                driver.tap(middle(*button));
+        }
+        return panel;
+    }
+    static ui::Point middle(const ui::View& view) {
+        return view.convertPointToScreen(ui::Point{view.bounds().midX(), view.bounds().midY()});
+    }
+    std::vector<std::string> loads() { return driver.webView()->loads(); }
+    bool spinning() { return kept.back()->activityIndicatorView()->isAnimating(); }
+    const std::vector<std::string>& opened() { return server.services().urlOpener().openedURLs(); }
+
+    std::vector<std::shared_ptr<GTagFlowContainer>> kept;
+};
+
+TEST(SearchURL, TheTextIsEscapedIntoEveryPlaceholder) {
+    struct Row {
+        const char* searchTemplate;
+        const char* text;
+        const char* url;
+    };
+    const Row rows[] = {
+        {"https://s.example/search?q=%s", "Tom & Jerry",
+         "https://s.example/search?q=Tom%20%26%20Jerry"},
+        {"https://s.example/?q=%s", "a=b?c/d#e", "https://s.example/?q=a%3Db%3Fc%2Fd%23e"},
+        {"https://s.example/?q=%s", "中文 café",
+         "https://s.example/?q=%E4%B8%AD%E6%96%87%20caf%C3%A9"},
+        {"https://s.example/?q=%s", "(1+2)*3,~x", "https://s.example/?q=(1+2)*3,~x"},
+        {"https://s.example/?a=%s&b=%s", "x y", "https://s.example/?a=x%20y&b=x%20y"},
+        {"https://s.example/fixed", "ignored", "https://s.example/fixed"},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(GTagFlowContainer::searchURL(row.searchTemplate, row.text), row.url) << row.text;
+}
+
+TEST_F(BrowserTest, SearchLoadsTheSettingsTemplateAndAnEmptyTextOpensNothing) {
+    GTagFlowContainer& panel = search("R&D");
+    ASSERT_NE(panel.webView(), nullptr);
+    EXPECT_EQ(loads(), (std::vector<std::string>{"https://www.google.com/search?q=R%26D"}));
+    expectNotInTheLog("R&D");
+    expectNotInTheLog("R%26D");
+
+    panel.hide();
+    device.advance(0.1);
+    set("SearchEngine", Value("http://127.0.0.1:8/find?q=%s&hl=en"));
+    GTagFlowContainer& other = search("a/b");
+    EXPECT_EQ(loads(), (std::vector<std::string>{"http://127.0.0.1:8/find?q=a%2Fb&hl=en"}));
+    EXPECT_EQ(reportPanel(other).browser->url, "http://127.0.0.1:8/find?q=a%2Fb&hl=en");
+
+    other.hide();
+    device.advance(0.1);
+    splodeSelection("x");
+    theServer.panel()->searchText("");
+    EXPECT_EQ(theServer.panel()->webView(), nullptr);
+    EXPECT_NE(theServer.panel()->flowView()->superview(), nullptr) << "the board stays";
+}
+
+TEST_F(BrowserTest, BrowserModeReplacesTheBoardWithTheWebViewCaptionAndButton) {
+    GTagFlowContainer& panel = search("word");
+    ASSERT_TRUE(panel.isShown());
+    EXPECT_EQ(panel.flowView()->superview(), nullptr);
+    EXPECT_EQ(panel.closeBtn()->superview(), nullptr);
+    EXPECT_EQ(panel.headerTimer(), 0u) << "no blinking header behind the page";
+    EXPECT_EQ(panel.topPadding(), 30);
+    EXPECT_EQ(panel.webView()->frame(), ui::Rect(0, 50, W, H - 100));
+    EXPECT_EQ(panel.webView()->cornerRadius(), 13);
+    EXPECT_TRUE(panel.webView()->allowsBackForwardNavigationGestures());
+    EXPECT_TRUE(panel.webViewConfig().allowsInlineMediaPlayback);
+    EXPECT_EQ(panel.closeLabel()->frame(), ui::Rect(0, H - 30, W, 30));
+    EXPECT_EQ(panel.closeLabel()->text(), "Click here to close");
+    EXPECT_EQ(panel.closeLabel()->font().pointSize, 24);
+    EXPECT_EQ(panel.openUrlBtn()->frame(), ui::Rect(W - 40, (H - 40) / 2, 40, 40));
+    EXPECT_FALSE(panel.openUrlBtn()->isHidden());
+    EXPECT_NE(panel.openUrlBtn()->superview(), nullptr);
+    ASSERT_NE(panel.openUrlBtn()->currentImage(), nullptr);
+    EXPECT_EQ(panel.openUrlBtn()->currentImage()->size().width, 3) << "our own picture";
+    EXPECT_EQ(panel.activityIndicatorView()->frame(), ui::Rect((W - 20) / 2, 15, 20, 20));
+}
+
+TEST_F(BrowserTest, TheCaptionColourFollowsTheBackgroundSetting) {
+    struct Row {
+        std::int64_t background;
+        bool darkMode;
+        bool white;
+    };
+    const Row rows[] = {{0, true, false}, {1, false, true}, {2, true, true}, {2, false, false}};
+    for (const Row& row : rows) {
+        set("background", Value(row.background));
+        device.services().appearance.setDarkMode(row.darkMode);
+        GTagFlowContainer& panel = search("word");
+        EXPECT_EQ(panel.closeLabel()->textColor(),
+                  row.white ? ui::Color::white(1.0) : ui::Color::black())
+            << row.background << " " << row.darkMode;
+        panel.hide();
+        device.advance(0.1);
+    }
+}
+
+TEST_F(BrowserTest, TheDefaultBrowsersIconFromItsDesktopEntry) {
+    const std::filesystem::path root = device.temporaryDirectory();
+    writePicture(root / "icons" / "web.png", 5);
+    std::filesystem::create_directories(root / "data-home" / "applications");
+    std::ofstream(root / "data-home" / "applications" / "web.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Web\nExec=web %u\nIcon="
+        << (root / "icons" / "web.png").string() << "\n";
+    std::filesystem::create_directories(root / "config");
+    std::ofstream(root / "config" / "mimeapps.list")
+        << "[Added Associations]\nx-scheme-handler/https=other.desktop;\n"
+           "[Default Applications]\nx-scheme-handler/https=missing.desktop;web.desktop;\n";
+    host.setEnvironment({{"HOME", (root / "home").string()},
+                         {"XDG_CONFIG_HOME", (root / "config").string()},
+                         {"XDG_DATA_HOME", (root / "data-home").string()},
+                         {"XDG_DATA_DIRS", (root / "data-dirs").string()}});
+    GTagFlowContainer& panel = search("word");
+    ASSERT_NE(panel.openUrlBtn()->currentImage(), nullptr);
+    EXPECT_EQ(panel.openUrlBtn()->currentImage()->size().width, 5);
+}
+
+TEST_F(BrowserTest, PageEventsDriveTheSpinnerAndNewWindowsLoadInPlaceOrAreDropped) {
+    search("word");
+    EXPECT_TRUE(spinning());
+    EXPECT_TRUE(reportPanel(*kept.back()).browser->spinning);
+    driver.finishLoading();
+    EXPECT_FALSE(spinning());
+    EXPECT_TRUE(kept.back()->activityIndicatorView()->isHidden());
+    driver.webView()->start();
+    EXPECT_TRUE(spinning()) << "a link followed in the page";
+    driver.failLoading("offline");
+    EXPECT_FALSE(spinning());
+
+    struct Row {
+        const char* url;
+        bool loads;
+    };
+    const Row rows[] = {{"https://a.example/x", true},
+                        {"http://b.example/", true},
+                        {"javascript:go('https://c.example')", true},
+                        {"mailto:me@example.org", false},
+                        {"about:blank", false},
+                        {"", false}};
+    for (const Row& row : rows) {
+        const std::size_t before = loads().size();
+        EXPECT_EQ(driver.openNewWindow(row.url), nullptr) << "never a second view";
+        EXPECT_EQ(loads().size(), before + (row.loads ? 1 : 0)) << row.url;
+        if (row.loads) {
+            EXPECT_EQ(loads().back(), row.url);
+        }
+    }
+    EXPECT_EQ(server.services().webViews().size(), 1u);
+}
+
+TEST_F(BrowserTest, KeysFindGoBackAndForwardThenEscapeClosesTheFieldFirstAndThePanel) {
+    GTagFlowContainer& panel = search("word");
+    ui::KeyEvent altLeft{ui::Key::left, {}, false, false, true};
+    ui::KeyEvent altRight{ui::Key::right, {}, false, false, true};
+    EXPECT_TRUE(driver.key(altLeft));
+    EXPECT_TRUE(driver.key(altRight));
+    EXPECT_FALSE(driver.key({ui::Key::left, {}})) << "plain arrows are the page's";
+    EXPECT_FALSE(driver.key({ui::Key::other, "a"}));
+    EXPECT_EQ(driver.webView()->historySteps(), (std::vector<std::string>{"back", "forward"}));
+
+    EXPECT_TRUE(driver.key({ui::Key::other, "f", true}));
+    EXPECT_TRUE(driver.webView()->findBarShown());
+    EXPECT_TRUE(reportPanel(panel).browser->findBar);
+    EXPECT_TRUE(driver.key({ui::Key::escape, {}}));
+    EXPECT_FALSE(driver.webView()->findBarShown());
+    EXPECT_TRUE(panel.isShown()) << "the first Escape closes the field only";
+
+    driver.key({ui::Key::other, "f", true});
+    driver.webView()->view().backingDidHideFindBar();  // the user closed it in the page
+    driver.key({ui::Key::escape, {}});
+    EXPECT_FALSE(panel.isShown());
+    device.advance(0.1);
+    EXPECT_EQ(loads().back(), "about:blank");
+    EXPECT_EQ(theServer.panel(), nullptr);
+    EXPECT_FALSE(panel.activityIndicatorView()->isAnimating());
+    EXPECT_TRUE(opened().empty());
+}
+
+TEST_F(BrowserTest, TapsOutsideTheWebViewCloseTheCardTapsOnItDoNot) {
+    struct Row {
+        const char* where;
+        bool closes;
+    };
+    const Row rows[] = {
+        {"page", false}, {"caption", true}, {"top strip", true}, {"backdrop", true}};
+    for (const Row& row : rows) {
+        GTagFlowContainer& panel = search("word");
+        const std::string where = row.where;
+        ui::Point at = middle(*panel.webView());
+        if (where == "caption") at = middle(*panel.closeLabel());
+        if (where == "top strip") at = panel.convertPointToScreen(ui::Point{W / 2, 10});
+        if (where == "backdrop") at = panel.convertPointToScreen(ui::Point{W / 2, -10});
+        driver.tap(at);
+        device.advance(0.1);
+        EXPECT_EQ(!panel.isShown(), row.closes) << where;
+        if (panel.isShown()) panel.hide();
+        device.advance(0.1);
+    }
+}
+
+TEST_F(BrowserTest, OpenInBrowserHandsTheCurrentPageToTheDesktopAndHides) {
+    struct Row {
+        const char* how;
+    };
+    for (const Row row : {Row{"button"}, Row{"control-l"}, Row{"control-enter"}}) {
+        GTagFlowContainer& panel = search("word");
+        driver.webView()->view().backingDidCommitURL("https://www.google.com/search?q=word&x=1");
+        const std::string how = row.how;
+        if (how == "button") driver.tap(middle(*panel.openUrlBtn()));
+        if (how == "control-l") driver.key({ui::Key::other, "l", true});
+        if (how == "control-enter") driver.key({ui::Key::enter, {}, true});
+        device.runUntilIdle();
+        EXPECT_FALSE(panel.isShown()) << how;
+        ASSERT_FALSE(opened().empty()) << how;
+        EXPECT_EQ(opened().back(), "https://www.google.com/search?q=word&x=1");
+        device.advance(0.1);
+    }
+    EXPECT_EQ(opened().size(), 3u);
+    expectNotInTheLog("q=word");
+}
+
+}  // namespace
+}  // namespace kernova::testing
