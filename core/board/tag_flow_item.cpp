@@ -1,6 +1,7 @@
 #include "board/tag_flow_item.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -35,6 +36,15 @@ std::uint32_t Storage::storeText(std::string_view text) {
 }
 
 void Storage::setText(TextSpan& span, std::string_view text) {
+    // The text of another tag of this store is copied out first: the buffer
+    // may move as it grows.
+    const char* begin = buffer.data();
+    if (!text.empty() && std::greater_equal<>{}(text.data(), begin) &&
+        std::less<>{}(text.data(), begin + buffer.size())) {
+        const std::string copy(text);
+        setText(span, copy);
+        return;
+    }
     // A text no longer than the one it replaces takes its place.
     if (text.size() <= span.length()) {
         std::copy(text.begin(), text.end(), buffer.begin() + span.offset);

@@ -110,6 +110,8 @@ TEST_F(ItemTest, TagsOfOneStoreKeepTheirOwnTextsAndOutliveTheStore) {
     EXPECT_EQ(tags[2]->text(), "gamma");
     EXPECT_DOUBLE_EQ(tags[1]->itemSize().width, textWidth(measurer, "b", 12) + 18);
     EXPECT_EQ(tags[2]->appearance(), look);
+    tags[1]->setText(tags[0]->textView());  // a text of the same store, longer
+    EXPECT_EQ(tags[1]->text(), "a much longer alpha");
 
     // A copy names the same tag; the store lives while a tag of it does.
     GTagFlowItemRef last = tags[2];
