@@ -1,7 +1,10 @@
 // The board's layout: tags in left-aligned lines (see layoutTagLines), every
-// frame computed in one pass over the items. The collection view finds the
-// cells it shows through the index the base class keeps, so scrolling a large
-// board costs O(log n + visible).
+// frame computed in one pass over the items. Frames are kept compactly (20
+// bytes a tag: the tag's size and its line; x is summed again along the line
+// when asked for, as the pass summed it) and made into layout attributes only
+// when asked for; lines go down the board, so the cells in a rectangle are
+// found by a binary search over the lines and scrolling a large board costs
+// O(log n + visible).
 #pragma once
 
 #include <cstdint>
@@ -39,14 +42,15 @@ class GTagLayoutDataProtocol : public ui::FlowLayoutDelegate {
 void leftAlignFrameWithSectionInset(ui::LayoutAttributes& attributes,
                                     const ui::EdgeInsets& sectionInset);
 
-class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
+class GTagCollectionViewLayout : public ui::CollectionViewLayout {
   public:
     // The delegate is not owned: the board owns the collection view that owns
     // this layout, and clears the link when it goes.
     GTagLayoutDataProtocol* delegate() const { return delegate_; }
     void setDelegate(GTagLayoutDataProtocol* delegate) { delegate_ = delegate; }
-    // One attributes object per item, in item order, rebuilt by every pass.
-    const std::vector<ui::LayoutAttributes>& arrayItemAtts() const { return attributes(); }
+    // One attributes object per item, in item order, as the last pass made
+    // them (made on each call: a board keeps its frames compactly).
+    std::vector<ui::LayoutAttributes> arrayItemAtts() const;
     ui::Size contentSizeNeed() const { return contentSizeNeed_; }
     void setContentSizeNeed(ui::Size size) { contentSizeNeed_ = size; }
     ui::Rect boundsPrevious() const { return boundsPrevious_; }
@@ -58,9 +62,11 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     // The whole list, whatever the rectangle.
     std::vector<ui::LayoutAttributes> layoutAttributesForElementsInRect(
         const ui::Rect& rect) const override;
-    // What the collection view asks when it places cells: answered from the
-    // index, in O(log n + k).
+    // What the collection view asks when it places cells: the lines that
+    // may meet the rectangle are searched, in O(log n + k).
     std::vector<ui::LayoutAttributes> visibleAttributesInRect(const ui::Rect& rect) const override;
+    std::optional<ui::LayoutAttributes> layoutAttributesForItemAtIndexPath(
+        const ui::IndexPath& indexPath) const override;
     ui::Size collectionViewContentSize() const override { return contentSizeNeed_; }
     // YES exactly when the bounds differ from the last ones asked about (any of
     // the four values); always remembers the new bounds.
@@ -90,11 +96,23 @@ class GTagCollectionViewLayout : public ui::IndexedCollectionViewLayout {
     PassKey lastPass_;
     std::uint64_t passes_ = 0;
     std::uint64_t appendPasses_ = 0;
+    // Calls fn(i, frame) for items from..to-1, made from what the pass kept
+    // of them; `from` must be the first item of its line.
+    template <class Fn>
+    void forFrames(std::size_t from, std::size_t to, Fn&& fn) const;
+    // The first item of item i's line.
+    std::size_t lineStart(std::size_t i) const;
+    static ui::LayoutAttributes attributes(std::size_t i, const ui::Rect& frame);
+
     // The line pass of the frames at hand, kept to resume it for appended
-    // items, and what the index needs of the frames made so far.
+    // items, and the heights of the tags laid out so far (which bound where
+    // a line can be).
     std::optional<TagLinePass> linePass_;
-    double tallest_ = 0, lastTop_ = 0;
-    bool ordered_ = true;
+    double tallest_ = 0, shortest_ = 0;
+    // Per laid-out item: its line, with kShortened set when it took the
+    // usable width. Lines never go back up the list.
+    static constexpr std::uint32_t kShortened = 1u << 31;
+    std::vector<std::uint32_t> lines_;
     // The sizes of the last pass and their revision: a pass with the same
     // sizes reuses them, and a new list reuses their room.
     std::vector<ui::Size> sizes_;

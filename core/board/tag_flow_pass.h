@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <type_traits>
 
 #include "ui/geometry.h"
 
@@ -16,6 +17,13 @@ struct TagLineMetrics {
     double lineSpacing = 0;       // S, between lines
     double interitemSpacing = 0;  // G, between tags on a line
     double lineWidth = 0;         // W
+};
+
+// Where the pass put a tag, for a caller that keeps frames compactly: its
+// line (0 for the first) and whether it was shortened to the usable width.
+struct TagPlace {
+    double line = 0;
+    bool shortened = false;
 };
 
 // The pass below, resumable: each run() lays out at most `budget` more items,
@@ -65,7 +73,8 @@ inline void TagLinePass::extend(std::int64_t n) {
     content_.reset();
 }
 
-// Calls report(i, frame) for each item in order and returns the content size,
+// Calls report(i, frame) (or report(i, frame, place) when report takes a
+// TagPlace) for each item in order and returns the content size,
 // absent when n <= 0. sizeAt(i) is asked twice per item (once ahead, to decide
 // whether item i joins the current line) and must answer the same each time.
 //
@@ -113,16 +122,21 @@ bool TagLinePass::run(std::int64_t budget, SizeAt&& sizeAt, Emit&& report) {
         const double w = size.width, h = size.height;
         const double y = T + row * h + row * S;
         ui::Rect frame;
+        bool shortened = false;
         if (onLine == 0) {
             double width = w;
-            if (w > W || L + w + G > W || L + w > W || L + w + R > W) width = usable;
+            shortened = w > W || L + w + G > W || L + w > W || L + w + R > W;
+            if (shortened) width = usable;
             frame = ui::Rect(L, y, width, h);
             x = L + width;
         } else {
             frame = ui::Rect(x + G, y, w, h);
             x = x + G + w;
         }
-        report(i, frame);
+        if constexpr (std::is_invocable_v<Emit&, std::int64_t, const ui::Rect&, TagPlace>)
+            report(i, frame, TagPlace{row, shortened});
+        else
+            report(i, frame);
         bottom = y + h;
         if (i + 1 < n) {
             decide(i + 1);

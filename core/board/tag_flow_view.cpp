@@ -94,10 +94,18 @@ void GTagFlowView::setEdgeInsets(ui::EdgeInsets insets) {
     ++revision_;
 }
 
-void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
+void GTagFlowView::watchChanges(const std::vector<GTagFlowItemRef>& items) {
+    // The sink is the store's: once per run of tags from one store.
+    const GTagFlowItem* last = nullptr;
     for (const auto& item : items) {
-        if (item) item->setChangeSink(changes_);
+        if (!item || (last && item->sharesStore(*last))) continue;
+        item->setChangeSink(changes_);
+        last = item.get();
     }
+}
+
+void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
+    watchChanges(items);
     selection_.setItems(std::move(items));
     ++revision_;
     ++itemsRevision_;
@@ -105,11 +113,9 @@ void GTagFlowView::setFlowDatas(std::vector<GTagFlowItemRef> items) {
 
 void GTagFlowView::appendFlowDatas(std::vector<GTagFlowItemRef> items) {
     if (items.empty()) return;
+    watchChanges(items);
     for (const auto& item : items) {
-        if (item) {
-            item->setChangeSink(changes_);
-            item->setOrderCopy(orderCopy_);
-        }
+        if (item) item->setOrderCopy(orderCopy_);
     }
     selection_.appendItems(std::move(items));
     // The revisions stay: the layout sees more items and nothing else
@@ -160,7 +166,7 @@ void GTagFlowView::redrawCells(const GTagSelection::Changed& changed) {
     for (ui::CollectionViewCell* shown : collectionView_->visibleCells()) {
         auto* cell = dynamic_cast<GTagFlowCell*>(shown);
         if (!cell || !cell->flowLayout()) continue;
-        const GTagFlowItem* item = cell->flowLayout().get();
+        const GTagFlowItem& item = *cell->flowLayout();
         if (all || std::find(changed.begin(), changed.end(), item) != changed.end())
             cell->configFlowLayout(cell->flowLayout());
     }

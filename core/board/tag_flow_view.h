@@ -173,6 +173,8 @@ class GTagFlowView : public ui::View,
     std::uint64_t tagLayoutRevision() const override { return revision_ + changes_->changes(); }
 
   private:
+    // Changes of the tags' texts and sizes are told to this board.
+    void watchChanges(const std::vector<GTagFlowItemRef>& items);
     GTagFlowItem* itemAt(std::int64_t item) const;
     bool inRange(const std::optional<ui::IndexPath>& indexPath) const;
     void playTapHaptic();

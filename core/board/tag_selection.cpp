@@ -34,7 +34,7 @@ void GTagSelection::renumberFrom(std::size_t from, Changed& changed) {
         const auto number = static_cast<std::int64_t>(i + 1);
         if (!pick || pick->index() == number) continue;
         pick->setIndex(number);
-        changed.push_back(pick);
+        changed.push_back(*pick);
     }
 }
 
@@ -46,15 +46,15 @@ GTagSelection::Changed GTagSelection::sync(const GTagFlowItemRef& item) {
     if (!item->isSelected() && listed) {
         picks_.erase(picks_.begin() + static_cast<std::ptrdiff_t>(place));
         item->setIndex(0);
-        changed.push_back(item.get());
+        changed.push_back(*item);
         renumberFrom(place, changed);
     } else if (item->isSelected() && !listed) {
         picks_.push_back(item);
         item->setIndex(static_cast<std::int64_t>(picks_.size()));
-        changed.push_back(item.get());
+        changed.push_back(*item);
     } else {
         // The state did not change the list; the item is still redrawn.
-        changed.push_back(item.get());
+        changed.push_back(*item);
     }
     return changed;
 }
@@ -71,14 +71,18 @@ GTagSelection::Changed GTagSelection::repick() {
             picks_.push_back(item);
             item->setIndex(static_cast<std::int64_t>(picks_.size()));
         }
-        changed.push_back(item.get());
+        changed.push_back(*item);
     }
     return changed;
 }
 
 void GTagSelection::appendItems(std::vector<GTagFlowItemRef> items) {
     const bool allPicked = !items_.empty() && picks_.size() == items_.size();
-    items_.reserve(items_.size() + items.size());
+    // A quarter more room at a time: little is left unused, and slice after
+    // slice the list is copied a bounded number of times.
+    const std::size_t need = items_.size() + items.size();
+    if (need > items_.capacity())
+        items_.reserve(std::max(need, items_.capacity() + items_.capacity() / 4));
     for (auto& item : items) {
         if (allPicked && item) {
             item->setIsSelected(true);
@@ -103,47 +107,33 @@ GTagSelection::Changed GTagSelection::inverse() {
     return repick();
 }
 
-namespace {
-
-// Tags live wherever they were allocated; on a large board walking them is
-// bound by memory latency, so the walk asks for tags a few places ahead.
-constexpr std::size_t kLookAhead = 16;
-
-inline void prefetchAhead(const std::vector<GTagFlowItemRef>& list, std::size_t i) {
-    if (i + kLookAhead < list.size()) __builtin_prefetch(list[i + kLookAhead].get());
-}
-
-}  // namespace
-
 std::optional<std::string> GTagSelection::text(bool byPickOrder, bool spaceCompletion) const {
     const std::vector<GTagFlowItemRef>& source = byPickOrder ? picks_ : items_;
-    // One pass; the result grows geometrically, so every byte is copied a
-    // bounded number of times.
+    // One pass over the tags' compact text places, copying the bytes straight
+    // from the stores' buffers. The result grows geometrically, which costs
+    // less than a first pass to count its length would on a large board.
     std::string result;
-    bool any = false;
-    const std::string* previous = nullptr;
+    std::string_view previous;
+    bool first = true;
     for (std::size_t i = 0; i < source.size(); ++i) {
-        prefetchAhead(source, i);
         const GTagFlowItem* item = source[i].get();
         if (!item || !item->isSelected()) continue;
-        any = true;
-        const std::string& text = item->text();
-        const bool glued =
-            !spaceCompletion || i == 0 || text == " " || (previous && *previous == " ");
+        const std::string_view text = item->textView();
+        const bool glued = !spaceCompletion || i == 0 || text == " " || (!first && previous == " ");
         if (!glued) result += ' ';
         result += text;
-        previous = &text;
+        previous = text;
+        first = false;
     }
-    if (!any) return std::nullopt;
+    if (first) return std::nullopt;
     return result;
 }
 
 std::optional<std::string> GTagSelection::allText() const {
     if (items_.empty()) return std::nullopt;
     std::string result;
-    for (std::size_t i = 0; i < items_.size(); ++i) {
-        prefetchAhead(items_, i);
-        if (items_[i]) result += items_[i]->text();
+    for (const GTagFlowItemRef& item : items_) {
+        if (item) result += item->textView();
     }
     return result;
 }

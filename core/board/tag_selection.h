@@ -20,7 +20,7 @@ namespace kernova {
 class GTagSelection {
   public:
     // Tags whose selected state or number changed, for redrawing.
-    using Changed = std::vector<GTagFlowItem*>;
+    using Changed = std::vector<GTagFlowItem>;
 
     // All tags, in board order. Replacing them keeps the pick list as it is
     // (the board replaces both when it shows a new text).

@@ -32,25 +32,25 @@ constexpr const char* kTranslationResultTitle = "Translation result";
 constexpr double kShareNoticeTimeout = 1.5;
 
 // The tags of a request in its style ("style": 0 plain, 1 outlined, 2 plain
-// with grey symbols), the settings read once; null for another style.
+// with grey symbols), the settings read once; null for another style. The
+// tags of a request share one store and one appearance per kind of tag.
 TagFeed::MakeTag tagMaker(const Context& context, const ui::TextMeasurer& measurer,
                           std::int64_t style) {
+    GTagFlowStore store(measurer);
     if (style == 0 || style == 2) {
-        std::shared_ptr<const GTagFlowAppearance> defaults = GTagFlowAppearance::create(context);
-        return [&measurer, defaults, style](const GSplodeItem& segment) {
-            auto item = std::make_shared<GTagFlowItem>(
-                measurer, std::make_shared<GTagFlowAppearance>(*defaults));
-            item->setText(segment.text);
-            GTagFlowAppearance& look = *item->appearance();
-            look.borderWidth = 1.0;
-            look.borderColor = ui::Color::white(1.0);
-            look.selectBorderColor = ui::Color::rgb255(74, 150, 247);
-            if (style == 2 && segment.isSymbolOrEmoji) {
-                look.backgroundColor = ui::Color::white(0.5);
-                look.textColor = ui::Color::black();
-                look.borderColor = ui::Color::white(0.5);
-            }
-            return item;
+        auto word = GTagFlowAppearance::create(context);
+        word->borderWidth = 1.0;
+        word->borderColor = ui::Color::white(1.0);
+        word->selectBorderColor = ui::Color::rgb255(74, 150, 247);
+        auto symbol = word;
+        if (style == 2) {
+            symbol = std::make_shared<GTagFlowAppearance>(*word);
+            symbol->backgroundColor = ui::Color::white(0.5);
+            symbol->textColor = ui::Color::black();
+            symbol->borderColor = ui::Color::white(0.5);
+        }
+        return [store, word, symbol](const GSplodeItem& segment) mutable {
+            return store.add(segment.text, segment.isSymbolOrEmoji ? symbol : word);
         };
     }
     if (style == 1) {
@@ -62,10 +62,8 @@ TagFeed::MakeTag tagMaker(const Context& context, const ui::TextMeasurer& measur
         look->selectTextColor = ui::Color{1, 0, 0, 1};
         look->selectBorderColor = ui::Color{1, 0, 0, 1};
         look->selectBackgroundColor = ui::Color::white(1.0);
-        return [&measurer, look](const GSplodeItem& segment) {
-            auto item = std::make_shared<GTagFlowItem>(measurer, look);
-            item->setText(segment.text);
-            return item;
+        return [store, look](const GSplodeItem& segment) mutable {
+            return store.add(segment.text, look);
         };
     }
     return nullptr;

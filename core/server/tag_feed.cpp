@@ -133,6 +133,10 @@ void TagFeed::finishIfDone() {
     }
     complete_ = true;
     job_.reset();
+    // Nothing is split any more: the text's copy and the batch's room go now,
+    // not when the panel closes.
+    std::vector<GSplodeItem>().swap(batch_);
+    shared_->stream.reset();
     context_.runLoop().cancelAll(this);
     context_.log().info("server", "large text complete: " + std::to_string(delivered_) + " tags");
     if (done_) done_(delivered_);

@@ -74,7 +74,7 @@ TEST_F(ItemTest, AppearanceChangesMeasureAgainButNullIsIgnored) {
     EXPECT_DOUBLE_EQ(big->itemSize().width, textWidth(measurer, "abc", 20) + 18);
 }
 
-TEST_F(ItemTest, FactorySharesTheGivenAppearanceOrGivesEachItsOwn) {
+TEST_F(ItemTest, FactorySharesTheGivenAppearanceOrOneDefault) {
     std::vector<GSplodeItem> segments{{"Hello", false}, {",", true}, {"world", false}};
     auto look = GTagFlowAppearance::create(context);
     auto shared = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, look);
@@ -86,8 +86,42 @@ TEST_F(ItemTest, FactorySharesTheGivenAppearanceOrGivesEachItsOwn) {
     EXPECT_EQ(shared[2]->appearance()->textColor, (ui::Color{0, 1, 0, 1}));
 
     auto own = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
-    EXPECT_NE(own[0]->appearance(), own[1]->appearance());
+    ASSERT_NE(own[0]->appearance(), nullptr);
+    EXPECT_NE(own[0]->appearance(), look);
+    EXPECT_EQ(own[0]->appearance(), own[2]->appearance());
+    EXPECT_EQ(own[0]->itemSize().height, 30);
     EXPECT_TRUE(GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, {}, look).empty());
+}
+
+TEST_F(ItemTest, TagsOfOneStoreKeepTheirOwnTextsAndOutliveTheStore) {
+    auto look = GTagFlowAppearance::create(context);
+    std::vector<GTagFlowItemRef> tags;
+    {
+        GTagFlowStore store(measurer);
+        for (const char* text : {"alpha", "beta", "gamma"})
+            tags.push_back(store.add(text, look));
+        EXPECT_EQ(store.size(), 3u);
+    }
+    // Shorter and longer edits leave the neighbours as they were.
+    tags[1]->setText("b");
+    tags[0]->setText("a much longer alpha");
+    EXPECT_EQ(tags[0]->text(), "a much longer alpha");
+    EXPECT_EQ(tags[1]->text(), "b");
+    EXPECT_EQ(tags[2]->text(), "gamma");
+    EXPECT_DOUBLE_EQ(tags[1]->itemSize().width, textWidth(measurer, "b", 12) + 18);
+    EXPECT_EQ(tags[2]->appearance(), look);
+    tags[1]->setText(tags[0]->textView());  // a text of the same store, longer
+    EXPECT_EQ(tags[1]->text(), "a much longer alpha");
+
+    // A copy names the same tag; the store lives while a tag of it does.
+    GTagFlowItemRef last = tags[2];
+    EXPECT_EQ(last, tags[2]);
+    EXPECT_NE(last, tags[1]);
+    last->setIsSelected(true);
+    EXPECT_TRUE(tags[2]->isSelected());
+    tags.clear();
+    EXPECT_EQ(last->text(), "gamma");
+    EXPECT_FALSE(GTagFlowItemRef());
 }
 
 using LayoutTest = BoardTest;
@@ -165,6 +199,41 @@ TEST_F(LayoutTest, RectangleQueriesAnswerTheWholeList) {
     a.frame = Rect(50, 60, 70, 30);
     leftAlignFrameWithSectionInset(a, GTagFlowView::kDefaultEdgeInsets);
     EXPECT_EQ(a.frame, Rect(10, 60, 70, 30));
+}
+
+TEST_F(LayoutTest, CellsInARectangleAreTheFramesThatMeetItWhateverTheHeights) {
+    // Widths that leave lines ragged, some wider than a line, and heights
+    // that differ within a line.
+    std::vector<GTagFlowItemRef> items;
+    std::vector<Size> sizes;
+    for (std::int64_t i = 0; i < 400; ++i) {
+        items.push_back(item("t"));
+        sizes.push_back(Size{7.3 + static_cast<double>((i * 53) % 420), i % 7 == 3 ? 44.5 : 30});
+        items.back()->setItemSize(sizes.back());
+    }
+    showItems(std::move(items));
+    std::vector<Rect> expected;
+    layoutTagLines(
+        400, GTagFlowView::defaultLineMetrics(kBoardWidth),
+        [&](std::int64_t i) { return sizes[static_cast<std::size_t>(i)]; },
+        [&](std::int64_t, const Rect& f) { expected.push_back(f); });
+    auto& layout = *board->collectionView()->collectionViewLayout();
+    const std::vector<ui::LayoutAttributes> all = layout.layoutAttributesForElementsInRect({});
+    ASSERT_EQ(all.size(), expected.size());
+    for (std::size_t i = 0; i < all.size(); ++i)
+        EXPECT_EQ(all[i].frame, expected[i]) << i;
+
+    const double bottom = board->collectionView()->contentSize().height;
+    for (double top = -50; top < bottom + 50; top += 37.25) {
+        const Rect rect(100, top, 120, 61);
+        std::vector<std::int64_t> found, meeting;
+        for (const auto& a : layout.visibleAttributesInRect(rect))
+            found.push_back(a.indexPath.item);
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            if (expected[i].intersects(rect)) meeting.push_back(static_cast<std::int64_t>(i));
+        EXPECT_EQ(found, meeting) << top;
+    }
+    EXPECT_FALSE(layout.layoutAttributesForItemAtIndexPath({0, 400}));
 }
 
 TEST(TagLinePass, AsksEachSizeTwiceAndNothingForNoItems) {
