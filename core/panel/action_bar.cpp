@@ -153,16 +153,6 @@ void GTagFlowContainer::shareText(const std::string& text) {
     services_.sender.sendMessageName("shareText", Value(Dictionary{{"shareText", Value(text)}}));
 }
 
-void GTagFlowContainer::translateText(const std::string& text) {
-    (void)text;
-    notAvailable(kTranslate);
-}
-
-void GTagFlowContainer::notAvailable(const std::string& action) {
-    application_.context().log().info("panel", action + " is not available yet");
-    toast(action + kNotAvailableSuffix, 1.0);
-}
-
 void GTagFlowContainer::toast(const std::string& title, double timeout) {
     std::optional<ui::Rect> screen;
     if (keyWindow_) screen = keyWindow_->frame();

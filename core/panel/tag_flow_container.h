@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "base/http.h"
 #include "base/messaging.h"
 #include "base/paths.h"
 #include "board/tag_flow_view.h"
@@ -41,6 +42,10 @@ struct PanelServices {
     // The environment the desktop's applications are read with (the default
     // browser's icon); none reads no applications.
     EnvironmentLookup environment = {};
+    // Where the server keeps the translation request under way (one at a
+    // time: a new one, a new panel or the server's end cancels it); without
+    // it, the panel keeps its own.
+    std::unique_ptr<HttpTask>* translation = nullptr;
 };
 
 class BrowserDelegate;
@@ -71,8 +76,6 @@ class GTagFlowContainer : public ui::View {
     static constexpr double kCloseCaptionFontSize = 24.0;
     // The open-in-browser button's picture when no default browser has an icon.
     static constexpr const char* kBrowserImageName = "Browser.png";
-    // Appended to an action's name in the notice of actions still to come.
-    static constexpr const char* kNotAvailableSuffix = " is not available yet";
 
     // The action names, as the menus file and the bar spell them.
     static constexpr const char* kCopy = "Copy";
@@ -150,6 +153,16 @@ class GTagFlowContainer : public ui::View {
     void shareText(const std::string& text);
     void clearUsingFlag();
     void translateText(const std::string& text);
+    // Translates `text` into `language` in the style "translateStyle" gives:
+    // 0 the web page in the panel's browser, anything else the alert.
+    void translateByStyle(std::int64_t style, const std::string& language, const std::string& text);
+    // Asks Baidu's service (`language` already in its codes); its answer, or
+    // its failure, reaches the server as "alertTrans".
+    void baiduTrans(const std::string& language, const std::string& text);
+    // Sends `result` to the server's result dialog ("alertTrans"); the
+    // failure sentence stands for a null, empty or blank result.
+    void alertTrans(const std::optional<std::string>& result);
+    static bool isChinese(const std::string& text);
     void searchText(const std::string& text);
     void schemeText(const std::string& text);
     void history();
@@ -232,7 +245,6 @@ class GTagFlowContainer : public ui::View {
     // The panel's selection as the action bar reads it: in the board's order
     // setting, or the whole text when nothing is picked.
     std::string actionText() const;
-    void notAvailable(const std::string& action);
     void toast(const std::string& title, double timeout);
     // The monitor the panel's sheets show on: its window's.
     ui::Rect sheetMonitor() const;
@@ -282,6 +294,8 @@ class GTagFlowContainer : public ui::View {
     std::function<void()> detachedBlock_;
     std::function<void()> completeBlock_;
     std::optional<std::string> historyText_;
+    std::unique_ptr<HttpTask> ownTranslation_;
+    std::unique_ptr<HttpTask>& translationSlot();
     // Calls completeBlock_ (once) when the action bar's text needs every tag.
     void completeForWholeText();
     // The button the keyboard is on (the tags have it when absent), its ring,

@@ -258,8 +258,8 @@ std::shared_ptr<GTagFlowContainer> Server::makePanel(const Monitor& monitor) {
     ui::Rect card = panelScreenFrame(monitor.workArea);
     card.origin.x -= monitor.frame.origin.x;
     card.origin.y -= monitor.frame.origin.y;
-    auto panel = GTagFlowContainer::initWithFrame(host_.application(),
-                                                  {flags_, loopback_, host_.environment()}, card);
+    auto panel = GTagFlowContainer::initWithFrame(
+        host_.application(), {flags_, loopback_, host_.environment(), &translation_}, card);
     panel->setKeyWindow(window);
     if (monitor.scale > 0) panel->setScreenScale(monitor.scale);
     return panel;
@@ -274,6 +274,13 @@ std::string Server::openPanel(const std::optional<std::string>& text,
     if (flags_.popSplode || (panel_ && panel_->isShown()))
         return "dropped: a panel is already shown";
     if (opening()) return "dropped: a panel is opening";
+    if (translation_) {
+        // A new panel ends a translation still waiting (the busy service's
+        // repeats included) and its indicator.
+        translation_.reset();
+        context_.notifications().post(kHideRunningNotification);
+        context_.log().info("server", "the translation under way was cancelled by a new panel");
+    }
     releasePanel();
     const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
     panel_ = makePanel(host_.monitorUnderPointer());

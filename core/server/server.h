@@ -141,6 +141,8 @@ class Server {
     std::vector<std::pair<std::string, Handler>> handlers_;
     std::shared_ptr<GTagFlowContainer> panel_;
     std::unique_ptr<TagFeed> feed_;
+    // The translation request under way, cancelled by a new panel.
+    std::unique_ptr<HttpTask> translation_;
     bool readInFlight_ = false;
     std::uint64_t received_ = 0;
     std::uint64_t serial_ = 0;   // of the last record
