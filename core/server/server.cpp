@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <utility>
+#include <variant>
 
 #include "base/desktop_entries.h"
 #include "base/message_dispatcher.h"
+#include "base/text.h"
 #include "board/tag_flow_item.h"
 #include "floating/splode_running_view.h"
 #include "floating/toast.h"
@@ -136,6 +138,38 @@ void Server::start() {
         center_.registerForMessageName(std::string(name),
                                        [this, handler](const Message& m) { serve(m, handler); });
     }
+    checkNotification();
+}
+
+std::string Server::noticeUrl() {
+    std::string url = KERNOVA_NOTICE_URL;
+    if (const EnvironmentLookup env = host_.environment(); env && env("KERNOVA_DEBUG") == "1") {
+        if (std::optional<std::string> debugUrl = env("KERNOVA_NOTICE_URL")) url = *debugUrl;
+    }
+    return url;
+}
+
+void Server::checkNotification() {
+    const std::string url = noticeUrl();
+    if (url.empty()) return;
+    notice_ = context_.http().send(httpGet(url), [this](HttpResult result) {
+        notice_.reset();
+        const auto* response = std::get_if<HttpResponse>(&result);
+        if (response == nullptr || !isValidUtf8(response->data)) {
+            context_.log().info("server", "notice: none read");
+            return;
+        }
+        const std::string& text = response->data;
+        const SettingsSnapshot settings = readSettings(context_);
+        const std::string* known = settings.dictionary()["notification"].asString();
+        if (known != nullptr && *known == text) return;
+        SaveResult saved = updateSettings(context_, [&text](Dictionary& file) {
+            file["notification"] = Value(text);
+            file["notifyFlag"] = Value(true);
+        });
+        context_.log().info("server", "notice of " + std::to_string(text.size()) + " bytes " +
+                                          (saved ? "kept" : "not kept: " + saved.error));
+    });
 }
 
 void Server::LoopbackSender::sendMessageName(const std::string& name, const Value& userInfo) {

@@ -81,6 +81,11 @@ class Server {
 
     // Recomputes availableInApp: whether the application in front is enabled.
     void timerFiredQLN();
+    // Asks the notice service (the build's KERNOVA_NOTICE_URL; with
+    // KERNOVA_DEBUG=1 the variable of that name overrides it) for its notice
+    // once, at start: a new text goes into "notification" with "notifyFlag"
+    // set; the same text, a failure or a body that is not UTF-8 writes nothing.
+    void checkNotification();
     void clearShowing() { flags_.showing = false; }
     void clearUsingFlag() { flags_.usingSplode = false; }
     // Standard base64 (unknown characters ignored) decoded as an image; null
@@ -90,6 +95,7 @@ class Server {
     static ui::Rect panelScreenFrame(const ui::Rect& workArea);
 
   private:
+    std::string noticeUrl();
     using Handler = std::string (Server::*)(const Message&);
     void serve(const Message& message, Handler handler);
     // Keeps a record of `message`; returns its serial. A non-empty outcome is logged.
@@ -143,6 +149,7 @@ class Server {
     std::unique_ptr<TagFeed> feed_;
     // The translation request under way, cancelled by a new panel.
     std::unique_ptr<HttpTask> translation_;
+    std::unique_ptr<HttpTask> notice_;
     bool readInFlight_ = false;
     std::uint64_t received_ = 0;
     std::uint64_t serial_ = 0;   // of the last record

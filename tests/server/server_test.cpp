@@ -17,7 +17,9 @@
 #include "segment/splode_box.h"
 #include "server/message_names.h"
 #include "server/server_fixture.h"
+#include "server/settings.h"
 #include "server/tag_feed.h"
+#include "sim/sim_http_client.h"
 #include "support/base64_categories.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
@@ -471,6 +473,38 @@ TEST_F(ServerTest, UrlsTextAndSharingGoThroughTheHost) {
     EXPECT_TRUE(driver.cancelShareSheet());
     EXPECT_TRUE(driver.presentedControllers().empty());
     EXPECT_EQ(theServer.recentMessages()[1].outcome, "ignored: no dictionary");
+}
+
+TEST_F(ServerTest, TheNoticeIsKeptOnlyWhenItIsNew) {
+    const std::string url = "http://127.0.0.1:7/notification.php";
+    auto notice = [&](std::string body) {
+        HttpResponse response;
+        response.status = 200;
+        response.data = std::move(body);
+        server.http().answer(url, response);
+        theServer.checkNotification();
+        device.runUntilIdle();
+    };
+    auto stored = [&] {
+        const Value settings = readSettings(server.context()).dictionary();
+        return settings["notification"].stringValue().value_or("-") + "|" +
+               (settings["notifyFlag"].boolValue() ? "YES" : "NO");
+    };
+    theServer.checkNotification();
+    device.runUntilIdle();
+    EXPECT_TRUE(server.http().requests().empty()) << "no notice URL was built in";
+
+    host.setEnvironment({{"KERNOVA_DEBUG", "1"}, {"KERNOVA_NOTICE_URL", url}});
+    notice("Kernova 2 is out");
+    EXPECT_EQ(stored(), "Kernova 2 is out|YES");
+    set("notifyFlag", Value(false));
+    notice("Kernova 2 is out");
+    EXPECT_EQ(stored(), "Kernova 2 is out|NO") << "the same notice writes nothing";
+    notice("bad \xff bytes");
+    theServer.checkNotification();  // nothing scripted: the service cannot be reached
+    device.runUntilIdle();
+    EXPECT_EQ(stored(), "Kernova 2 is out|NO");
+    EXPECT_EQ(server.http().requests().size(), 4u);
 }
 
 }  // namespace
