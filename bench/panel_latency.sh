@@ -135,6 +135,8 @@ if [[ -n ${TEXT_FILES:-} ]]; then
     [[ -n ${ONLY_TEXT_FILES:-} ]] && exit 0
 fi
 
+# Other work on the machine moves every figure: its load is printed with them.
+load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 echo "== Kernova, warm (kernovad running)"
 warm=$("$watcher" --runs "$runs" --kernova -- "$kernova" splode -- "$text" | tee -a /dev/stderr | median)
 echo "== Kernova, cold (started by bus activation for every request)"
@@ -153,3 +155,4 @@ printf '%-28s %10s %10s\n' "Kernova warm" "$warm" "$(ratio "$warm" "$flame")"
 printf '%-28s %10s %10s\n' "Kernova cold" "$cold" "$(ratio "$cold" "$flame")"
 printf '%-28s %10s %10s\n' "flameshot gui warm" "$flame" "1.00"
 echo "goals: warm ≤ 0.50, cold ≤ 1.00 (× flameshot warm)"
+echo "load average (1, 5, 15 min): $load_before before, $(cut -d' ' -f1-3 /proc/loadavg) after"

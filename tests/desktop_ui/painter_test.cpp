@@ -1,8 +1,10 @@
 // Painting checked on rendered images: layers, tree rules, scrolling, content
 // kinds, and the measured text size against the painted text.
 #include <QImage>
+#include <QPainter>
 #include <algorithm>
 
+#include "desktop/ui/qt_convert.h"
 #include "desktop_ui/desktop_ui_fixture.h"
 #include "ui/image_view.h"
 #include "ui/label.h"
@@ -164,6 +166,45 @@ TEST_F(PainterTest, BlurViewsTintTheirArea) {
     QImage image = render(*window);
     EXPECT_LT(at(image, 25, 50).lightness(), 128);
     EXPECT_TRUE(near(at(image, 75, 50), Qt::white));
+}
+
+// Blurs over a canvas that holds the same picture at every painting (the
+// screen beneath an overlay): made once, and left out of a faint first frame.
+TEST_F(PainterTest, BlursOfAnUntouchedCanvasAreKeptUntilItsPictureChanges) {
+    auto window = makeWindow({0, 0, 100, 100});
+    auto blur =
+        std::make_shared<ui::VisualEffectView>(ui::BlurEffectStyle::dark, Rect{0, 0, 100, 100});
+    window->addSubview(blur);
+    Painter painter;
+    // Black on the left, `right` on the right, the window painted over it.
+    auto paint = [&](QColor right) {
+        QImage canvas = makeCanvas({100, 100}, 1.0);
+        QPainter p(&canvas);
+        p.fillRect(0, 0, 50, 100, Qt::black);
+        p.fillRect(50, 0, 50, 100, right);
+        painter.paintWindow(p, *window, app.runLoop().now());
+        return canvas;
+    };
+    painter.setCanvasGeneration(1);
+    blur->setAlpha(0.05);
+    paint(Qt::white);
+    EXPECT_TRUE(painter.needsAnimationFrames()) << "a faint first frame goes out unblurred";
+    paint(Qt::white);
+    EXPECT_FALSE(painter.needsAnimationFrames());
+    blur->setAlpha(1.0);
+    // Left of the edge, the white beyond it blurs in.
+    const int edge = at(paint(Qt::white), 48, 50).lightness();
+    EXPECT_GT(edge, at(paint(Qt::white), 5, 50).lightness() + 15);
+    // A new picture beneath is blurred anew; with the old one kept, the edge would stay.
+    painter.setCanvasGeneration(2);
+    EXPECT_LT(at(paint(Qt::black), 48, 50).lightness(), edge - 15);
+
+    // Something painted beneath the blur first: blurred at every painting, never left out.
+    window->setBackgroundColor(Color{0, 0, 0, 0.01});
+    blur->setAlpha(0.05);
+    painter.setCanvasGeneration(3);
+    paint(Qt::white);
+    EXPECT_FALSE(painter.needsAnimationFrames());
 }
 
 TEST_F(PainterTest, LabelTextIsDrawnInsideItsMeasuredSize) {

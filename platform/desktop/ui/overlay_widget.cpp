@@ -61,35 +61,66 @@ OverlayWidget::OverlayWidget(ui::Application& application,
     applyOverlayAttributes(*this);
 }
 
-void OverlayWidget::paintEvent(QPaintEvent* event) {
-    (void)event;
+void OverlayWidget::redraw(bool changed) {
+    if (!painted_ && !prepared_) {
+        // Not on screen yet: the first frame is painted while the window is
+        // being mapped, and only copied out when the server exposes it.
+        paintCanvas();
+        prepared_ = true;
+    } else if (changed) {
+        prepared_ = false;
+    }
+    update();
+}
+
+void OverlayWidget::paintCanvas() {
     auto window = window_.lock();
-    QPainter target(this);
-    target.setCompositionMode(QPainter::CompositionMode_Source);
+    if (pendingBackdrop_) setBackdrop(pendingBackdrop_->take(), backdropOrigin_);
     // Painted off screen first so that blur views can read what lies beneath
     // them; the canvas is kept between paintings (a full-screen image is
     // several megabytes) and goes with the widget.
     double scale = devicePixelRatioF();
+    const QRectF backdropRect(backdropOrigin_ - screenOrigin_,
+                              QSizeF(backdrop_.size()) / backdrop_.devicePixelRatio());
+    if (canvas_.isNull() || canvasFor_ != size() || canvasScale_ != scale ||
+        paintedOrigin_ != backdropRect.topLeft()) {
+        ++canvasGeneration_;
+        paintedOrigin_ = backdropRect.topLeft();
+    }
     if (canvas_.isNull() || canvasFor_ != size() || canvasScale_ != scale) {
         canvas_ = makeCanvas(ui::Size{double(width()), double(height())}, scale);
         canvasFor_ = size();
         canvasScale_ = scale;
-    } else {
-        canvas_.fill(Qt::transparent);
     }
-    QImage& canvas = canvas_;
-    if (!backdrop_.isNull()) {
-        QPainter painter(&canvas);
-        QSizeF size = QSizeF(backdrop_.size()) / backdrop_.devicePixelRatio();
-        painter.drawImage(QRectF(backdropOrigin_ - screenOrigin_, size), backdrop_);
+    {
+        // A backdrop that covers the canvas replaces it in one pass.
+        QPainter painter(&canvas_);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        const bool covers =
+            !backdrop_.isNull() && backdropRect.contains(QRectF(QPointF(0, 0), QSizeF(size())));
+        if (!covers) painter.fillRect(QRectF(QPointF(0, 0), QSizeF(size())), Qt::transparent);
+        if (!backdrop_.isNull()) painter.drawImage(backdropRect, backdrop_);
     }
+    painter_.setCanvasGeneration(canvasGeneration_);
     if (window) {
-        QPainter painter(&canvas);
+        QPainter painter(&canvas_);
         painter.translate(-screenOrigin_);
         painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
         painter_.paintWindow(painter, *window, application_.runLoop().now());
     }
-    target.drawImage(QPointF(0, 0), canvas);
+}
+
+void OverlayWidget::paintEvent(QPaintEvent* event) {
+    (void)event;
+    // A window hidden since is about to lose its overlay: the last frame stays.
+    auto window = window_.lock();
+    const bool leaving = painted_ && (!window || window->isHidden());
+    if (!prepared_ && !leaving) paintCanvas();
+    prepared_ = false;
+    painted_ = true;
+    QPainter target(this);
+    target.setCompositionMode(QPainter::CompositionMode_Source);
+    target.drawImage(QPointF(0, 0), canvas_);
     if (onPainted_) onPainted_();
 }
 

@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "desktop/ui/painter.h"
+#include "desktop/ui/screen_behind.h"
 #include "ui/application.h"
 #include "ui/window.h"
 
@@ -38,6 +39,14 @@ class OverlayWidget final : public QWidget {
     void setBackdrop(QImage backdrop, QPointF origin = {}) {
         backdrop_ = std::move(backdrop);
         backdropOrigin_ = origin;
+        pendingBackdrop_.reset();
+        ++canvasGeneration_;
+    }
+    // The same, received when first painted (so that the widget may be
+    // mapped while the X server copies the screen).
+    void setBackdrop(std::unique_ptr<ScreenGrab> grab, QPointF origin) {
+        setBackdrop(QImage(), origin);
+        pendingBackdrop_ = std::move(grab);
     }
     const QImage& backdrop() const { return backdrop_; }
     QPointF backdropOrigin() const { return backdropOrigin_; }
@@ -46,6 +55,11 @@ class OverlayWidget final : public QWidget {
     // Unset, the whole widget takes input.
     void setInputRegion(std::optional<QRegion> region);
     const std::optional<QRegion>& inputRegion() const { return inputRegion_; }
+    // Asks for a repaint; `changed` when the window's model changed (not
+    // only the time of its animations). Before the widget was first painted
+    // the frame is painted at once, while the window is still being mapped,
+    // and shown when the X server exposes it.
+    void redraw(bool changed);
     // Called after every painting.
     void setPaintedHandler(std::function<void()> handler) { onPainted_ = std::move(handler); }
     // Called when the widget becomes the active window.
@@ -70,12 +84,15 @@ class OverlayWidget final : public QWidget {
     void showToolTip(QPoint local, QPoint global);
     void applyInputRegion();
     ui::Point toScreen(QPointF local) const;
+    // Paints the backdrop and the window's tree into the canvas.
+    void paintCanvas();
 
     ui::Application& application_;
     std::weak_ptr<ui::Window> window_;
     Painter painter_;
     QPointF screenOrigin_;
     QImage backdrop_;
+    std::unique_ptr<ScreenGrab> pendingBackdrop_;
     QPointF backdropOrigin_;
     std::optional<QRegion> inputRegion_;
     // The native window and region last given to the X server.
@@ -85,6 +102,11 @@ class OverlayWidget final : public QWidget {
     QImage canvas_;  // the last painting's canvas, reused at the same size
     QSize canvasFor_;
     double canvasScale_ = 0;
+    // Changes with what the canvas holds before the window is painted on it.
+    std::uint64_t canvasGeneration_ = 0;
+    QPointF paintedOrigin_;
+    bool prepared_ = false;  // the canvas holds the next frame already
+    bool painted_ = false;   // painted on screen at least once
     std::function<void()> onPainted_;
     std::function<void()> onActivated_;
     bool mouseDown_ = false;

@@ -8,6 +8,7 @@
 #include <QWindow>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
@@ -207,14 +208,7 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
             if (!paintedObserver_) return;
             if (auto painted = widget->window()) paintedObserver_(*painted);
         });
-        // Taken before the overlay appears, so that it shows what is beneath:
-        // the whole monitor, so that the window may move on it.
-        if (!windowsAreComposited()) {
-            if (QScreen* screen = screenShowing(overlayGeometry(window))) {
-                QRect monitor = screen->geometry();
-                entry.widget->setBackdrop(grabScreen(monitor), QPointF(monitor.topLeft()));
-            }
-        }
+        entry.grabsScreen = !windowsAreComposited();
     }
     entries_.push_back(std::move(entry));
     return entries_.back();
@@ -245,7 +239,23 @@ void OverlayWindowHost::configure(Entry& entry) {
     widget.setScreenOrigin(QPointF(geometry.topLeft()));
     // Clicks outside the content of a pass-through window go to what lies beneath.
     widget.setInputRegion(passes ? std::optional<QRegion>(contentRegion(window)) : std::nullopt);
-    if (!widget.isVisible()) widget.show();
+    if (!widget.isVisible()) {
+        if (std::exchange(entry.grabsScreen, false)) {
+            // The screen beneath, asked for once the native window exists
+            // (Qt waits on the X server while it makes one) and before it is
+            // mapped: the whole monitor, so that the window may move on it.
+            // The server copies it while the overlay is mapped.
+            widget.winId();
+            if (screen) {
+                QRect monitor = screen->geometry();
+                widget.setBackdrop(std::make_unique<ScreenGrab>(monitor),
+                                   QPointF(monitor.topLeft()));
+            }
+        }
+        widget.show();
+        // The window manager maps it while the first frame is painted.
+        flushDisplay();
+    }
 }
 
 bool OverlayWindowHost::restack(const std::vector<ui::Window*>& visible) {
@@ -335,7 +345,7 @@ void OverlayWindowHost::repaintChanged() {
     for (Entry& entry : entries_) {
         OverlayWidget& widget = *entry.widget;
         if (entry.window->needsDisplay() || moving || widget.needsAnimationFrames()) {
-            widget.update();
+            widget.redraw(entry.window->needsDisplay());
         }
         moving = moving || widget.needsAnimationFrames();
     }

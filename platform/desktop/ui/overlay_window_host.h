@@ -76,6 +76,7 @@ class OverlayWindowHost {
     struct Entry {
         ui::Window* window = nullptr;
         std::unique_ptr<OverlayWidget> widget;
+        bool grabsScreen = false;  // paints the screen beneath, not yet copied
     };
 
     void tick();

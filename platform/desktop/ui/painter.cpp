@@ -50,6 +50,7 @@ struct Painter::Layer {
 
 void Painter::paintWindow(QPainter& painter, ui::Window& window, double time) {
     moving_ = false;
+    painted_ = false;
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
@@ -78,7 +79,10 @@ void Painter::paintView(QPainter& painter, ui::View& view, double time, double p
 
     ui::Color background =
         presentation<ui::Color>(view, ui::AnimatableProperty::backgroundColor, time);
-    if (background.alpha > 0) painter.fillPath(layer.shape, toQColor(background));
+    if (background.alpha > 0) {
+        painter.fillPath(layer.shape, toQColor(background));
+        painted_ = true;
+    }
     if (view.clipsToBounds()) painter.setClipPath(layer.shape, Qt::IntersectClip);
     paintContent(painter, view, layer, time);
     for (const auto& subview : view.subviews()) {
@@ -93,23 +97,32 @@ void Painter::paintView(QPainter& painter, ui::View& view, double time, double p
         QPen pen(toQColor(view.borderColor()), border);
         pen.setJoinStyle(Qt::MiterJoin);
         painter.strokePath(outline(inner, view.cornerRadius() - border / 2), pen);
+        painted_ = true;
     }
     painter.restore();
 }
 
 void Painter::paintContent(QPainter& painter, ui::View& view, const Layer& layer, double time) {
+    // Plain views paint nothing here; the kinds below count as painted.
     if (auto* label = dynamic_cast<ui::Label*>(&view)) {
         paintLabel(painter, *label, layer.rect);
+        painted_ = true;
     } else if (auto* imageView = dynamic_cast<ui::ImageView*>(&view)) {
         paintImage(painter, images_, imageView->image(), toQt(imageView->imageRect()));
+        painted_ = true;
     } else if (auto* button = dynamic_cast<ui::Button*>(&view)) {
         paintImage(painter, images_, button->currentBackgroundImage(), layer.rect);
+        painted_ = true;
     } else if (auto* field = dynamic_cast<ui::TextField*>(&view)) {
         paintTextField(painter, *field, layer.rect);
+        painted_ = true;
     } else if (auto* blur = dynamic_cast<ui::VisualEffectView*>(&view)) {
-        paintBlur(painter, blur->effect(), layer.shape);
+        blurs_.setCanvasUntouched(!painted_);
+        if (paintBlur(painter, blurs_, blur->effect(), layer.shape)) moving_ = true;
+        painted_ = true;
     } else if (auto* spinner = dynamic_cast<ui::ActivityIndicatorView*>(&view)) {
         paintActivityIndicator(painter, *spinner, layer.rect, time);
+        painted_ = true;
         if (spinner->isAnimating()) moving_ = true;
     }
 }

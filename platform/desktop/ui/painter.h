@@ -29,6 +29,14 @@ class Painter {
     // transition or a spinning indicator), so the next frame will differ.
     bool needsAnimationFrames() const { return moving_; }
 
+    // Where paintWindow paints on a canvas that holds the same picture before
+    // each painting (the screen beneath): `generation` names that picture and
+    // changes with it, so that blur views over it are blurred once and kept.
+    // Unset (the default), every painting blurs anew.
+    void setCanvasGeneration(std::optional<std::uint64_t> generation) {
+        blurs_.setCanvasGeneration(generation);
+    }
+
   private:
     struct Layer;
     void paintView(QPainter& painter, ui::View& view, double time, double parentAlpha,
@@ -36,7 +44,9 @@ class Painter {
     void paintContent(QPainter& painter, ui::View& view, const Layer& layer, double time);
 
     ImageCache images_;
+    BlurCache blurs_;
     bool moving_ = false;
+    bool painted_ = false;  // anything painted on the canvas in this painting
 };
 
 // Renders with a painter of its own.

@@ -7,10 +7,14 @@
 
 #include <QImage>
 #include <QRect>
+#include <memory>
 
 class QScreen;
 
 namespace kernova::desktop {
+
+// Sends what is queued for the X server now (no-op elsewhere).
+void flushDisplay();
 
 // True when translucent windows are composited over the desktop: always on
 // Wayland and the offscreen platform, on X11 when a compositing manager owns
@@ -25,5 +29,25 @@ QScreen* screenShowing(const QRect& area);
 // of it shows it now, at that monitor's device pixel ratio; a null image where
 // the screen cannot be read.
 QImage grabScreen(const QRect& area);
+
+// The same copy, asked for at construction and received by take(): on X11 the
+// server copies the screen (through shared memory) before it carries out any
+// later request of this process, such as mapping an overlay, so the process
+// need not wait for the pixels before showing it.
+class ScreenGrab {
+  public:
+    explicit ScreenGrab(const QRect& area);
+    ~ScreenGrab();
+    ScreenGrab(const ScreenGrab&) = delete;
+    ScreenGrab& operator=(const ScreenGrab&) = delete;
+
+    // Waits for the copy (once); null where the screen could not be read.
+    QImage take();
+
+  private:
+    struct Pending;
+    std::unique_ptr<Pending> pending_;
+    QImage image_;  // the copy, when it was made at once
+};
 
 }  // namespace kernova::desktop

@@ -124,37 +124,75 @@ ui::Color blurTint(ui::BlurEffectStyle style) {
     return ui::Color::white(0.97, 0.7);
 }
 
-// A cheap blur: down to an eighth and back up, both smoothly.
-QImage blurred(const QImage& image) {
-    QSize small(std::max(1, image.width() / 8), std::max(1, image.height() / 8));
-    return image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
-        .scaled(image.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+// A cheap blur of `area` of `canvas`: down to an eighth and back up, both
+// smoothly, read in place.
+QImage blurredArea(const QImage& canvas, QRect area) {
+    const QImage source(
+        canvas.constBits() + area.y() * canvas.bytesPerLine() + area.x() * (canvas.depth() / 8),
+        area.width(), area.height(), canvas.bytesPerLine(), canvas.format());
+    QSize small(std::max(1, area.width() / 8), std::max(1, area.height() / 8));
+    QImage blurred = source.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                         .scaled(area.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    blurred.setDevicePixelRatio(1.0);
+    return blurred;
 }
 
-void paintBackdrop(QPainter& painter, const QPainterPath& shape) {
+// True when it left the backdrop sharp for now.
+bool paintBackdrop(QPainter& painter, BlurCache& cache, const QPainterPath& shape) {
     QPaintDevice* device = painter.device();
-    if (!device || device->devType() != QInternal::Image) return;
+    if (!device || device->devType() != QInternal::Image) return false;
     auto* canvas = static_cast<QImage*>(device);
     QRect area = painter.deviceTransform().mapRect(shape.boundingRect()).toAlignedRect() &
                  QRect(QPoint(0, 0), canvas->size());
-    if (area.isEmpty()) return;
-    QImage backdrop = blurred(canvas->copy(area));
-    backdrop.setDevicePixelRatio(1.0);
+    if (area.isEmpty() || canvas->depth() < 8) return false;
+    bool deferred = false;
+    QImage backdrop = cache.blurred(*canvas, area, painter.opacity(), &deferred);
+    if (backdrop.isNull()) return deferred;
     painter.save();
     painter.setClipPath(shape, Qt::IntersectClip);
     // The clip stays where it was set while drawing in device pixels.
     painter.resetTransform();
     painter.drawImage(area.topLeft(), backdrop);
     painter.restore();
+    return false;
 }
 
 }  // namespace
 
-void paintBlur(QPainter& painter, std::optional<ui::BlurEffectStyle> style,
+void BlurCache::setCanvasGeneration(std::optional<std::uint64_t> generation) {
+    if (generation == generation_) return;
+    generation_ = generation;
+    entries_.clear();
+    deferred_.clear();
+}
+
+QImage BlurCache::blurred(const QImage& canvas, QRect area, double opacity, bool* deferred) {
+    const bool keep = generation_.has_value() && untouched_;
+    if (!keep) return blurredArea(canvas, area);
+    for (const Entry& entry : entries_) {
+        if (entry.area == area) return entry.pixels;
+    }
+    // A first painting seldom shows a blur at full strength (a fade starts
+    // from nothing): it goes out sharp and faint, the blur comes next frame.
+    const bool seen = std::find(deferred_.begin(), deferred_.end(), area) != deferred_.end();
+    if (!seen && opacity < kFaintOpacity) {
+        deferred_.push_back(area);
+        *deferred = true;
+        return {};
+    }
+    // A blur view that moves leaves its old places behind.
+    if (entries_.size() >= kKeptAreas) entries_.erase(entries_.begin());
+    if (deferred_.size() > kKeptAreas) deferred_.erase(deferred_.begin());
+    entries_.push_back(Entry{area, blurredArea(canvas, area)});
+    return entries_.back().pixels;
+}
+
+bool paintBlur(QPainter& painter, BlurCache& cache, std::optional<ui::BlurEffectStyle> style,
                const QPainterPath& shape) {
-    if (!style) return;
-    paintBackdrop(painter, shape);
+    if (!style) return false;
+    const bool deferred = paintBackdrop(painter, cache, shape);
     painter.fillPath(shape, toQColor(blurTint(*style)));
+    return deferred;
 }
 
 void paintActivityIndicator(QPainter& painter, const ui::ActivityIndicatorView& view,
