@@ -102,10 +102,13 @@ void GTagFlowContainer::translateText(const std::string& text) {
     std::vector<std::string> languages =
         translate::readLanguages(context.paths().preferences / translate::kLanguagesFileName);
     if (storedInteger(settings, settings_key::kLanguageSelect) != 0) {
-        auto self = std::static_pointer_cast<GTagFlowContainer>(shared_from_this());
+        // The sheet does not keep the panel: a panel closed meanwhile translates nothing.
+        std::weak_ptr<GTagFlowContainer> weak =
+            std::static_pointer_cast<GTagFlowContainer>(shared_from_this());
         showActionSheet(application_, sheetMonitor(), std::string(translate::kPickerTitle),
-                        languages, "Cancel", [self, style, languages, text](std::size_t index) {
-                            if (index < languages.size())
+                        languages, "Cancel", [weak, style, languages, text](std::size_t index) {
+                            auto self = weak.lock();
+                            if (self && index < languages.size())
                                 self->translateByStyle(style, languages[index], text);
                         });
         return;
