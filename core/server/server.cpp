@@ -412,19 +412,25 @@ std::string Server::alertTrans(const Message& message) {
     std::weak_ptr<GSplodeWindow> weak = window;
     auto alert = ui::AlertController::alertControllerWithTitle(kTranslationResultTitle, text,
                                                                ui::AlertControllerStyle::alert);
-    alert->addAction(ui::AlertAction::actionWithTitle(
+    // The copy is the system's own clipboard write: it opens no panel.
+    auto copy = ui::AlertAction::actionWithTitle(
         "Copy", ui::AlertActionStyle::destructive, [this, weak, text](ui::AlertAction&) {
-            flags_.usingSplode = true;
+            noteOwnClipboardWrite();
             host_.application().platform().pasteboard.setString(text);
             if (auto shown = weak.lock()) shown->setHidden(true);
-            context_.runLoop().after(ServerFlags::kOwnWriteSeconds, &flags_,
-                                     [this] { clearUsingFlag(); });
-        }));
+        });
+    alert->addAction(copy);
     alert->addAction(ui::AlertAction::actionWithTitle("Cancel", ui::AlertActionStyle::cancel,
                                                       [weak](ui::AlertAction&) {
                                                           if (auto shown = weak.lock())
                                                               shown->setHidden(true);
                                                       }));
+    // Part of the result, selected in the dialog: copied the same way, the
+    // dialog stays.
+    alert->setCopyable(copy.get(), [this](const std::string& part) {
+        noteOwnClipboardWrite();
+        host_.application().platform().pasteboard.setString(part);
+    });
     root->presentViewController(alert, true);
     host_.windowsChanged();
     return "result of " + std::to_string(text.size()) + " bytes shown";

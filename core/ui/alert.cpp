@@ -42,4 +42,25 @@ std::optional<std::size_t> AlertController::cancelActionIndex() const {
     return std::nullopt;
 }
 
+void AlertController::setCopyable(AlertAction* copyAction, CopySelectionHandler handler) {
+    copyAction_ = copyAction;
+    copySelection_ = std::move(handler);
+}
+
+std::optional<std::size_t> AlertController::copyActionIndex() const {
+    for (std::size_t i = 0; i < actions_.size(); ++i) {
+        if (actions_[i].get() == copyAction_ && actions_[i]->isEnabled()) return i;
+    }
+    return std::nullopt;
+}
+
+bool AlertController::copySelection(const std::string& part) {
+    if (!copySelection_ || part.empty()) return false;
+    // The handler may drop the alert's last owner.
+    auto self = shared_from_this();
+    auto handler = copySelection_;
+    handler(part);
+    return true;
+}
+
 }  // namespace kernova::ui

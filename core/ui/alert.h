@@ -73,6 +73,19 @@ class AlertController : public ViewController {
     // stands for: the cancel-style action, if any.
     std::optional<std::size_t> cancelActionIndex() const;
 
+    // A message the user may copy from: `copyAction` is what a copy command
+    // with nothing selected stands for, and `handler` receives the part of the
+    // message the user copied (the alert stays). The platform then offers
+    // selecting the message by mouse and keyboard and leaves the clipboard to
+    // them.
+    using CopySelectionHandler = std::function<void(const std::string& part)>;
+    void setCopyable(AlertAction* copyAction, CopySelectionHandler handler);
+    bool isCopyable() const { return static_cast<bool>(copySelection_); }
+    std::optional<std::size_t> copyActionIndex() const;
+    // Called by the platform when the user copies `part` of the message; false
+    // when the alert is not copyable or `part` is empty.
+    bool copySelection(const std::string& part);
+
   private:
     std::optional<std::string> title_;
     std::optional<std::string> message_;
@@ -80,6 +93,8 @@ class AlertController : public ViewController {
     std::vector<std::shared_ptr<AlertAction>> actions_;
     std::vector<std::shared_ptr<TextField>> textFields_;
     AlertAction* preferred_ = nullptr;
+    AlertAction* copyAction_ = nullptr;
+    CopySelectionHandler copySelection_;
 };
 
 }  // namespace kernova::ui

@@ -147,6 +147,62 @@ TEST_F(PresenterTest, ASheetIsDrivenByTheKeyboardWithItsLongTitleOnOneLine) {
     EXPECT_EQ(presenter().presentedCount(), 0u);
 }
 
+// The translation result: the copy key copies the selected part through the
+// model (the dialog stays) or, with nothing selected, presses Copy; a long
+// result scrolls within 60% of the monitor's height.
+TEST_F(PresenterTest, ACopyableMessageIsSelectedCopiedAndScrolled) {
+    window = makeWindow({0, 0, 1000, 500});
+    root = std::make_shared<ui::ViewController>();
+    window->setRootViewController(root);
+    std::string result;
+    for (int line = 0; line < 100; ++line)
+        result += "Bonjour le monde, ligne " + std::to_string(line) + "\n";
+    auto alert = ui::AlertController::alertControllerWithTitle("Translation result", result,
+                                                               ui::AlertControllerStyle::alert);
+    auto copy =
+        ui::AlertAction::actionWithTitle("Copy", ui::AlertActionStyle::destructive,
+                                         [&](ui::AlertAction&) { tapped.push_back("Copy"); });
+    alert->addAction(copy);
+    alert->addAction(
+        ui::AlertAction::actionWithTitle("Cancel", ui::AlertActionStyle::cancel,
+                                         [&](ui::AlertAction&) { tapped.push_back("Cancel"); }));
+    std::vector<std::string> parts;
+    alert->setCopyable(copy.get(), [&](const std::string& part) { parts.push_back(part); });
+    auto copyKey = [](QWidget* target) {
+        for (QEvent::Type type : {QEvent::ShortcutOverride, QEvent::KeyPress}) {
+            QKeyEvent event(type, Qt::Key_C, Qt::ControlModifier, QStringLiteral("\x03"));
+            QApplication::sendEvent(target, &event);
+        }
+    };
+    root->presentViewController(alert, true);
+    auto* message = find<QLabel>(*alert, "message");
+    auto* area = find<QScrollArea>(*alert, "message-scroll");
+    ASSERT_TRUE(message && area);
+    EXPECT_TRUE(message->textInteractionFlags() & Qt::TextSelectableByKeyboard);
+    EXPECT_LE(area->height(), 300);
+    EXPECT_GT(message->height(), area->height());
+
+    message->setSelection(3, 18);  // "jour le monde, lig"
+    copyKey(message);
+    message->setSelection(14, 15);  // across a line break
+    copyKey(message);
+    EXPECT_EQ(parts, (std::vector<std::string>{"jour le monde, lig", "de, ligne 0\nBon"}));
+    EXPECT_TRUE(tapped.empty());
+    EXPECT_NE(presenter().dialogFor(*alert), nullptr);
+
+    message->setSelection(0, 0);
+    copyKey(presenter().dialogFor(*alert)->focusWidget());
+    EXPECT_EQ(tapped, std::vector<std::string>{"Copy"});
+    EXPECT_EQ(presenter().presentedCount(), 0u);
+
+    // Other alerts keep a message selectable by mouse alone.
+    auto plain = ui::AlertController::alertControllerWithTitle("Title", "Text",
+                                                               ui::AlertControllerStyle::alert);
+    root->presentViewController(plain, true);
+    EXPECT_EQ(find<QScrollArea>(*plain, "message-scroll"), nullptr);
+    EXPECT_EQ(find<QLabel>(*plain, "message")->textInteractionFlags(), Qt::TextSelectableByMouse);
+}
+
 class RecordingActivity : public ui::Activity {
   public:
     std::string activityType() const override { return "fun.quorle.KernovaActivity"; }

@@ -431,6 +431,28 @@ TEST_F(ServerTest, TheOtherHandlers) {
     EXPECT_FALSE(theServer.flags().usingSplode);
     EXPECT_TRUE(reportScreen(server.application()).alerts.empty());
 
+    // A part the user selected and copied in the dialog: the same own write,
+    // and the dialog stays until Cancel.
+    app.messageSender().sendMessageName(
+        "alertTrans", Value(Dictionary{{"transResult", Value("bonjour le monde")}}));
+    device.runUntilIdle();
+    auto result = driver.topAlert();
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->copyActionIndex(), 0u);
+    EXPECT_FALSE(result->copySelection(""));
+    EXPECT_FALSE(theServer.flags().usingSplode);
+    EXPECT_TRUE(result->copySelection("le monde"));
+    EXPECT_EQ(device.pasteboard().string(), "le monde");
+    splodeSelection("le monde");
+    EXPECT_EQ(last().outcome, "dropped: the system's own clipboard write");
+    EXPECT_EQ(driver.topAlert(), result);
+    device.advance(ServerFlags::kOwnWriteSeconds);
+    EXPECT_FALSE(theServer.flags().usingSplode);
+    EXPECT_TRUE(driver.tapAlertAction("Cancel"));
+    device.runUntilIdle();
+    EXPECT_TRUE(reportScreen(server.application()).alerts.empty());
+    EXPECT_EQ(device.pasteboard().string(), "le monde");
+
     // The floating button's flag: set by the first "popButton", cleared 2.5 s
     // after every one.
     app.messageSender().sendMessageName("popButton");

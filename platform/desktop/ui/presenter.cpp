@@ -9,8 +9,11 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <algorithm>
 #include <functional>
 
@@ -35,6 +38,8 @@ class ModelDialog final : public QDialog {
     void reject() override {
         if (onReject_) onReject_();
     }
+    // What the copy key stands for; none by default.
+    void setCopyHandler(std::function<void()> onCopy) { onCopy_ = std::move(onCopy); }
 
   protected:
     // The keyboard drives the list: up and down move among the buttons (the
@@ -42,6 +47,10 @@ class ModelDialog final : public QDialog {
     // one with the focus, Escape dismisses (reject).
     void keyPressEvent(QKeyEvent* event) override {
         const int key = event->key();
+        if (onCopy_ && event->matches(QKeySequence::Copy)) {
+            onCopy_();
+            return;
+        }
         if (key == Qt::Key_Up || key == Qt::Key_Down) {
             focusNextPrevChild(key == Qt::Key_Down);
             return;
@@ -57,7 +66,44 @@ class ModelDialog final : public QDialog {
 
   private:
     std::function<void()> onReject_;
+    std::function<void()> onCopy_;
 };
+
+// Takes the copy key from a selectable label (which would copy by itself) and
+// hands it to `onCopy`.
+class CopyKeyFilter final : public QObject {
+  public:
+    CopyKeyFilter(QObject* parent, std::function<void()> onCopy)
+        : QObject(parent), onCopy_(std::move(onCopy)) {}
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        const QEvent::Type type = event->type();
+        if (type != QEvent::ShortcutOverride && type != QEvent::KeyPress)
+            return QObject::eventFilter(watched, event);
+        if (!static_cast<QKeyEvent*>(event)->matches(QKeySequence::Copy)) return false;
+        if (type == QEvent::ShortcutOverride) {
+            event->accept();  // delivered as a key press, not to a shortcut
+            return true;
+        }
+        onCopy_();
+        return true;
+    }
+
+  private:
+    std::function<void()> onCopy_;
+};
+
+// A copyable message's part of the monitor's height before it scrolls.
+constexpr double kMessageMaxHeightShare = 0.6;
+
+// The selected text of `label` with plain line breaks.
+std::string selectedText(const QLabel& label) {
+    QString text = label.selectedText();
+    text.replace(QChar(0x2029), QLatin1Char('\n'));
+    text.replace(QChar(0x2028), QLatin1Char('\n'));
+    return fromQString(text);
+}
 
 // Share-sheet entries shown before the list scrolls.
 constexpr std::size_t kShareEntriesWithoutScrolling = 8;
@@ -87,9 +133,9 @@ QString oneLine(QString text) {
     return text;
 }
 
-void addText(QBoxLayout& layout, const std::optional<std::string>& text, const char* name,
-             bool bold) {
-    if (!text || text->empty()) return;
+QLabel* addText(QBoxLayout& layout, const std::optional<std::string>& text, const char* name,
+                bool bold) {
+    if (!text || text->empty()) return nullptr;
     auto* label = new QLabel(toQString(*text));
     label->setObjectName(QString::fromLatin1(name));
     // The title takes one line however long (a sheet may be titled with a
@@ -105,6 +151,44 @@ void addText(QBoxLayout& layout, const std::optional<std::string>& text, const c
             QFontMetrics(font).elidedText(oneLine(label->text()), Qt::ElideMiddle, kTitleMaxWidth));
     }
     layout.addWidget(label);
+    return label;
+}
+
+// The message of a copyable alert: selectable by mouse and keyboard, in a
+// scroll area at most `maxHeight` high; the copy key copies the selected part
+// or, with nothing selected, presses the copy action, both through the model.
+void makeCopyable(ModelDialog& dialog, QBoxLayout& layout, QLabel& message,
+                  std::weak_ptr<ui::AlertController> weak, int maxHeight) {
+    message.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    message.setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    // Its menu's Copy would write the clipboard behind the model's back.
+    message.setContextMenuPolicy(Qt::NoContextMenu);
+    const int index = layout.indexOf(&message);
+    layout.removeWidget(&message);
+    auto* area = new QScrollArea;
+    area->setObjectName(QString::fromLatin1(QtPresenter::kMessageScrollName));
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidgetResizable(true);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    area->setWidget(&message);
+    const int width = kTitleMaxWidth;
+    const int textHeight =
+        message.heightForWidth(width - area->verticalScrollBar()->sizeHint().width());
+    area->setMinimumWidth(width);
+    area->setFixedHeight(std::clamp(textHeight, 1, std::max(maxHeight, 1)));
+    layout.insertWidget(index, area);
+
+    auto copy = [weak, label = QPointer<QLabel>(&message)] {
+        auto model = weak.lock();
+        if (!model) return;
+        if (label && label->hasSelectedText()) {
+            model->copySelection(selectedText(*label));
+        } else if (auto action = model->copyActionIndex()) {
+            model->tapAction(*action);
+        }
+    };
+    dialog.setCopyHandler(copy);
+    message.installEventFilter(new CopyKeyFilter(&message, copy));
 }
 
 // Cancel is bold, destructive red, as the phone's alerts set them apart.
@@ -149,7 +233,11 @@ void QtPresenter::present(const std::shared_ptr<ui::ViewController>& controller,
     // its dialogs from taking the keyboard focus too.
     const bool takesFocus = !(window && window->passesTouchesThrough());
     if (auto alert = std::dynamic_pointer_cast<ui::AlertController>(controller)) {
-        dialog = buildAlert(alert, takesFocus);
+        // A copyable message scrolls past a share of the window's (monitor's) height.
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        const double height = window ? window->frame().size.height
+                                     : (screen ? screen->availableGeometry().height() : 768);
+        dialog = buildAlert(alert, takesFocus, static_cast<int>(height * kMessageMaxHeightShare));
     } else if (auto sheet = std::dynamic_pointer_cast<ui::ActivityViewController>(controller)) {
         dialog = buildShareSheet(sheet, takesFocus);
     } else {
@@ -217,8 +305,8 @@ QDialog* QtPresenter::dialogFor(const ui::ViewController& controller) const {
     return nullptr;
 }
 
-QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& alert,
-                                 bool takesFocus) {
+QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& alert, bool takesFocus,
+                                 int messageMaxHeight) {
     std::weak_ptr<ui::AlertController> weak = alert;
     bool sheet = alert->preferredStyle() == ui::AlertControllerStyle::actionSheet;
     auto* dialog = new ModelDialog(
@@ -236,7 +324,9 @@ QDialog* QtPresenter::buildAlert(const std::shared_ptr<ui::AlertController>& ale
     dialog->setWindowTitle(toQString(alert->title().value_or("")));
     auto* layout = new QVBoxLayout(dialog);
     addText(*layout, alert->title(), kTitleName, true);
-    addText(*layout, alert->message(), kMessageName, false);
+    QLabel* message = addText(*layout, alert->message(), kMessageName, false);
+    if (message && alert->isCopyable())
+        makeCopyable(*dialog, *layout, *message, weak, messageMaxHeight);
     addFields(*layout, *alert);
 
     const auto& actions = alert->actions();

@@ -7,7 +7,10 @@
 // Dialogs presented from a window that passes touches through never take the
 // keyboard focus. A dialog shows centred on the window it was presented from;
 // its title takes one line, elided in the middle; the arrow keys move among
-// its buttons, Enter presses the focused one and Escape dismisses it.
+// its buttons, Enter presses the focused one and Escape dismisses it. A
+// copyable alert's message (a translation result) can be selected by mouse and
+// keyboard and scrolls when long; the copy key copies the selected part, or
+// presses the copy action when nothing is selected.
 #pragma once
 
 #include <QDialog>
@@ -30,6 +33,7 @@ class QtPresenter final : public ui::Presenter {
     // Object names of the dialogs' parts, for tests and accessibility tools.
     static constexpr const char* kTitleName = "title";
     static constexpr const char* kMessageName = "message";
+    static constexpr const char* kMessageScrollName = "message-scroll";
     static constexpr const char* kActionPrefix = "action-";      // + index
     static constexpr const char* kFieldPrefix = "field-";        // + index
     static constexpr const char* kActivityPrefix = "activity-";  // + activity type
@@ -72,8 +76,10 @@ class QtPresenter final : public ui::Presenter {
         std::weak_ptr<ui::View> window;
     };
 
-    // `takesFocus` false: the dialog never takes the keyboard focus.
-    QDialog* buildAlert(const std::shared_ptr<ui::AlertController>& alert, bool takesFocus);
+    // `takesFocus` false: the dialog never takes the keyboard focus. A
+    // copyable message scrolls past `messageMaxHeight`.
+    QDialog* buildAlert(const std::shared_ptr<ui::AlertController>& alert, bool takesFocus,
+                        int messageMaxHeight);
     QDialog* buildShareSheet(const std::shared_ptr<ui::ActivityViewController>& sheet,
                              bool takesFocus);
     void copyItems(const std::vector<ui::ActivityItem>& items);
