@@ -40,8 +40,7 @@ class BoardTest : public ::testing::Test {
     }
 
     void setSetting(const std::string& key, Value value) {
-        auto saved = updateSettings(context, [&](Dictionary& d) { d[key] = value; });
-        (void)saved;
+        (void)updateSettings(context, [&](Dictionary& d) { d[key] = value; });
     }
 
     GTagFlowItemRef item(const std::string& text) {

@@ -40,9 +40,6 @@ TEST_F(ItemTest, FontSizeComesFromTheSettingsFileAtCreation) {
 
 TEST_F(ItemTest, MeasuresTextWithPaddingAndKeepsFractions) {
     auto tag = item("abc");
-    EXPECT_TRUE(tag->orderCopy());
-    EXPECT_FALSE(tag->isSelected());
-    EXPECT_EQ(tag->index(), 0);
     EXPECT_DOUBLE_EQ(tag->itemSize().width, textWidth(measurer, "abc", 12) + 18);
     EXPECT_NE(tag->itemSize().width, std::floor(tag->itemSize().width));
 

@@ -35,8 +35,7 @@ void writeFontSize(std::int64_t size) {
     InProcessSystemNotifications notifications;
     Context context(loop, notifications, Paths{preferencesDirectory(processEnvironment()), {}});
     std::filesystem::create_directories(context.paths().preferences);
-    auto saved = updateSettings(context, [&](Dictionary& d) { d["fontSize"] = Value(size); });
-    (void)saved;
+    (void)updateSettings(context, [&](Dictionary& d) { d["fontSize"] = Value(size); });
 }
 
 TEST(LayoutCommand, PrintsEveryFrameAndTheContentSize) {

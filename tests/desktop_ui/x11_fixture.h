@@ -8,6 +8,7 @@
 #include <QGuiApplication>
 #include <QProcess>
 #include <QRect>
+#include <QScreen>
 #include <QStandardPaths>
 #include <QWidget>
 #include <QWindow>
@@ -47,6 +48,27 @@ inline QRect serverGeometry(const QWidget& widget) {
     std::free(where);
     std::free(size);
     return rect;
+}
+
+// True when the pixel at (x, y) on the desktop shows `colour` on `screen`
+// (the primary screen when null).
+inline bool screenShows(int x, int y, const QColor& colour, QScreen* screen = nullptr) {
+    if (!screen) screen = QGuiApplication::primaryScreen();
+    const QPoint origin = screen->geometry().topLeft();
+    QImage pixel = screen->grabWindow(0, x - origin.x(), y - origin.y(), 1, 1).toImage();
+    return !pixel.isNull() && near(pixel.pixelColor(0, 0), colour);
+}
+
+// A shown window of one colour (a CSS colour) at `geometry`; frameless unless
+// it is to be managed as an ordinary window.
+inline std::unique_ptr<QWidget> solidWindow(QRect geometry, const QString& colour,
+                                            bool frameless = true) {
+    auto widget =
+        std::make_unique<QWidget>(nullptr, frameless ? Qt::FramelessWindowHint : Qt::Widget);
+    widget->setStyleSheet(QStringLiteral("background: ") + colour);
+    widget->setGeometry(geometry);
+    widget->show();
+    return widget;
 }
 
 class X11Test : public DesktopUiTest {

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "desktop_ui/x11_fixture.h"
@@ -24,24 +25,14 @@ namespace {
 constexpr std::uint32_t kShiftLKeysym = 0xffe1;
 
 TEST(KeysymForCodePoint, LatinOneIsItselfTheRestOfUnicodeIsOffsetAndControlsAreKeys) {
-    EXPECT_EQ(keysymForCodePoint(U'a'), 0x61u);
-    EXPECT_EQ(keysymForCodePoint(U' '), 0x20u);
-    EXPECT_EQ(keysymForCodePoint(U'~'), 0x7eu);
-    EXPECT_EQ(keysymForCodePoint(U'\u00a0'), 0xa0u);
-    EXPECT_EQ(keysymForCodePoint(U'é'), 0xe9u);
-    EXPECT_EQ(keysymForCodePoint(U'ÿ'), 0xffu);
-    EXPECT_EQ(keysymForCodePoint(U'Ā'), 0x01000100u);
-    EXPECT_EQ(keysymForCodePoint(U'世'), 0x01004e16u);
-    EXPECT_EQ(keysymForCodePoint(U'\U0001F600'), 0x0101f600u);
-    EXPECT_EQ(keysymForCodePoint(U'\n'), 0xff0du);  // Return
-    EXPECT_EQ(keysymForCodePoint(U'\r'), 0xff0du);
-    EXPECT_EQ(keysymForCodePoint(U'\t'), 0xff09u);  // Tab
-    EXPECT_EQ(keysymForCodePoint(U'\0'), 0u);
-    EXPECT_EQ(keysymForCodePoint(U'\x1b'), 0u);
-    EXPECT_EQ(keysymForCodePoint(U'\x7f'), 0u);
-    EXPECT_EQ(keysymForCodePoint(U'\u0085'), 0u);
-    EXPECT_EQ(keysymForCodePoint(static_cast<char32_t>(0xd800)), 0u);
-    EXPECT_EQ(keysymForCodePoint(static_cast<char32_t>(0x110000)), 0u);
+    const std::pair<char32_t, std::uint32_t> table[] = {
+        {U'a', 0x61},    {U' ', 0x20},       {U'~', 0x7e},        {U'\u00a0', 0xa0},
+        {U'ÿ', 0xff},    {U'Ā', 0x01000100}, {U'世', 0x01004e16}, {U'\U0001F600', 0x0101f600},
+        {U'\n', 0xff0d}, {U'\r', 0xff0d},    {U'\t', 0xff09},  // Return, Return, Tab
+        {U'\0', 0},      {U'\x1b', 0},       {U'\x7f', 0},        {U'\u0085', 0},
+        {0xd800, 0},     {0x110000, 0}};
+    for (const auto& [codePoint, keysym] : table)
+        EXPECT_EQ(keysymForCodePoint(codePoint), keysym) << static_cast<std::uint32_t>(codePoint);
 }
 
 struct FreeReply {

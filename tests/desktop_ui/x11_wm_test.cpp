@@ -71,10 +71,7 @@ class WindowManagerTest : public X11Test {
 
     // An ordinary application window, managed and decorated by the window manager.
     static std::unique_ptr<QWidget> ordinaryWindow(QRect geometry, const char* colour) {
-        auto widget = std::make_unique<QWidget>();
-        widget->setStyleSheet(QStringLiteral("background: %1").arg(QLatin1String(colour)));
-        widget->setGeometry(geometry);
-        widget->show();
+        auto widget = solidWindow(geometry, QLatin1String(colour), false);
         widget->activateWindow();
         return widget;
     }
@@ -99,14 +96,8 @@ TEST_F(WindowManagerTest, TheDisplayShowsTwoMonitors) {
 TEST_F(WindowManagerTest, AnOverlayMapsOnTheMonitorItsFrameLiesOnAndShowsThatMonitorBeneath) {
     QScreen* right = rightMonitor();
     ASSERT_NE(right, nullptr);
-    QWidget beneath(nullptr, Qt::FramelessWindowHint);
-    beneath.setStyleSheet(QStringLiteral("background: rgb(0, 200, 0)"));
-    beneath.setGeometry(1000, 200, 100, 100);
-    beneath.show();
-    auto greenAt = [&](int x, int y, QColor colour) {
-        QImage pixel = right->grabWindow(0, x - 800, y, 1, 1).toImage();
-        return !pixel.isNull() && near(pixel.pixelColor(0, 0), colour);
-    };
+    auto beneath = solidWindow({1000, 200, 100, 100}, "rgb(0, 200, 0)");
+    auto greenAt = [&](int x, int y, QColor colour) { return screenShows(x, y, colour, right); };
     ASSERT_TRUE(waitFor([&] { return greenAt(1050, 250, QColor(0, 200, 0)); }));
 
     auto window = makeWindow({900, 100, 400, 300});

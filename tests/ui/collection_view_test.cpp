@@ -150,6 +150,18 @@ TEST(LayoutIndex, AnswersRectanglesLikeAFullScan) {
     }
 }
 
+// A collection view laid out by `layout` with `items` from `board`.
+std::shared_ptr<CollectionView> laidOut(std::shared_ptr<CollectionViewLayout> layout, Rect frame,
+                                        Board& board, std::int64_t items) {
+    auto cv = std::make_shared<CollectionView>(frame, std::move(layout));
+    board.items = items;
+    cv->registerClass([] { return std::make_shared<TagCell>(); }, "Tag");
+    cv->setDataSource(&board);
+    cv->setDelegate(&board);
+    cv->layoutIfNeeded();
+    return cv;
+}
+
 struct SizedBoard : Board, FlowLayoutDelegate {
     Size sizeForItemAtIndexPath(CollectionView&, CollectionViewLayout&,
                                 const IndexPath& ip) override {
@@ -172,13 +184,8 @@ struct SizedBoard : Board, FlowLayoutDelegate {
 TEST(FlowLayout, LinesFromTheDelegatesSizes) {
     testing::Process p;
     auto flow = std::make_shared<FlowLayout>();
-    auto cv = std::make_shared<CollectionView>(Rect(0, 0, 200, 300), flow);
     SizedBoard board;
-    board.items = 3;
-    cv->registerClass([] { return std::make_shared<TagCell>(); }, "Tag");
-    cv->setDataSource(&board);
-    cv->setDelegate(&board);
-    cv->layoutIfNeeded();
+    auto cv = laidOut(flow, Rect(0, 0, 200, 300), board, 3);
     auto a0 = flow->layoutAttributesForItemAtIndexPath(IndexPath{0, 0});
     auto a1 = flow->layoutAttributesForItemAtIndexPath(IndexPath{0, 1});
     auto a2 = flow->layoutAttributesForItemAtIndexPath(IndexPath{0, 2});
@@ -221,14 +228,8 @@ struct CountingBoard : SizedBoard {
 
 TEST(FlowLayout, SubclassWithItsOwnListGetsItsFramesAndNoExtraWork) {
     testing::Process p;
-    auto layout = std::make_shared<OwnListLayout>();
-    auto cv = std::make_shared<CollectionView>(Rect(0, 0, 100, 100), layout);
     CountingBoard board;
-    board.items = 6;
-    cv->registerClass([] { return std::make_shared<TagCell>(); }, "Tag");
-    cv->setDataSource(&board);
-    cv->setDelegate(&board);
-    cv->layoutIfNeeded();
+    auto cv = laidOut(std::make_shared<OwnListLayout>(), Rect(0, 0, 100, 100), board, 6);
     EXPECT_EQ(cv->visibleCells().size(), 3u);  // rows at 0, 40 and 80
     ASSERT_NE(cv->cellForItemAtIndexPath(IndexPath{0, 2}), nullptr);
     EXPECT_EQ(cv->cellForItemAtIndexPath(IndexPath{0, 2})->frame(), Rect(0, 80, 100, 30));

@@ -3,7 +3,6 @@
 #include "ui/activity.h"
 #include "ui/alert.h"
 #include "ui/image_view.h"
-#include "ui/web_view.h"
 #include "ui_fixture.h"
 
 namespace kernova::ui {

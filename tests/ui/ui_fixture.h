@@ -10,7 +10,6 @@
 #include "base/virtual_run_loop.h"
 #include "ui/application.h"
 #include "ui/platform.h"
-#include "ui/web_view.h"
 
 namespace kernova::ui::testing {
 
@@ -43,28 +42,15 @@ struct RecordingPresenter : Presenter {
     void dismiss(ViewController& c) override { dismissed.push_back(&c); }
 };
 
+// Platform services the toolkit tests never look at.
 struct Services : Haptic, Keyboard, Appearance, UrlOpener {
-    std::vector<std::uint32_t> sounds;
-    std::vector<std::string> opened;
-    std::string typed;
-    void playSystemSound(std::uint32_t id) override { sounds.push_back(id); }
-    void insertText(const std::string& text) override { typed += text; }
+    void playSystemSound(std::uint32_t) override {}
+    void insertText(const std::string&) override {}
     int currentState() const override { return 0; }
     void dismiss() override {}
     bool isDarkMode() const override { return false; }
-    bool openURL(const std::string& url) override {
-        opened.push_back(url);
-        return true;
-    }
+    bool openURL(const std::string&) override { return true; }
     bool canOpenURL(const std::string&) const override { return true; }
-};
-
-struct FakeBacking : WebViewBacking {
-    std::vector<std::string>* loads;
-    explicit FakeBacking(std::vector<std::string>* l) : loads(l) {}
-    void load(const std::string& url) override { loads->push_back(url); }
-    void stopLoading() override {}
-    std::string selectedText() const override { return "picked"; }
 };
 
 class Process {
@@ -72,16 +58,8 @@ class Process {
     Process()
         : loop(clock),
           context(loop, system, Paths{}),
-          platform{measurer,
-                   codec,
-                   pasteboard,
-                   presenter,
-                   [this](WebView&) { return std::make_unique<FakeBacking>(&loads); },
-                   services,
-                   services,
-                   services,
-                   services,
-                   screen},
+          platform{measurer, codec,    pasteboard, presenter, {},
+                   services, services, services,   services,  screen},
           app(context, platform) {}
 
     // A shown full-screen window at `level`.
@@ -121,7 +99,6 @@ class Process {
     RecordingPresenter presenter;
     Services services;
     Screen screen;
-    std::vector<std::string> loads;
     Platform platform;
     Application app;
 };
