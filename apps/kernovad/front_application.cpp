@@ -20,11 +20,12 @@ struct FreeReply {
 template <typename T>
 using Reply = std::unique_ptr<T, FreeReply>;
 
-xcb_atom_t internAtom(xcb_connection_t* connection, const char* name) {
-    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection,
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
-        nullptr));
+xcb_intern_atom_cookie_t askAtom(xcb_connection_t* connection, const char* name) {
+    return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
+}
+
+xcb_atom_t atomOf(xcb_connection_t* connection, xcb_intern_atom_cookie_t cookie) {
+    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookie, nullptr));
     return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
 }
 
@@ -86,10 +87,16 @@ FrontApplication::FrontApplication(const EnvironmentLookup& env, const Logger& l
         xcb_screen_next(&screens);
     if (!screens.rem) return;
     root_ = screens.data->root;
-    activeAtom_ = internAtom(connection_, "_NET_ACTIVE_WINDOW");
-    pidAtom_ = internAtom(connection_, "_NET_WM_PID");
-    typeAtom_ = internAtom(connection_, "_NET_WM_WINDOW_TYPE");
-    desktopTypeAtom_ = internAtom(connection_, "_NET_WM_WINDOW_TYPE_DESKTOP");
+    // Every request first, then every reply: one round trip.
+    const xcb_intern_atom_cookie_t active = askAtom(connection_, "_NET_ACTIVE_WINDOW");
+    const xcb_intern_atom_cookie_t pid = askAtom(connection_, "_NET_WM_PID");
+    const xcb_intern_atom_cookie_t type = askAtom(connection_, "_NET_WM_WINDOW_TYPE");
+    const xcb_intern_atom_cookie_t desktopType =
+        askAtom(connection_, "_NET_WM_WINDOW_TYPE_DESKTOP");
+    activeAtom_ = atomOf(connection_, active);
+    pidAtom_ = atomOf(connection_, pid);
+    typeAtom_ = atomOf(connection_, type);
+    desktopTypeAtom_ = atomOf(connection_, desktopType);
     std::array<char, 256> name{};
     if (gethostname(name.data(), name.size() - 1) == 0) host_ = name.data();
 

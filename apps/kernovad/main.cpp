@@ -30,6 +30,7 @@
 #include "desktop/ui/desktop_platform.h"
 #include "kernovad/debug_endpoint.h"
 #include "kernovad/desktop_host.h"
+#include "kernovad/warm_up.h"
 #include "segment/splode_box.h"
 #include "server/server.h"
 #include "server/share_activities.h"
@@ -91,12 +92,15 @@ int main(int argc, char** argv) {
     if (!useX11UnlessChosen(probe)) return 1;
     int signalFd = stopSignalDescriptor();
     desktop::prepareDesktopProcess();
+    const EnvironmentLookup env = processEnvironment();
+    // Font and word-breaking set-up runs beside the X and bus connections.
+    daemon::StartupWarmUp warmUp(segmentationLocale(env));
     QApplication app(argc, argv);
+    const std::jthread fontWarmUp = warmUp.warmFonts();
     probe.reset();
     QApplication::setApplicationName(QStringLiteral("kernovad"));
     QApplication::setQuitOnLastWindowClosed(false);
 
-    const EnvironmentLookup env = processEnvironment();
     QDBusConnection bus = desktop::sessionConnection();
     desktop::QtRunLoop runLoop;
     desktop::DBusMessageCenter center(bus);

@@ -81,10 +81,8 @@ void DBusMessageSender::sendMessageName(const std::string& name, const Value& us
 bool DBusMessageSender::startService() {
     QDBusConnectionInterface* bus = connection_.interface();
     if (!connection_.isConnected() || bus == nullptr) return false;
-    QString name = QString::fromLatin1(kMessagesService);
-    QDBusReply<bool> running = bus->isServiceRegistered(name);
-    if (running.isValid() && running.value()) return true;
-    return bus->startService(name).isValid();
+    // One round trip: the bus answers at once when the name has an owner.
+    return bus->startService(QString::fromLatin1(kMessagesService)).isValid();
 }
 
 bool DBusMessageSender::flush() {
