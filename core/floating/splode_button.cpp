@@ -39,8 +39,8 @@ GSplodeButton::Geometry GSplodeButton::geometryFor(const SettingsSnapshot& setti
     return geometry;
 }
 
-std::shared_ptr<GSplodeButton> GSplodeButton::init(ui::Application& application,
-                                                   Services services, const ui::Rect& screen) {
+std::shared_ptr<GSplodeButton> GSplodeButton::init(ui::Application& application, Services services,
+                                                   const ui::Rect& screen) {
     const Geometry geometry = geometryFor(readSettings(application.context()), screen.size);
     return std::make_shared<GSplodeButton>(application, std::move(services), geometry);
 }
@@ -79,7 +79,8 @@ void GSplodeButton::addToKeyWindow() {
         setFrame(moved);
     });
     application_.runLoop().cancelAll(this);
-    application_.runLoop().after(kRestSeconds, this, [this] { removeFromKeyWindowWithAnimetion(); });
+    application_.runLoop().after(kRestSeconds, this,
+                                 [this] { removeFromKeyWindowWithAnimetion(); });
 }
 
 void GSplodeButton::removeFromKeyWindowWithAnimetion() {
