@@ -101,6 +101,7 @@ TEST_F(ButtonEndToEnd, AppearsUnderThePointerPassesOtherClicksAndOpensTheClipboa
     // A click beside the button, inside its window, reaches the test window;
     // the keyboard stays with it.
     ASSERT_TRUE(click({"500", "400"}));
+    EXPECT_TRUE(floatingButton()) << "the button was still up for the click";
     EXPECT_TRUE(waitFor([&] { return presses() == 1; }, 3000)) << targetOutput_.toStdString();
     auto [focused, focus] = run(QStringLiteral("xdotool"), {"getwindowfocus"});
     EXPECT_EQ(QString::fromStdString(focus).trimmed(), window);
