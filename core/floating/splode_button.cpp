@@ -69,9 +69,10 @@ GSplodeButton::~GSplodeButton() {
 }
 
 void GSplodeButton::addToKeyWindow() {
-    if (!keyWindow_) return;
-    keyWindow_->addSubview(shared_from_this());
-    keyWindow_->setHidden(false);
+    std::shared_ptr<GSplodeWindow> window = keyWindow();
+    if (!window) return;
+    window->addSubview(shared_from_this());
+    window->setHidden(false);
     application_.animator().animate(kSlideSeconds, [this] {
         ui::Rect moved = frame();
         moved.origin.x += offsetX_;
@@ -100,12 +101,13 @@ void GSplodeButton::removeFromKeyWindow() {
     // The window holds the button: keep it for the rest of this call.
     auto self = shared_from_this();
     removeFromSuperview();
-    if (keyWindow_) keyWindow_->setHidden(true);
+    if (auto window = keyWindow()) window->setHidden(true);
     if (showingEnded_) showingEnded_();
 }
 
 bool GSplodeButton::isShown() const {
-    return keyWindow_ && !keyWindow_->isHidden() && superview() == keyWindow_.get();
+    std::shared_ptr<GSplodeWindow> window = keyWindow();
+    return window && !window->isHidden() && superview() == window.get();
 }
 
 void GSplodeButton::actionBtnClick() {

@@ -56,8 +56,10 @@ class GSplodeButton : public ui::Button {
 
     const std::function<void()>& showingEndedBlock() const { return showingEnded_; }
     void setShowingEndedBlock(std::function<void()> block) { showingEnded_ = std::move(block); }
-    const std::shared_ptr<GSplodeWindow>& keyWindow() const { return keyWindow_; }
-    void setKeyWindow(std::shared_ptr<GSplodeWindow> window) { keyWindow_ = std::move(window); }
+    // The window the button goes to. The application keeps it while it is
+    // shown and the window keeps the button: the button only refers to it.
+    std::shared_ptr<GSplodeWindow> keyWindow() const { return keyWindow_.lock(); }
+    void setKeyWindow(const std::shared_ptr<GSplodeWindow>& window) { keyWindow_ = window; }
     double offsetX() const { return offsetX_; }
     double offsetY() const { return offsetY_; }
 
@@ -80,7 +82,7 @@ class GSplodeButton : public ui::Button {
     ui::Application& application_;
     Services services_;
     std::function<void()> showingEnded_;
-    std::shared_ptr<GSplodeWindow> keyWindow_;
+    std::weak_ptr<GSplodeWindow> keyWindow_;
     double offsetX_ = 0;
     double offsetY_ = 0;
 };
