@@ -67,6 +67,9 @@ std::string screenStateJson(const ScreenReport& report, double devicePixelRatio)
     nlohmann::ordered_json running = nlohmann::ordered_json::array();
     for (const ui::Rect& frame : report.runningIndicators)
         running.push_back(frameJson(frame));
+    nlohmann::ordered_json floating = nlohmann::ordered_json::array();
+    for (const ui::Rect& frame : report.floatingButtons)
+        floating.push_back(frameJson(frame));
     nlohmann::ordered_json alerts = nlohmann::ordered_json::array();
     for (const AlertReport& alert : report.alerts) {
         alerts.push_back({{"title", alert.title},
@@ -87,6 +90,7 @@ std::string screenStateJson(const ScreenReport& report, double devicePixelRatio)
                                     {"tips", panel.tips},
                                     {"browser", browserJson(panel.browser)},
                                     {"running", std::move(running)},
+                                    {"floatingButtons", std::move(floating)},
                                     {"alerts", std::move(alerts)}};
     return state.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

@@ -1,5 +1,6 @@
 #include "panel/screen_report.h"
 
+#include "floating/splode_button.h"
 #include "floating/splode_running_view.h"
 #include "panel/tag_flow_container.h"
 #include "ui/alert.h"
@@ -93,6 +94,8 @@ ScreenReport reportScreen(const ui::Application& application) {
                 if (!report.panel || panel->isShown()) report.panel = reportPanel(*panel);
             } else if (auto* running = dynamic_cast<GSplodeRunningView*>(&view)) {
                 if (running->isShown()) report.runningIndicators.push_back(onScreen(*running));
+            } else if (auto* button = dynamic_cast<GSplodeButton*>(&view)) {
+                if (button->isShown()) report.floatingButtons.push_back(onScreen(*button));
             }
         });
         const auto& root = window->rootViewController();

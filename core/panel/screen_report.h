@@ -1,5 +1,5 @@
 // What a process shows, as plain data: the panel (its card, tags and
-// buttons), running indicators, and the alerts and notices on screen. The
+// buttons), floating buttons, running indicators, and the alerts and notices on screen. The
 // daemon's debug interface reports it; tests read it.
 #pragma once
 
@@ -68,6 +68,7 @@ struct AlertReport {
 struct ScreenReport {
     std::optional<PanelReport> panel;
     std::vector<ui::Rect> runningIndicators;  // in screen coordinates
+    std::vector<ui::Rect> floatingButtons;    // in screen coordinates, as they move
     std::vector<AlertReport> alerts;          // toasts are alerts without buttons
 };
 

@@ -8,6 +8,7 @@
 #include "base/message_dispatcher.h"
 #include "base/text.h"
 #include "board/tag_flow_item.h"
+#include "floating/splode_button.h"
 #include "floating/splode_running_view.h"
 #include "floating/toast.h"
 #include "panel/tag_flow_container.h"
@@ -300,8 +301,9 @@ std::shared_ptr<GTagFlowContainer> Server::makePanel(const Monitor& monitor) {
 }
 
 std::string Server::openPanel(const std::optional<std::string>& text,
-                              std::shared_ptr<const ui::Image> image) {
-    if (!text || text->empty()) {
+                              std::shared_ptr<const ui::Image> image, bool emptyOpens,
+                              std::function<void(GTagFlowContainer&)> shown) {
+    if (!emptyOpens && (!text || text->empty())) {
         toast(kNoTextTitle, kNoTextTimeout);
         return "refused: no text";
     }
@@ -316,6 +318,8 @@ std::string Server::openPanel(const std::optional<std::string>& text,
         context_.log().info("server", "the translation under way was cancelled by a new panel");
     }
     releasePanel();
+    static const std::string kNoText;
+    const std::string& body = text ? *text : kNoText;
     const std::int64_t style = readSettings(context_).get(settings_key::kStyle);
     panel_ = makePanel(host_.monitorUnderPointer());
     if (image) panel_->setImage(std::move(image));
@@ -324,10 +328,10 @@ std::string Server::openPanel(const std::optional<std::string>& text,
     const Context& context = context_;
     const ui::TextMeasurer& measurer = host_.application().platform().textMeasurer;
     TagFeed::MakeTag make = tagMaker(context, measurer, style);
-    if (make && text->size() >= TagFeed::kSlicedBytes) {
+    if (make && body.size() >= TagFeed::kSlicedBytes) {
         // A large text arrives in slices; the panel shows with the first.
         std::weak_ptr<GTagFlowContainer> weak = panel_;
-        auto deliver = [this, weak](std::vector<GTagFlowItemRef> tags, bool first) {
+        auto deliver = [this, weak, shown](std::vector<GTagFlowItemRef> tags, bool first) {
             auto panel = weak.lock();
             if (!panel || panel != panel_) return;
             if (!first) {
@@ -338,6 +342,7 @@ std::string Server::openPanel(const std::optional<std::string>& text,
             panel->configDatas(std::move(tags));
             panel->setDetachedBlock([this] { panelDetached(); });
             panel->show();
+            if (shown) shown(*panel);
             host_.windowsChanged();
             context_.log().info("server", "large text: panel shown with the first " +
                                               std::to_string(count) + " tags");
@@ -345,9 +350,9 @@ std::string Server::openPanel(const std::optional<std::string>& text,
         panel_->setCompleteBlock([this] {
             if (feed_) feed_->finishNow();
         });
-        panel_->setHistoryText(*text);
+        panel_->setHistoryText(body);
         feed_ = std::make_unique<TagFeed>(
-            context_, *text, std::move(make), std::move(deliver),
+            context_, body, std::move(make), std::move(deliver),
             [this](std::size_t) {
                 if (panel_) panel_->setCompleteBlock({});
             },
@@ -357,12 +362,12 @@ std::string Server::openPanel(const std::optional<std::string>& text,
             return panel && panel == panel_ &&
                    (panel->isShown() || panel->state() == GTagFlowContainer::State::parked);
         });
-        return "panel opening: " + std::to_string(text->size()) +
+        return "panel opening: " + std::to_string(body.size()) +
                " bytes arriving in slices, style " + std::to_string(style);
     }
     std::size_t tags = 0;
     if (make) {
-        std::vector<GSplodeItem> segments = GSplodeBox::splode(*text, context.locale());
+        std::vector<GSplodeItem> segments = GSplodeBox::splode(body, context.locale());
         std::vector<GTagFlowItemRef> items;
         items.reserve(segments.size());
         for (const GSplodeItem& segment : segments)
@@ -372,8 +377,9 @@ std::string Server::openPanel(const std::optional<std::string>& text,
     }
     panel_->setDetachedBlock([this] { panelDetached(); });
     panel_->show();
+    if (shown) shown(*panel_);
     host_.windowsChanged();
-    return "panel opened: " + std::to_string(tags) + " tags from " + std::to_string(text->size()) +
+    return "panel opened: " + std::to_string(tags) + " tags from " + std::to_string(body.size()) +
            " bytes, style " + std::to_string(style);
 }
 
@@ -502,11 +508,62 @@ std::string Server::popButton(const Message& message) {
     timerFiredQLN();
     std::string outcome = "no button: one is up or the application in front is not enabled";
     if (!flags_.showing && context_.settings().availableInApp) {
+        ui::Application& application = host_.application();
+        const ui::Rect area = host_.monitorUnderPointer().workArea;
+        auto window = GSplodeWindow::initWithFrame(application, area);
+        window->setPassesTouchesThrough(true);
+        auto button = GSplodeButton::init(application, buttonServices(), area);
+        button->setKeyWindow(window);
         flags_.showing = true;
-        outcome = "not available yet: the floating button comes later";
+        button->addToKeyWindow();
+        button->setShowingEndedBlock([this, alive = std::weak_ptr(alive_)] {
+            if (alive.expired()) return;
+            clearShowing();
+            host_.windowsChanged();
+        });
+        host_.windowsChanged();
+        outcome = "button shown";
     }
     context_.runLoop().after(kShowingSeconds, this, [this] { clearShowing(); });
     return outcome;
+}
+
+GSplodeButton::Services Server::buttonServices() {
+    GSplodeButton::Services services;
+    std::weak_ptr<bool> alive = alive_;
+    services.readClipboard = [this, alive](GSplodeButton::ClipboardReply reply) {
+        if (alive.expired()) return;
+        host_.readSelection(SelectionKind::clipboard,
+                            [alive, reply = std::move(reply)](std::optional<std::string> text) {
+                                if (!alive.expired()) reply(std::move(text));
+                            });
+    };
+    services.sender = &loopback_;
+    services.openPanel = [this, alive](const std::string& text, const std::string& operation) {
+        if (!alive.expired()) longPressPanel(text, operation);
+    };
+    return services;
+}
+
+void Server::longPressPanel(const std::string& text, const std::string& operation) {
+    using Operation = void (GTagFlowContainer::*)(const std::string&);
+    static constexpr std::pair<std::string_view, Operation> kOperations[] = {
+        {"copyText:", &GTagFlowContainer::copyText},
+        {"translateText:", &GTagFlowContainer::translateText},
+        {"searchText:", &GTagFlowContainer::searchText},
+        {"schemeText:", &GTagFlowContainer::schemeText},
+        {"shareText:", &GTagFlowContainer::shareText},
+    };
+    Operation run = nullptr;
+    for (const auto& [name, method] : kOperations)
+        if (operation == name) run = method;
+    // An operation the panel does not have is ignored; the panel still opens.
+    std::string outcome = openPanel(text, nullptr, true, [run, text](GTagFlowContainer& panel) {
+        panel.vibrateSplode();
+        if (run) (panel.*run)(text);
+    });
+    context_.log().info("server", "floating button long press: " + outcome + ", operation " +
+                                      (run ? operation : "ignored (not a panel operation)"));
 }
 
 std::string Server::showRunning(const Message& message) {

@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,6 +24,7 @@
 #include "base/context.h"
 #include "base/messaging.h"
 #include "floating/reentry_flags.h"
+#include "floating/splode_button.h"
 #include "panel/tag_flow_container.h"
 #include "server/host.h"
 #include "ui/image.h"
@@ -115,9 +117,17 @@ class Server {
     std::string notAvailableYet(const Message& message);
     std::string noHandler(const Message& message);
 
-    // The rest of "notifySplode" once the text is known.
+    // The rest of "notifySplode" once the text is known. No text or an empty
+    // one shows the no-text toast unless `emptyOpens`; `shown` runs once the
+    // panel shows.
     std::string openPanel(const std::optional<std::string>& text,
-                          std::shared_ptr<const ui::Image> image);
+                          std::shared_ptr<const ui::Image> image, bool emptyOpens = false,
+                          std::function<void(GTagFlowContainer&)> shown = {});
+    // What the floating button asks of the server.
+    GSplodeButton::Services buttonServices();
+    // The button's long press: a panel on `text` (empty too) that runs the
+    // panel operation `operation` ("translateText:" and kin) on it.
+    void longPressPanel(const std::string& text, const std::string& operation);
     // A new panel of the monitor under the pointer, in a new overlay window.
     std::shared_ptr<GTagFlowContainer> makePanel(const Monitor& monitor);
     // Lets go of a panel that is no longer shown.

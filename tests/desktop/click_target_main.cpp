@@ -1,0 +1,71 @@
+// A plain X11 window for the end-to-end tests: an application whose desktop
+// entry the test enables (WM_CLASS "KernovaClickTarget") and that reports
+// every mouse press it receives. It prints "window ID" once mapped, then
+// "press X Y" (window coordinates) for each press, and exits when its
+// standard input closes or the connection ends.
+#include <poll.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
+    xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
+        connection,
+        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name),
+        nullptr);
+    xcb_atom_t found = reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+    std::free(reply);
+    return found;
+}
+
+}  // namespace
+
+int main() {
+    xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(connection)) return 1;
+    xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    const xcb_window_t window = xcb_generate_id(connection);
+    const std::uint32_t values[] = {screen->white_pixel,
+                                    XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_EXPOSURE};
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 400, 300, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
+                      XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
+    const char wmClass[] = "kernovaclicktarget\0KernovaClickTarget";
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS,
+                        XCB_ATOM_STRING, 8, sizeof wmClass, wmClass);
+    const char title[] = "Click target";
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME,
+                        XCB_ATOM_STRING, 8, sizeof title - 1, title);
+    const std::uint32_t pid = static_cast<std::uint32_t>(getpid());
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom(connection, "_NET_WM_PID"),
+                        XCB_ATOM_CARDINAL, 32, 1, &pid);
+    xcb_map_window(connection, window);
+    xcb_flush(connection);
+    std::printf("window %u\n", window);
+    std::fflush(stdout);
+
+    pollfd fds[] = {{xcb_get_file_descriptor(connection), POLLIN, 0}, {0, POLLIN, 0}};
+    while (poll(fds, 2, -1) >= 0) {
+        if (fds[1].revents != 0) {
+            char buffer[64];
+            if (read(0, buffer, sizeof buffer) <= 0) break;
+        }
+        while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
+            if ((event->response_type & 0x7f) == XCB_BUTTON_PRESS) {
+                auto* press = reinterpret_cast<xcb_button_press_event_t*>(event);
+                std::printf("press %d %d\n", press->event_x, press->event_y);
+                std::fflush(stdout);
+            }
+            std::free(event);
+        }
+        if (xcb_connection_has_error(connection)) break;
+    }
+    xcb_disconnect(connection);
+    return 0;
+}
