@@ -59,16 +59,37 @@ class ClipboardEndToEnd : public PanelEndToEnd {
         return messages ? static_cast<int>(messages->filter(QStringLiteral("popButton")).size())
                         : -1;
     }
+    // The CLIPBOARD owner's window, 0 for none.
+    xcb_window_t clipboardOwner() {
+        xcb_connection_t* c = xcb_connect(display().toLocal8Bit().constData(), nullptr);
+        xcb_window_t owner = 0;
+        if (xcb_intern_atom_reply_t* atom =
+                xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, 9, "CLIPBOARD"), nullptr)) {
+            if (xcb_get_selection_owner_reply_t* reply = xcb_get_selection_owner_reply(
+                    c, xcb_get_selection_owner(c, atom->atom), nullptr)) {
+                owner = reply->owner;
+                std::free(reply);
+            }
+            std::free(atom);
+        }
+        xcb_disconnect(c);
+        return owner;
+    }
     // Copies `text` as another client does; xclip stays the owner until the
-    // next copy.
+    // next copy. Its first process leaves before the one it leaves behind
+    // owns the clipboard: wait for the new owner.
     bool copy(const QString& text, const QStringList& more = {}) {
+        const xcb_window_t before = clipboardOwner();
         QProcess xclip;
         xclip.setProcessEnvironment(env_);
         xclip.start(QStringLiteral("xclip"), QStringList{"-selection", "clipboard"} + more);
         if (!xclip.waitForStarted()) return false;
         xclip.write(text.toUtf8());
         xclip.closeWriteChannel();
-        return xclip.waitForFinished(5000) && xclip.exitCode() == 0;
+        return xclip.waitForFinished(5000) && xclip.exitCode() == 0 && waitFor([&] {
+                   const xcb_window_t now = clipboardOwner();
+                   return now != 0 && now != before;
+               });
     }
 };
 
