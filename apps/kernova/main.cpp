@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kernova/apps_command.h"
 #include "kernova/cli.h"
 #include "kernova/layout_command.h"
 #include "kernova/settings_command.h"
@@ -38,11 +39,22 @@ int runSet(std::span<const std::string> args, std::istream& in, std::ostream& ou
 #endif
 }
 
+// `apps` likewise after editing the enabled applications.
+int runApps(std::span<const std::string> args, std::istream& in, std::ostream& out,
+            std::ostream& err) {
+#ifdef KERNOVA_HAS_DESKTOP
+    return kernova::cli::runApps(args, in, out, err, kernova::cli::announceReloadOnSessionBus);
+#else
+    return kernova::cli::runApps(args, in, out, err, {});
+#endif
+}
+
 constexpr std::array kSubcommands{
     Subcommand{"split", "split a text into words and symbols", kernova::cli::runSplit},
     Subcommand{"layout", "lay a text out as tags on a board", kernova::cli::runLayout},
     Subcommand{"set", "change a setting", runSet},
     Subcommand{"get", "show a setting, or every setting with --all", kernova::cli::runGet},
+    Subcommand{"apps", "list the applications, or enable and disable them", runApps},
 #ifdef KERNOVA_HAS_DESKTOP
     Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
     Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},

@@ -1,6 +1,7 @@
 #include "kernovad/desktop_host.h"
 
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 #include <QClipboard>
 #include <QCursor>
@@ -53,12 +54,28 @@ DesktopServerHost::DesktopServerHost(Context& context)
       windows_(desktop_->makeWindowHost(*application_)),
       receiver_(std::make_unique<QObject>()) {
     windows_->start();
-    if (QGuiApplication::platformName() == QStringLiteral("xcb"))
-        front_ = std::make_unique<FrontApplication>(processEnvironment(), context_.log());
+    if (QGuiApplication::platformName() != QStringLiteral("xcb")) return;
+    front_ = std::make_unique<FrontApplication>(processEnvironment(), context_.log());
+    selections_ = std::make_unique<desktop::X11Selections>(processEnvironment(), context_.log());
+    // Every window Qt makes (the clipboard's owner when the panel or a dialog
+    // copies) carries its connection's resource id base.
+    std::uint32_t base = 0, mask = 0;
+    if (auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()) {
+        if (xcb_connection_t* qt = x11->connection()) {
+            const xcb_setup_t* setup = xcb_get_setup(qt);
+            base = setup->resource_id_base;
+            mask = setup->resource_id_mask;
+        }
+    }
+    clipboardChanges_ = std::make_unique<X11ClipboardChanges>(
+        *selections_,
+        [base, mask](std::uint32_t window) { return mask != 0 && (window & ~mask) == base; });
 }
 
 DesktopServerHost::~DesktopServerHost() {
     receiver_.reset();
+    clipboardChanges_.reset();
+    selections_.reset();
     front_.reset();
     settingsWatcher_.reset();
     windows_->stop();
@@ -116,6 +133,13 @@ void DesktopServerHost::insertText(const std::string& text) {
 }
 
 void DesktopServerHost::readSelection(SelectionKind which, SelectionReply reply) {
+    if (selections_) {
+        selections_->readText(which == SelectionKind::primary
+                                  ? desktop::X11Selections::Which::primary
+                                  : desktop::X11Selections::Which::clipboard,
+                              std::move(reply));
+        return;
+    }
     // Qt answers a selection read at once, waiting on the owner inside; the
     // reply still comes on a later turn of the loop, as the host promises.
     QTimer::singleShot(0, receiver_.get(), [which, reply = std::move(reply)] {

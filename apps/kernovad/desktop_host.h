@@ -1,7 +1,7 @@
 // The server's host on the desktop: kernovad's toolkit application on the Qt
 // platform with its overlay windows, the X11 window in front, the monitors,
-// the CLIPBOARD and PRIMARY selections, the URL handler and the typing helper;
-// programs started detached, the save dialog (kept above the overlays as the
+// the CLIPBOARD and PRIMARY selections (read without waiting on their owner), the URL handler and
+// the typing helper; programs started detached, the save dialog (kept above the overlays as the
 // presenter's dialogs are), and the private folder $XDG_RUNTIME_DIR/kernova.
 #pragma once
 
@@ -10,8 +10,11 @@
 #include <memory>
 
 #include "base/context.h"
+#include "capture/clipboard_watch.h"
 #include "desktop/ui/desktop_platform.h"
 #include "desktop/ui/overlay_window_host.h"
+#include "desktop/x11_selection.h"
+#include "kernovad/capture_services.h"
 #include "kernovad/front_application.h"
 #include "server/host.h"
 #include "ui/application.h"
@@ -35,6 +38,8 @@ class DesktopServerHost final : public ServerHost {
     // handles the scheme, else Qt's own guess (a web browser).
     void openUrl(const std::string& url) override;
     void insertText(const std::string& text) override;
+    // On X11 without ever waiting on the selection's owner (X11Selections);
+    // elsewhere through Qt's clipboard.
     void readSelection(SelectionKind which, SelectionReply reply) override;
     std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) override;
     void watchSettingsFolder(const std::filesystem::path& folder,
@@ -50,6 +55,9 @@ class DesktopServerHost final : public ServerHost {
     desktop::OverlayWindowHost& windows() { return *windows_; }
     // Absent where Qt does not run on X11.
     FrontApplication* frontApplication() { return front_.get(); }
+    // The CLIPBOARD's changes for the clipboard watch (X11 only, else null);
+    // the owner windows of kernovad's own connections count as its own writes.
+    capture::ClipboardChanges* clipboardChanges() { return clipboardChanges_.get(); }
 
   private:
     Context& context_;
@@ -58,6 +66,8 @@ class DesktopServerHost final : public ServerHost {
     std::unique_ptr<desktop::OverlayWindowHost> windows_;
     std::unique_ptr<QFileSystemWatcher> settingsWatcher_;
     std::unique_ptr<FrontApplication> front_;
+    std::unique_ptr<desktop::X11Selections> selections_;
+    std::unique_ptr<X11ClipboardChanges> clipboardChanges_;
     // Owns the connections and the posted selection reads: they end with the host.
     std::unique_ptr<QObject> receiver_;
 };

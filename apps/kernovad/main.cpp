@@ -28,6 +28,7 @@
 #include "desktop/desktop_paths.h"
 #include "desktop/qt_run_loop.h"
 #include "desktop/ui/desktop_platform.h"
+#include "kernovad/capture_services.h"
 #include "kernovad/debug_endpoint.h"
 #include "kernovad/desktop_host.h"
 #include "kernovad/warm_up.h"
@@ -131,6 +132,7 @@ int main(int argc, char** argv) {
     removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
+    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env);
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
 
     std::unique_ptr<daemon::DebugEndpoint> debug;
