@@ -28,8 +28,10 @@ class SilentOwner {
             connection_, xcb_intern_atom(connection_, 0, 9, "CLIPBOARD"), nullptr);
         if (!atom) return;
         xcb_set_selection_owner(connection_, window, atom->atom, XCB_CURRENT_TIME);
+        // A round trip: the server owns it to us before kernovad is asked anything.
+        std::free(xcb_get_selection_owner_reply(
+            connection_, xcb_get_selection_owner(connection_, atom->atom), nullptr));
         std::free(atom);
-        xcb_flush(connection_);
     }
     ~SilentOwner() { xcb_disconnect(connection_); }
     SilentOwner(const SilentOwner&) = delete;
