@@ -11,6 +11,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include "desktop/x11_connection.h"
+
 namespace kernova::daemon {
 namespace {
 
@@ -19,15 +21,6 @@ struct FreeReply {
 };
 template <typename T>
 using Reply = std::unique_ptr<T, FreeReply>;
-
-xcb_intern_atom_cookie_t askAtom(xcb_connection_t* connection, const char* name) {
-    return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
-}
-
-xcb_atom_t atomOf(xcb_connection_t* connection, xcb_intern_atom_cookie_t cookie) {
-    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(connection, cookie, nullptr));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
 
 // The reply's value as bytes; empty when there is none.
 std::string bytesOf(xcb_connection_t* connection, xcb_get_property_cookie_t cookie) {
@@ -72,31 +65,18 @@ struct FrontApplication::Window {
 
 FrontApplication::FrontApplication(const EnvironmentLookup& env, const Logger& log)
     : env_(env), log_(log) {
-    std::optional<std::string> display = env_("DISPLAY");
-    if (!display || display->empty()) return;
-    int screenNumber = 0;
-    connection_ = xcb_connect(display->c_str(), &screenNumber);
-    if (xcb_connection_has_error(connection_) != 0) {
-        log_.warn("front", "cannot open the X display; no application counts as in front");
-        xcb_disconnect(connection_);
-        connection_ = nullptr;
-        return;
-    }
-    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));
-    for (int i = 0; i < screenNumber && screens.rem; ++i)
-        xcb_screen_next(&screens);
-    if (!screens.rem) return;
-    root_ = screens.data->root;
-    // Every request first, then every reply: one round trip.
-    const xcb_intern_atom_cookie_t active = askAtom(connection_, "_NET_ACTIVE_WINDOW");
-    const xcb_intern_atom_cookie_t pid = askAtom(connection_, "_NET_WM_PID");
-    const xcb_intern_atom_cookie_t type = askAtom(connection_, "_NET_WM_WINDOW_TYPE");
-    const xcb_intern_atom_cookie_t desktopType =
-        askAtom(connection_, "_NET_WM_WINDOW_TYPE_DESKTOP");
-    activeAtom_ = atomOf(connection_, active);
-    pidAtom_ = atomOf(connection_, pid);
-    typeAtom_ = atomOf(connection_, type);
-    desktopTypeAtom_ = atomOf(connection_, desktopType);
+    const desktop::X11Connection opened =
+        desktop::openX11Connection(env_, log_, "front", "no application counts as in front");
+    if (opened.connection == nullptr) return;
+    connection_ = opened.connection;
+    root_ = opened.root;
+    const auto atoms = desktop::internAtoms<4>(
+        connection_, {"_NET_ACTIVE_WINDOW", "_NET_WM_PID", "_NET_WM_WINDOW_TYPE",
+                      "_NET_WM_WINDOW_TYPE_DESKTOP"});
+    activeAtom_ = atoms[0];
+    pidAtom_ = atoms[1];
+    typeAtom_ = atoms[2];
+    desktopTypeAtom_ = atoms[3];
     std::array<char, 256> name{};
     if (gethostname(name.data(), name.size() - 1) == 0) host_ = name.data();
 

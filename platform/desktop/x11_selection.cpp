@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "desktop/x11_connection.h"
 
 namespace kernova::desktop {
 namespace {
@@ -22,14 +23,6 @@ struct FreeReply {
 };
 template <typename T>
 using Reply = std::unique_ptr<T, FreeReply>;
-
-xcb_atom_t internAtom(xcb_connection_t* connection, std::string_view name) {
-    Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
-        connection,
-        xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data()),
-        nullptr));
-    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-}
 
 // Everything of the property up to `limit` bytes, deleting it when read whole.
 struct Property {
@@ -81,31 +74,20 @@ X11Selections::X11Selections(const EnvironmentLookup& env, const Logger& log) : 
         makeWindow();
         finish(std::nullopt);
     });
-    std::optional<std::string> display = env("DISPLAY");
-    if (!display || display->empty()) return;
-    int screenNumber = 0;
-    connection_ = xcb_connect(display->c_str(), &screenNumber);
-    if (xcb_connection_has_error(connection_) != 0) {
-        log_.warn("selection", "cannot open the X display; selections read as empty");
-        xcb_disconnect(connection_);
-        connection_ = nullptr;
-        return;
-    }
-    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(connection_));
-    for (int i = 0; i < screenNumber && screens.rem; ++i)
-        xcb_screen_next(&screens);
-    if (!screens.rem) {
-        xcb_disconnect(connection_);
-        connection_ = nullptr;
-        return;
-    }
-    root_ = screens.data->root;
-    clipboard_ = internAtom(connection_, "CLIPBOARD");
-    targets_ = internAtom(connection_, "TARGETS");
-    utf8_ = internAtom(connection_, "UTF8_STRING");
-    textPlain_ = internAtom(connection_, "text/plain;charset=utf-8");
-    incr_ = internAtom(connection_, "INCR");
-    property_ = internAtom(connection_, "KERNOVA_SELECTION");
+    const X11Connection opened =
+        openX11Connection(env, log_, "selection", "selections read as empty");
+    if (opened.connection == nullptr) return;
+    connection_ = opened.connection;
+    root_ = opened.root;
+    const auto atoms =
+        internAtoms<6>(connection_, {"CLIPBOARD", "TARGETS", "UTF8_STRING",
+                                     "text/plain;charset=utf-8", "INCR", "KERNOVA_SELECTION"});
+    clipboard_ = atoms[0];
+    targets_ = atoms[1];
+    utf8_ = atoms[2];
+    textPlain_ = atoms[3];
+    incr_ = atoms[4];
+    property_ = atoms[5];
     makeWindow();
     notifier_ = std::make_unique<QSocketNotifier>(xcb_get_file_descriptor(connection_),
                                                   QSocketNotifier::Read);
