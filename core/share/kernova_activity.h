@@ -1,0 +1,71 @@
+// "OCR & Splode": recognises the words of one image and hands them to the
+// server. First the OCR proxy is asked for the OCR service's URL, then the
+// image is posted to that URL; the words (or a failure sentence) go to the
+// server as "notifySplode", or, with the copy flag, onto the clipboard. The
+// preferences are read afresh each time; nothing is cached or retried.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "base/context.h"
+#include "base/http.h"
+#include "base/messaging.h"
+#include "ui/image.h"
+
+namespace kernova {
+
+class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
+  public:
+    static constexpr const char* kDefaultTitle = "OCR & Splode";
+
+    struct Services {
+        // Where "showRunning" and "notifySplode" go (the server's center).
+        MessageSender* sender = nullptr;
+        // Encodes the image as JPEG for the service and as PNG for the panel.
+        const ui::ImageCodec* codec = nullptr;
+        // The copy flag's result: puts the text on the clipboard.
+        std::function<void(const std::string& text)> setPasteboardString;
+    };
+
+    // The context and everything in `services` must outlive the flow.
+    static std::shared_ptr<KernovaActivity> make(Context& context, Services services);
+
+    static std::string activityTypeString();  // "fun.quorle.KernovaActivity"
+    std::string activityType() const { return activityTypeString(); }
+    // "ocrMenuName" when present and not empty, else kDefaultTitle.
+    std::string activityTitle() const;
+
+    const std::string& text() const { return text_; }
+    void setText(std::string text) { text_ = std::move(text); }
+    bool copyFlag() const { return copyFlag_; }
+    void setCopyFlag(bool on) { copyFlag_ = on; }
+    const std::shared_ptr<const ui::Image>& image() const { return image_; }
+    void setImage(std::shared_ptr<const ui::Image> image) { image_ = std::move(image); }
+
+    // The OCR proxy's base URL: the setting "ocrProxy" when it is an http or
+    // https URL, else the build's KERNOVA_OCR_PROXY; empty when neither is set.
+    std::string proxyBaseUrl() const;
+
+    // Runs the flow on the image. `finished` runs once, on the run loop,
+    // after the flow's last message has been sent or the clipboard set. The
+    // flow keeps the activity alive until then.
+    void performActivity(std::function<void()> finished = {});
+    // The second step on its own: posts the image to the service at `url`.
+    void performOcr(const std::string& url);
+
+  protected:
+    KernovaActivity(Context& context, Services services);
+
+  private:
+    Context& context_;
+    Services services_;
+    std::string text_;
+    bool copyFlag_ = false;
+    std::shared_ptr<const ui::Image> image_;
+    std::function<void()> finished_;
+    std::unique_ptr<HttpTask> task_;
+};
+
+}  // namespace kernova
