@@ -12,9 +12,10 @@ core=(
 )
 desktop=(
     qt6-base-dev qt6-svg-dev qt6-webengine-dev libgl-dev
-    libxcb1-dev libxcb-shape0-dev libxcb-shm0-dev libxcb-xtest0-dev libxcb-xfixes0-dev libcanberra-dev
+    libxcb1-dev libxcb-shape0-dev libxcb-shm0-dev libxcb-xtest0-dev libxcb-xfixes0-dev libxcb-xinput-dev libcanberra-dev
     libfontconfig-dev
-    xvfb xauth xdotool xclip x11-xserver-utils openbox xdg-utils
+    xvfb xauth xdotool xclip x11-xserver-utils openbox xdg-utils xterm desktop-file-utils
+    qt6-image-formats-plugins
     dbus dbus-x11 libglib2.0-bin fonts-noto-cjk fonts-noto-color-emoji
 )
 
