@@ -29,6 +29,7 @@
 #include "desktop/dbus_messaging.h"
 #include "desktop_support.h"
 #include "e2e_fixture.h"
+#include "loopback_http.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova::testing {
@@ -246,38 +247,6 @@ TEST_F(PanelEndToEnd, AUrlTemplateOpensInTheApplicationRegisteredForItsScheme) {
               "kernovatest://open?q=hello%20%E4%B8%96%E7%95%8C%23top");
 }
 
-// A web server on the loopback interface: each request line is kept, and
-// every request gets the same small page.
-class LoopbackWebServer {
-  public:
-    LoopbackWebServer() {
-        QObject::connect(&server_, &QTcpServer::newConnection, [this] {
-            while (QTcpSocket* socket = server_.nextPendingConnection()) {
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
-                    const QByteArray head = socket->readAll();
-                    requests_.push_back(head.left(head.indexOf("\r\n")).toStdString());
-                    const QByteArray page =
-                        "<html><head><title>Results</title></head><body><h1>Results</h1>"
-                        "</body></html>";
-                    socket->write(
-                        "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\n"
-                        "Connection: close\r\nContent-Length: " +
-                        QByteArray::number(page.size()) + "\r\n\r\n" + page);
-                    socket->disconnectFromHost();
-                });
-                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            }
-        });
-        server_.listen(QHostAddress::LocalHost);
-    }
-    quint16 port() const { return server_.serverPort(); }
-    const std::vector<std::string>& requests() const { return requests_; }
-
-  private:
-    QTcpServer server_;
-    std::vector<std::string> requests_;
-};
-
 // The files under `folder`, relative to it.
 std::vector<std::string> filesUnder(const std::filesystem::path& folder) {
     std::vector<std::string> files;
@@ -319,7 +288,11 @@ TEST_F(PanelEndToEnd, SearchShowsThePageInThePanelAndHandsItToTheDesktopsBrowser
     daemon_ = std::make_unique<KernovadProcess>(env_);
     ASSERT_TRUE(daemon_->started());
 
-    LoopbackWebServer web;
+    LoopbackHttpServer web([](const LoopbackRequest&) {
+        return LoopbackAnswer{200, "text/html",
+                              "<html><head><title>Results</title></head><body><h1>Results</h1>"
+                              "</body></html>"};
+    });
     ASSERT_NE(web.port(), 0);
     const QString engine = QStringLiteral("http://127.0.0.1:%1/search?q=%s").arg(web.port());
     ASSERT_EQ(run(desktopCliPath(), {"set", "SearchEngine", engine}).first, 0);
@@ -345,7 +318,7 @@ TEST_F(PanelEndToEnd, SearchShowsThePageInThePanelAndHandsItToTheDesktopsBrowser
     EXPECT_EQ(heavyLibraries(), QStringList()) << "no engine before the browser";
     ASSERT_TRUE(click(actionButton("Search")));
     ASSERT_TRUE(pageShown()) << browser().dump();
-    EXPECT_EQ(web.requests().back(), "GET /search?q=R%26D%20%E4%B8%AD HTTP/1.1");
+    EXPECT_EQ(web.requests().back().line, "GET /search?q=R%26D%20%E4%B8%AD HTTP/1.1");
     const nlohmann::json card = (*state())["card"], webView = browser()["webView"];
     EXPECT_EQ(webView["y"].get<double>(), card["y"].get<double>() + 50);
     EXPECT_EQ(webView["height"].get<double>(), card["height"].get<double>() - 100);

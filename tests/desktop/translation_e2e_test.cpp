@@ -8,46 +8,23 @@
 #include <QTimer>
 
 #include "e2e_fixture.h"
+#include "loopback_http.h"
 
 namespace kernova::testing {
 namespace {
 
-// Answers every request with one Youdao result, `delayMs` after it came;
-// keeps the request lines.
-class YoudaoStandIn {
-  public:
-    explicit YoudaoStandIn(int delayMs) {
-        QObject::connect(&server_, &QTcpServer::newConnection, [this, delayMs] {
-            while (QTcpSocket* socket = server_.nextPendingConnection()) {
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, delayMs] {
-                    const QByteArray head = socket->readAll();
-                    requests_.push_back(head.left(head.indexOf("\r\n")).toStdString());
-                    QTimer::singleShot(delayMs, socket, [socket] {
-                        const QByteArray body = R"({"translateResult":[[{"tgt":"Bonjour"}]]})";
-                        socket->write(
-                            "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n"
-                            "Connection: close\r\nContent-Length: " +
-                            QByteArray::number(body.size()) + "\r\n\r\n" + body);
-                        socket->disconnectFromHost();
-                    });
-                });
-                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            }
-        });
-        server_.listen(QHostAddress::LocalHost);
-    }
-    quint16 port() const { return server_.serverPort(); }
-    const std::vector<std::string>& requests() const { return requests_; }
-
-  private:
-    QTcpServer server_;
-    std::vector<std::string> requests_;
-};
+// Answers every request with one Youdao result, `delayMs` after it came.
+LoopbackHttpServer youdaoStandIn(int delayMs) {
+    return LoopbackHttpServer([delayMs](const LoopbackRequest&) {
+        return LoopbackAnswer{200, "application/json",
+                              R"({"translateResult":[[{"tgt":"Bonjour"}]]})", delayMs};
+    });
+}
 
 class TranslationEndToEnd : public PanelEndToEnd {
   protected:
     // Restarts kernovad against `youdao`, with the alert style.
-    void useStandIn(const YoudaoStandIn& youdao) {
+    void useStandIn(const LoopbackHttpServer& youdao) {
         ASSERT_EQ(daemon_->terminate(), 0);
         env_.insert(QStringLiteral("KERNOVA_TRANSLATE_YOUDAO"),
                     QStringLiteral("http://127.0.0.1:%1").arg(youdao.port()));
@@ -97,14 +74,15 @@ class TranslationEndToEnd : public PanelEndToEnd {
 
 TEST_F(TranslationEndToEnd, TheResultDialogShowsTheAnswerAndCopiesIt) {
     if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
-    YoudaoStandIn youdao(700);
+    LoopbackHttpServer youdao = youdaoStandIn(700);
     ASSERT_NE(youdao.port(), 0);
     useStandIn(youdao);
 
     translate(QString::fromUtf8("good morning 早"));
     ASSERT_EQ(youdao.requests().size(), 1u);
-    EXPECT_NE(youdao.requests().back().find("&i=good%20morning%20%E6%97%A9 "), std::string::npos)
-        << youdao.requests().back();
+    EXPECT_NE(youdao.requests().back().line.find("&i=good%20morning%20%E6%97%A9 "),
+              std::string::npos)
+        << youdao.requests().back().line;
     ASSERT_TRUE(xdotool({"key", "ctrl+c"}));
     expectCopied();
 
