@@ -102,6 +102,13 @@ inline constexpr std::array kSettingKeys{
                .type = SettingType::boolean,
                .page = SettingsPage::general,
                .description = "Offer a floating button when text is copied (from the next start)"},
+    SettingKey{.name = "hotkey",
+               .type = SettingType::string,
+               .page = SettingsPage::general,
+               .description = "Key that opens the board on the selected text, as Qt names it "
+                              "(\"Ctrl+Alt+S\"; \"none\": no key)",
+               .defaultString = "Ctrl+Alt+S",
+               .emptyReadsAsDefault = true},
     SettingKey{.name = "vibrateSwitch",
                .type = SettingType::boolean,
                .page = SettingsPage::general,
@@ -369,6 +376,7 @@ inline constexpr auto kFontSize = settingNamed<std::int64_t>("fontSize");
 inline constexpr auto kOrderCopy = settingNamed<bool>("orderCopy");
 inline constexpr auto kTips = settingNamed<std::int64_t>("tips");
 inline constexpr auto kTextCheck = settingNamed<bool>("textCheck");
+inline constexpr auto kHotkey = settingNamed<std::string>("hotkey");
 }  // namespace settings_key
 
 // Lenient reads of a stored value (absent when the file lacks the key), as

@@ -1,6 +1,6 @@
 // Capture on the simulated device: the application list the preferences side
-// asks for, the enabled applications against the one in front, and what the
-// clipboard watch sends.
+// asks for, the enabled applications against the one in front, what the
+// clipboard watch sends, and the hotkey's key and text.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -11,6 +11,7 @@
 #include "base/plist.h"
 #include "capture/app_list.h"
 #include "capture/clipboard_watch.h"
+#include "capture/hotkey.h"
 #include "server/server.h"
 #include "server/settings.h"
 #include "sim/device.h"
@@ -177,6 +178,135 @@ TEST_F(ClipboardWatchTest, OffAtStartStaysOffAfterItIsSwitchedOn) {
         EXPECT_FALSE(changes.started());
         EXPECT_FALSE(other.started());
     }
+}
+
+// The grab as the desktop would answer it: a key named in `held` is refused.
+class ScriptedGrabs final : public HotkeyGrabs {
+  public:
+    HotkeyStatus grab(const std::string& sequence, std::function<void()> pressed) override {
+        grabs.push_back(sequence);
+        if (sequence == held) return HotkeyStatus::refused;
+        if (sequence.find('+') == std::string::npos) return HotkeyStatus::invalid;
+        grabbed = sequence;
+        pressed_ = std::move(pressed);
+        return HotkeyStatus::ok;
+    }
+    void release() override {
+        grabbed.clear();
+        pressed_ = nullptr;
+    }
+    void press() {
+        if (pressed_) pressed_();
+    }
+
+    std::string held;
+    std::string grabbed;  // empty while none is held
+    std::vector<std::string> grabs;
+
+  private:
+    std::function<void()> pressed_;
+};
+
+class HostTexts final : public SelectionTexts {
+  public:
+    explicit HostTexts(ServerHost& host) : host_(host) {}
+    void readText(Which which, Reply reply) override {
+        host_.readSelection(
+            which == Which::primary ? SelectionKind::primary : SelectionKind::clipboard,
+            std::move(reply));
+    }
+
+  private:
+    ServerHost& host_;
+};
+
+class HotkeyTest : public ::testing::Test {
+  protected:
+    void setHotkey(const std::string& value) {
+        updateSettings(context, [&](Dictionary& d) { d["hotkey"] = Value(value); });
+        context.systemNotifications().post(kReloadPreferencesNotification);
+        device.runUntilIdle();
+    }
+    // The last "notifySplode" the server handled, and how.
+    std::string lastOutcome() const {
+        return server.recentMessages().empty() ? "" : server.recentMessages().back().outcome;
+    }
+
+    sim::Device device;
+    Context& context = device.server().context();
+    sim::SimServerHost host{device};
+    Server server{context, device.messageCenter(), host};
+    ScriptedGrabs grabs;
+    HostTexts texts{host};
+    Hotkey hotkey{context, device.server().messageSender(), grabs, texts};
+
+    void SetUp() override {
+        updateSettings(context, [](Dictionary& d) { d["enabled"] = Value(true); });
+        server.start();
+        hotkey.start();
+    }
+};
+
+TEST_F(HotkeyTest, OpensThePanelOnPrimaryElseOnTheClipboard) {
+    ASSERT_EQ(grabs.grabbed, "Ctrl+Alt+S") << "the default";
+    host.setSelectionDelay(0.2);
+    host.setPrimarySelection("selected words");
+    device.pasteboard().setString("copied words");
+    grabs.press();
+    device.advance(0.1);
+    grabs.press();  // while PRIMARY is read: one request only
+    device.advance(0.2);
+    ASSERT_EQ(server.receivedCount(), 1u);
+    EXPECT_EQ(lastOutcome().rfind("panel opened", 0), 0u) << lastOutcome();
+    const sim::DeliveredMessage& sent = device.deliveredMessages().back();
+    EXPECT_EQ(sent.message.userInfo["selection"].stringValue(), "selected words");
+    EXPECT_TRUE(sent.message.userInfo["callFromResponder"].boolValue());
+    server.panel()->hide();
+    device.advance(1);
+
+    for (const auto& primary : std::vector<std::optional<std::string>>{"", std::nullopt}) {
+        host.setPrimarySelection(primary);
+        grabs.press();
+        device.advance(0.5);
+        EXPECT_EQ(device.deliveredMessages().back().message.userInfo["selection"].stringValue(),
+                  "copied words");
+        server.panel()->hide();
+        device.advance(1);
+    }
+    // Neither holds text: the request carries none, and the server says so.
+    host.setPrimarySelection(std::nullopt);
+    device.pasteboard().setString("");
+    grabs.press();
+    device.advance(0.5);
+    EXPECT_EQ(device.deliveredMessages().back().message.userInfo["selection"].stringValue(), "");
+    EXPECT_EQ(lastOutcome(), "refused: no text");
+}
+
+TEST_F(HotkeyTest, AChangedSettingTakesEffectOnReload) {
+    setHotkey("Meta+K");
+    EXPECT_EQ(grabs.grabbed, "Meta+K");
+    EXPECT_EQ(hotkey.report(), "Meta+K: grabbed");
+    const std::size_t grabbed = grabs.grabs.size();
+    context.systemNotifications().post(kReloadPreferencesNotification);
+    device.runUntilIdle();
+    EXPECT_EQ(grabs.grabs.size(), grabbed) << "an unchanged key is kept";
+
+    setHotkey("NONE");
+    EXPECT_EQ(grabs.grabbed, "");
+    EXPECT_EQ(hotkey.report(), "none: off");
+    setHotkey("K");
+    EXPECT_EQ(hotkey.status(), HotkeyStatus::invalid);
+    EXPECT_EQ(grabs.grabbed, "");
+    grabs.held = "Ctrl+Shift+K";
+    setHotkey("Ctrl+Shift+K");
+    EXPECT_EQ(hotkey.report(), "Ctrl+Shift+K: refused");
+    // Once the other program lets go, the next reload takes it.
+    grabs.held.clear();
+    context.systemNotifications().post(kReloadPreferencesNotification);
+    device.runUntilIdle();
+    EXPECT_EQ(grabs.grabbed, "Ctrl+Shift+K");
+    setHotkey("");
+    EXPECT_EQ(grabs.grabbed, "Ctrl+Alt+S") << "empty reads as the default";
 }
 
 }  // namespace
