@@ -21,15 +21,22 @@ void X11ClipboardChanges::start(std::function<void(const capture::ClipboardChang
 }
 
 CaptureServices::CaptureServices(Context& context, QDBusConnection bus,
-                                 capture::ClipboardChanges* changes, EnvironmentLookup env)
+                                 capture::ClipboardChanges* changes, EnvironmentLookup env,
+                                 ServerHost* hotkeyHost)
     : bus_(std::move(bus)),
       sender_(bus_),
-      apps_(context, std::move(env), [this](const capture::ApplicationList& list) {
+      apps_(context, env, [this](const capture::ApplicationList& list) {
           desktop::postWithUserInfo(bus_, capture::kSetAppsNotification, list);
       }) {
     if (changes) {
         watch_ = std::make_unique<capture::ClipboardWatch>(context, sender_, *changes);
         watch_->startIfWanted();
+    }
+    if (hotkeyHost) {
+        hotkeyGrabs_ = std::make_unique<desktop::X11Hotkey>(env, context.log());
+        hotkeyTexts_ = std::make_unique<HostSelectionTexts>(*hotkeyHost);
+        hotkey_ = std::make_unique<capture::Hotkey>(context, sender_, *hotkeyGrabs_, *hotkeyTexts_);
+        hotkey_->start();
     }
 }
 

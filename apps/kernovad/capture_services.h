@@ -1,5 +1,6 @@
 // kernovad's capture: the clipboard watch (CLIPBOARD owner changes on X11,
-// Kernova's own windows told apart from other owners) and the answer to the
+// Kernova's own windows told apart from other owners), the global hotkey (its
+// grab on X11, the selections read through the host) and the answer to the
 // preferences side's "fun.quorle.kernova.getapps" on the session bus.
 #pragma once
 
@@ -11,8 +12,11 @@
 #include "base/context.h"
 #include "capture/app_list.h"
 #include "capture/clipboard_watch.h"
+#include "capture/hotkey.h"
 #include "desktop/dbus_messaging.h"
+#include "desktop/x11_hotkey.h"
 #include "desktop/x11_selection.h"
+#include "server/host.h"
 
 namespace kernova::daemon {
 
@@ -30,20 +34,41 @@ class X11ClipboardChanges final : public capture::ClipboardChanges {
     IsOwnWindow isOwn_;
 };
 
+// The selections as the host reads them (on X11 without waiting on their owner).
+class HostSelectionTexts final : public capture::SelectionTexts {
+  public:
+    explicit HostSelectionTexts(ServerHost& host) : host_(host) {}
+    void readText(Which which, Reply reply) override {
+        host_.readSelection(
+            which == Which::primary ? SelectionKind::primary : SelectionKind::clipboard,
+            std::move(reply));
+    }
+
+  private:
+    ServerHost& host_;
+};
+
 class CaptureServices {
   public:
     // Call after the server has read the settings: the watch decides from
-    // them now. `changes` is null where there is no X11 clipboard.
+    // them now. `changes` is null where there is no X11 clipboard. With
+    // `hotkeyHost` (on X11), the hotkey is grabbed and its texts read there.
     CaptureServices(Context& context, QDBusConnection bus, capture::ClipboardChanges* changes,
-                    EnvironmentLookup env);
+                    EnvironmentLookup env, ServerHost* hotkeyHost = nullptr);
     CaptureServices(const CaptureServices&) = delete;
     CaptureServices& operator=(const CaptureServices&) = delete;
+
+    // Null without X11.
+    const capture::Hotkey* hotkey() const { return hotkey_.get(); }
 
   private:
     QDBusConnection bus_;
     desktop::DBusMessageSender sender_;
     std::unique_ptr<capture::ClipboardWatch> watch_;
     capture::ApplicationListService apps_;
+    std::unique_ptr<desktop::X11Hotkey> hotkeyGrabs_;
+    std::unique_ptr<HostSelectionTexts> hotkeyTexts_;
+    std::unique_ptr<capture::Hotkey> hotkey_;
 };
 
 }  // namespace kernova::daemon

@@ -129,6 +129,10 @@ qulonglong DebugEndpoint::ReceivedCount() const {
     return server_.receivedCount();
 }
 
+QString DebugEndpoint::Hotkey() const {
+    return QString::fromStdString(hotkey_ ? hotkey_->report() : "none: off");
+}
+
 QString DebugEndpoint::ScreenState() const {
     return QString::fromStdString(
         screenStateJson(reportScreen(host_.application()), host_.desktop().screen().scale));

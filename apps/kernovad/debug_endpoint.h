@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "capture/hotkey.h"
 #include "panel/screen_report.h"
 #include "server/server.h"
 
@@ -42,6 +43,8 @@ class DebugEndpoint : public QObject {
     // Reports the first painting of each panel shown (PanelPainted).
     DebugEndpoint(const Server& server, DesktopServerHost& host);
     ~DebugEndpoint() override;
+    // The hotkey whose grab Hotkey() reports (none: "none: off").
+    void setHotkey(const capture::Hotkey* hotkey) { hotkey_ = hotkey; }
 
   signals:
     // A newly shown panel is on screen: its first painting has completed, at
@@ -54,6 +57,9 @@ class DebugEndpoint : public QObject {
     // Every message received since the start.
     qulonglong ReceivedCount() const;
     QString ScreenState() const;
+    // The hotkey and what came of its grab: "Ctrl+Alt+S: grabbed", "…: refused"
+    // (another program holds it), "…: invalid", "…: no display", "none: off".
+    QString Hotkey() const;
     // The screen as PNG bytes: what the display shows where it can be read,
     // else the panel's window painted as it stands; empty when neither.
     QByteArray Screenshot() const;
@@ -63,6 +69,7 @@ class DebugEndpoint : public QObject {
 
     const Server& server_;
     DesktopServerHost& host_;
+    const capture::Hotkey* hotkey_ = nullptr;
     // The panel whose first painting was reported last.
     std::weak_ptr<const ui::View> reportedPanel_;
 };

@@ -132,12 +132,14 @@ int main(int argc, char** argv) {
     removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
-    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env);
+    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env,
+                                    host.clipboardChanges() ? &host : nullptr);
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
 
     std::unique_ptr<daemon::DebugEndpoint> debug;
     if (debugWanted(env)) {
         debug = std::make_unique<daemon::DebugEndpoint>(server, host);
+        debug->setHotkey(capture.hotkey());
         if (!bus.registerObject(
                 QString::fromLatin1(daemon::kDebugPath), debug.get(),
                 QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)) {

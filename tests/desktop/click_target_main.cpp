@@ -2,7 +2,10 @@
 // entry the test enables (WM_CLASS "KernovaClickTarget") and that reports
 // every mouse press it receives. It prints "window ID" once mapped, then
 // "press X Y" (window coordinates) for each press, and exits when its
-// standard input closes or the connection ends.
+// standard input closes or the connection ends. With "--grab-ctrl-alt K" it
+// first holds Ctrl+Alt+K (K a lower-case letter) on the root window, as
+// another program's global shortcut would, and prints "grabbed" once it does
+// (or exits with status 2 when it cannot).
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -24,12 +27,39 @@ xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
     return found;
 }
 
+// Grabs Ctrl+Mod1 with `letter`'s key, checked.
+bool grabCtrlAlt(xcb_connection_t* connection, xcb_window_t root, char letter) {
+    const xcb_setup_t* setup = xcb_get_setup(connection);
+    const auto count = static_cast<std::uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+    xcb_get_keyboard_mapping_reply_t* mapping = xcb_get_keyboard_mapping_reply(
+        connection, xcb_get_keyboard_mapping(connection, setup->min_keycode, count), nullptr);
+    if (!mapping) return false;
+    const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping);
+    xcb_keycode_t code = 0;
+    for (int i = 0; i < count && code == 0; ++i)
+        if (syms[i * mapping->keysyms_per_keycode] == static_cast<xcb_keysym_t>(letter))
+            code = static_cast<xcb_keycode_t>(setup->min_keycode + i);
+    std::free(mapping);
+    if (code == 0) return false;
+    xcb_generic_error_t* error = xcb_request_check(
+        connection, xcb_grab_key_checked(connection, 0, root, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1,
+                                         code, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    const bool grabbed = error == nullptr;
+    std::free(error);
+    return grabbed;
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection)) return 1;
     xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    if (argc == 3 && std::strcmp(argv[1], "--grab-ctrl-alt") == 0) {
+        if (!grabCtrlAlt(connection, screen->root, argv[2][0])) return 2;
+        std::printf("grabbed\n");
+        std::fflush(stdout);
+    }
     const xcb_window_t window = xcb_generate_id(connection);
     const std::uint32_t values[] = {screen->white_pixel,
                                     XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_EXPOSURE};

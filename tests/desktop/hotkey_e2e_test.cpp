@@ -1,0 +1,135 @@
+// The global hotkey end to end: kernovad grabs Ctrl+Alt+S on the root window,
+// and pressing it (CapsLock on or off) opens the panel on PRIMARY; a changed
+// "hotkey" takes effect on ReloadPreferences; a key another client holds is
+// reported as refused and taken once that client lets go.
+#include <QDBusMessage>
+
+#include "desktop/dbus_messaging.h"
+#include "desktop/x11_hotkey.h"
+#include "e2e_fixture.h"
+
+namespace kernova::testing {
+namespace {
+
+class HotkeyEndToEnd : public PanelEndToEnd {
+  protected:
+    void SetUp() override {
+        PanelEndToEnd::SetUp();
+        if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
+    }
+    void TearDown() override {
+        if (primary_.state() != QProcess::NotRunning) {
+            primary_.kill();
+            primary_.waitForFinished();
+        }
+        PanelEndToEnd::TearDown();
+        setKernovaEnabled(true);  // the default key again
+    }
+
+    // kernovad's debug report of its hotkey: "Ctrl+Alt+S: grabbed".
+    std::string hotkeyReport() {
+        QDBusMessage reply = desktop::sessionConnection().call(
+            QDBusMessage::createMethodCall(QStringLiteral("fun.quorle.kernova.prefs"),
+                                           QStringLiteral("/fun/quorle/kernova/debug"),
+                                           QStringLiteral("fun.quorle.kernova.Debug"),
+                                           QStringLiteral("Hotkey")),
+            QDBus::Block, 5000);
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return {};
+        return reply.arguments().front().toString().toStdString();
+    }
+    bool reportIs(const std::string& expected) {
+        return waitFor([&] { return hotkeyReport() == expected; });
+    }
+    // Another application holds PRIMARY with `text`, as after the user selected it.
+    bool select(const QString& text) {
+        primary_.setProcessEnvironment(env_);
+        primary_.start(QStringLiteral("xclip"), {"-quiet", "-selection", "primary"});
+        if (!primary_.waitForStarted()) return false;
+        primary_.write(text.toUtf8());
+        primary_.closeWriteChannel();
+        return waitFor([&] {
+            return run(QStringLiteral("xclip"), {"-o", "-selection", "primary"}).second ==
+                   text.toStdString();
+        });
+    }
+    bool setHotkey(const QString& value) {
+        return run(desktopCliPath(), {"set", "hotkey", value}).first == 0;
+    }
+    // Presses `key`: true when it opened the panel (then closed again).
+    bool opensPanel(const QString& key) {
+        if (!xdotool({"key", key}) || !waitForShown(true) || !panelHasKeyboard()) return false;
+        return xdotool({"key", "Escape"}) && waitForShown(false);
+    }
+    // Presses `key`: true when kernovad received nothing for it.
+    bool sendsNothing(const QString& key) {
+        QDBusConnection bus = desktop::sessionConnection();
+        const std::optional<qulonglong> before = receivedCount(bus);
+        if (!before || !xdotool({"key", key})) return false;
+        waitFor([] { return false; }, 700);
+        return receivedCount(bus) == before;
+    }
+    std::vector<std::string> tags() {
+        auto shown = state();
+        return shown ? texts((*shown)["tags"]) : std::vector<std::string>{};
+    }
+
+    QProcess primary_;
+};
+
+TEST_F(HotkeyEndToEnd, CtrlAltSOpensThePanelOnThePrimarySelectionWhateverTheLocks) {
+    ASSERT_TRUE(reportIs("Ctrl+Alt+S: grabbed")) << hotkeyReport();
+    ASSERT_TRUE(select(QStringLiteral("selected words")));
+    ASSERT_TRUE(xdotool({"key", "ctrl+alt+s"}));
+    ASSERT_TRUE(waitForShown(true));
+    EXPECT_EQ(tags(), (std::vector<std::string>{"selected", " ", "words"}));
+    ASSERT_TRUE(panelHasKeyboard());
+    ASSERT_TRUE(xdotool({"key", "Escape"}) && waitForShown(false));
+
+    for (const char* lock : {"Caps_Lock", "Num_Lock"}) {
+        ASSERT_TRUE(xdotool({"key", lock}));
+        EXPECT_TRUE(opensPanel(QStringLiteral("ctrl+alt+s"))) << "with " << lock << " on";
+        ASSERT_TRUE(xdotool({"key", lock}));
+    }
+}
+
+TEST_F(HotkeyEndToEnd, AChangedKeyIsTakenOnReloadAndAHeldOneIsReported) {
+    ASSERT_TRUE(select(QStringLiteral("picked")));
+    ASSERT_TRUE(reportIs("Ctrl+Alt+S: grabbed"));
+    ASSERT_TRUE(setHotkey(QStringLiteral("Ctrl+Alt+K")));
+    ASSERT_TRUE(reportIs("Ctrl+Alt+K: grabbed")) << hotkeyReport();
+    EXPECT_TRUE(sendsNothing(QStringLiteral("ctrl+alt+s"))) << "the old key was let go";
+    EXPECT_TRUE(opensPanel(QStringLiteral("ctrl+alt+k")));
+
+    // Another program holds Ctrl+Alt+J.
+    QProcess holder;
+    holder.setProcessEnvironment(env_);
+    holder.start(QStringLiteral(KERNOVA_CLICK_TARGET_PATH), {"--grab-ctrl-alt", "j"});
+    ASSERT_TRUE(waitFor([&] { return holder.readAllStandardOutput().contains("grabbed"); }));
+    // The check the preferences will ask.
+    const std::string shown = display().toStdString();
+    const EnvironmentLookup onDisplay = [&](const char* name) -> std::optional<std::string> {
+        return std::string_view(name) == "DISPLAY" ? std::optional(shown) : std::nullopt;
+    };
+    using capture::HotkeyStatus;
+    EXPECT_EQ(desktop::checkHotkey("Ctrl+Alt+J", onDisplay), HotkeyStatus::refused);
+    EXPECT_EQ(desktop::checkHotkey("Meta+Shift+F5", onDisplay), HotkeyStatus::ok);
+    for (const char* bad : {"J", "Shift+J", "Ctrl+Alt+Nonsense", "Ctrl+A, Ctrl+B", ""})
+        EXPECT_EQ(desktop::checkHotkey(bad, onDisplay), HotkeyStatus::invalid) << bad;
+    EXPECT_EQ(desktop::checkHotkey("Ctrl+Alt+J", [](const char*) { return std::nullopt; }),
+              HotkeyStatus::noDisplay);
+    ASSERT_TRUE(setHotkey(QStringLiteral("Ctrl+Alt+J")));
+    ASSERT_TRUE(reportIs("Ctrl+Alt+J: refused")) << hotkeyReport();
+    EXPECT_TRUE(sendsNothing(QStringLiteral("ctrl+alt+k"))) << "the old key was let go";
+    holder.closeWriteChannel();
+    ASSERT_TRUE(holder.waitForFinished(5000));
+    // Once it is free, the next reload takes it.
+    ASSERT_TRUE(setHotkey(QStringLiteral("Ctrl+Alt+J")));
+    ASSERT_TRUE(reportIs("Ctrl+Alt+J: grabbed")) << hotkeyReport();
+    EXPECT_TRUE(opensPanel(QStringLiteral("ctrl+alt+j")));
+    const QString log = QString::fromLocal8Bit(daemon_->process().readAllStandardError());
+    EXPECT_EQ(log.count(QStringLiteral("Ctrl+Alt+J is held by another program")), 1)
+        << log.toStdString();
+}
+
+}  // namespace
+}  // namespace kernova::testing
