@@ -132,6 +132,7 @@ int main(int argc, char** argv) {
     removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
+    // On X11 (where the host has a clipboard watch) the hotkey too.
     daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env,
                                     host.clipboardChanges() ? &host : nullptr);
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());

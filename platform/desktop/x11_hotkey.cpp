@@ -254,7 +254,9 @@ void X11Hotkey::readEvents() {
     bool mappingChanged = false;
     while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
         const std::uint8_t type = event->response_type & 0x7f;
-        if (type == XCB_KEY_PRESS && pressed_) {
+        if (type == XCB_KEY_RELEASE) {
+            lastRelease_ = reinterpret_cast<xcb_key_release_event_t*>(event)->time;
+        } else if (type == XCB_KEY_PRESS && pressed_) {
             auto* press = reinterpret_cast<xcb_key_press_event_t*>(event);
             std::uint16_t locks = 0;
             for (std::uint16_t mask : grab_.lockMasks)
@@ -264,7 +266,9 @@ void X11Hotkey::readEvents() {
             bool known = false;
             for (std::uint8_t code : grab_.keycodes)
                 known = known || code == press->detail;
-            if (ours && known) {
+            // A held key repeats as a release and a press at the same moment.
+            const bool repeated = lastRelease_ && *lastRelease_ == press->time;
+            if (ours && known && !repeated) {
                 std::free(event);
                 // The callback may let go of the key; nothing of it is used after.
                 std::function<void()> pressed = pressed_;

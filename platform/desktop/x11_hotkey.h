@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,7 @@ class X11Hotkey final : public capture::HotkeyGrabs {
     std::string sequence_;  // grabbed now; empty when nothing is
     Grab grab_;
     std::function<void()> pressed_;
+    std::optional<std::uint32_t> lastRelease_;  // server time of the last key release
 };
 
 }  // namespace kernova::desktop
