@@ -149,6 +149,7 @@ TEST_F(SettingsTest, EveryKeyHasItsDefault) {
     const std::map<std::string, Value> defaults = {
         {"enabled", Value(false)},
         {"watchClipboard", Value(false)},
+        {"hotkey", Value("Ctrl+Alt+S")},
         {"vibrateSwitch", Value(false)},
         {"vibrate", Value(1519)},
         {"menuType", Value(0)},
