@@ -36,10 +36,8 @@
 #include "ui/geometry.h"
 
 namespace kernova {
+class GSelectionItemView;
 class GSplodeWindow;
-namespace ui {
-class Button;
-}
 }  // namespace kernova
 
 namespace kernova::capture {
@@ -62,6 +60,10 @@ struct PrimaryText {
 // loop, never inside the call.
 using PrimaryReply = std::function<void(PrimaryText)>;
 using PrimaryReader = std::function<void(PrimaryReply)>;
+
+// PRIMARY read through the host's readSelection: its absent text counts as a
+// failed read, an empty one as empty.
+PrimaryReader primaryReaderOf(ServerHost& host);
 
 inline constexpr const char* kSelectionFallbackSentence =
     "The item you selected does not yet support extraction, please use another method!";
@@ -93,12 +95,10 @@ class SelectionItem final : public SelectionGestures::Listener {
     bool start();
     bool listening() const { return listening_; }
 
-    // Whether the item is on screen, its frame in the desktop's coordinates,
-    // and what it shows (its title, or the picture's file).
+    // Whether the item is on screen, and its frame in the desktop's
+    // coordinates (its view, GSelectionItemView, tells what it shows).
     bool isShown() const;
     ui::Rect frame() const;
-    const std::string& title() const { return title_; }
-    const std::optional<std::string>& imagePath() const { return imagePath_; }
     // The text a click would send; absent while no item is shown.
     const std::optional<std::string>& text() const { return text_; }
 
@@ -149,7 +149,7 @@ class SelectionItem final : public SelectionGestures::Listener {
 
     std::optional<std::string> text_;
     std::shared_ptr<GSplodeWindow> window_;
-    std::shared_ptr<ui::Button> button_;
+    std::shared_ptr<GSelectionItemView> button_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
