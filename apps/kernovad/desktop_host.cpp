@@ -67,13 +67,18 @@ DesktopServerHost::DesktopServerHost(Context& context)
             mask = setup->resource_id_mask;
         }
     }
-    clipboardChanges_ = std::make_unique<X11ClipboardChanges>(
-        *selections_,
-        [base, mask](std::uint32_t window) { return mask != 0 && (window & ~mask) == base; });
+    auto isOwn = [base, mask](std::uint32_t window) {
+        return mask != 0 && (window & ~mask) == base;
+    };
+    clipboardChanges_ = std::make_unique<X11ClipboardChanges>(*selections_, isOwn);
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    gestures_ = std::make_unique<desktop::X11SelectionGestures>(
+        processEnvironment(), context_.log(), isOwn, screen ? screen->devicePixelRatio() : 1.0);
 }
 
 DesktopServerHost::~DesktopServerHost() {
     receiver_.reset();
+    gestures_.reset();
     clipboardChanges_.reset();
     selections_.reset();
     front_.reset();

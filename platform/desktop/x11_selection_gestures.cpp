@@ -49,10 +49,10 @@ X11SelectionGestures::~X11SelectionGestures() {
 bool X11SelectionGestures::start(capture::SelectionGestures::Listener& listener) {
     if (!connection_ || listener_) return listener_ != nullptr;
     const xcb_query_extension_reply_t* input = xcb_get_extension_data(connection_, &xcb_input_id);
-    const xcb_query_extension_reply_t* xfixes =
-        xcb_get_extension_data(connection_, &xcb_xfixes_id);
+    const xcb_query_extension_reply_t* xfixes = xcb_get_extension_data(connection_, &xcb_xfixes_id);
     if (!input || !input->present || !xfixes || !xfixes->present) {
-        log_.warn("selection", "the X server lacks XInput or XFixes; mouse selections are not noticed");
+        log_.warn("selection",
+                  "the X server lacks XInput or XFixes; mouse selections are not noticed");
         return false;
     }
     // Both versions are asked at once; XInput 2.0 is enough.
@@ -87,7 +87,8 @@ void X11SelectionGestures::setTracking(bool on) {
 
 void X11SelectionGestures::selectInput() {
     MasterMask mask;
-    mask.bits = XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
+    mask.bits =
+        XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE;
     if (tracking_)
         mask.bits |= XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS;
     xcb_input_xi_select_events(connection_, root_, 1, &mask.head);
@@ -112,9 +113,9 @@ bool X11SelectionGestures::takeEvent(xcb_generic_event_t* event) {
             case XCB_INPUT_RAW_BUTTON_RELEASE:
                 // Wheel steps are buttons 4 to 7 in X; they are no clicks.
                 if (raw->detail < 1 || raw->detail > 3) return false;
-                queue(generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS ? Kind::press
-                                                                        : Kind::release,
-                      static_cast<int>(raw->detail));
+                queue(
+                    generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS ? Kind::press : Kind::release,
+                    static_cast<int>(raw->detail));
                 return true;
             case XCB_INPUT_RAW_MOTION:
                 if (!tracking_ || motionAsked_) return false;
@@ -145,7 +146,8 @@ bool X11SelectionGestures::deliverAnswered() {
     while (!pending_.empty()) {
         Pending& front = pending_.front();
         ui::Point where;
-        if (front.kind == Kind::press || front.kind == Kind::release || front.kind == Kind::motion) {
+        if (front.kind == Kind::press || front.kind == Kind::release ||
+            front.kind == Kind::motion) {
             void* answer = nullptr;
             xcb_generic_error_t* error = nullptr;
             if (xcb_poll_for_reply(connection_, front.cookie.sequence, &answer, &error) == 0)

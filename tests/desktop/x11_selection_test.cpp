@@ -1,6 +1,8 @@
 // Mouse selections and PRIMARY reads on a private Xvfb display: xdotool
 // drives the pointer and the keys, the test's own X connection plays the
 // PRIMARY owners (one that never answers among them), xclip a real one.
+#include "desktop/x11_selection.h"
+
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
@@ -11,7 +13,6 @@
 #include <vector>
 
 #include "base/log.h"
-#include "desktop/x11_selection.h"
 #include "desktop/x11_selection_gestures.h"
 #include "desktop_support.h"
 
