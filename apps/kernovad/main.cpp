@@ -132,7 +132,8 @@ int main(int argc, char** argv) {
     removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
-    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env);
+    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env, host,
+                                    /*gestures=*/nullptr, capture::primaryReaderOf(host));
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
 
     std::unique_ptr<daemon::DebugEndpoint> debug;
