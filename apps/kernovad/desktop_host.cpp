@@ -137,6 +137,22 @@ void DesktopServerHost::insertText(const std::string& text) {
     desktop_->keyboard().insertText(text);
 }
 
+capture::PrimaryReader DesktopServerHost::primaryReader() {
+    if (!selections_) return capture::primaryReaderOf(*this);
+    return [this](capture::PrimaryReply reply) {
+        selections_->read(desktop::X11Selections::Which::primary,
+                          [reply = std::move(reply)](desktop::X11Selections::Result result) {
+                              using Outcome = desktop::X11Selections::Outcome;
+                              using Status = capture::PrimaryText::Status;
+                              const Status status = result.outcome == Outcome::text ? Status::text
+                                                    : result.outcome == Outcome::empty
+                                                        ? Status::empty
+                                                        : Status::failed;
+                              reply(capture::PrimaryText{status, std::move(result.text)});
+                          });
+    };
+}
+
 void DesktopServerHost::readSelection(SelectionKind which, SelectionReply reply) {
     if (selections_) {
         selections_->readText(which == SelectionKind::primary

@@ -62,8 +62,9 @@ class DesktopServerHost final : public ServerHost {
     // Mouse selections (X11 only, else null); PRIMARY owned by kernovad's own
     // windows is no one else's selection.
     capture::SelectionGestures* selectionGestures() { return gestures_.get(); }
-    // PRIMARY's reads for the selection item (X11 only, else null).
-    desktop::X11Selections* selections() { return selections_.get(); }
+    // PRIMARY read for the selection item: on X11 telling an empty selection
+    // from an owner that failed or did not answer in 500 ms.
+    capture::PrimaryReader primaryReader();
 
   private:
     Context& context_;
