@@ -40,8 +40,7 @@ X11SelectionGestures::~X11SelectionGestures() {
     notifier_.reset();
     if (connection_) {
         for (const Pending& p : pending_)
-            if (p.kind == Kind::press || p.kind == Kind::release || p.kind == Kind::motion)
-                xcb_discard_reply(connection_, p.cookie.sequence);
+            if (p.request != 0) xcb_discard_reply(connection_, p.request);
         xcb_disconnect(connection_);
     }
 }
@@ -55,13 +54,18 @@ bool X11SelectionGestures::start(capture::SelectionGestures::Listener& listener)
                   "the X server lacks XInput or XFixes; mouse selections are not noticed");
         return false;
     }
-    // Both versions are asked at once; XInput 2.0 is enough.
+    // Both versions and the button mapping are asked at once; XInput 2.0 is
+    // enough.
     const auto inputCookie = xcb_input_xi_query_version(connection_, 2, 2);
     const auto xfixesCookie = xcb_xfixes_query_version(connection_, 5, 0);
+    const auto mappingCookie = xcb_get_pointer_mapping(connection_);
     Reply<xcb_input_xi_query_version_reply_t> inputVersion(
         xcb_input_xi_query_version_reply(connection_, inputCookie, nullptr));
     Reply<xcb_xfixes_query_version_reply_t> xfixesVersion(
         xcb_xfixes_query_version_reply(connection_, xfixesCookie, nullptr));
+    Reply<xcb_get_pointer_mapping_reply_t> mapping(
+        xcb_get_pointer_mapping_reply(connection_, mappingCookie, nullptr));
+    takeMapping(mapping.get());
     if (!inputVersion || inputVersion->major_version < 2 || !xfixesVersion) {
         log_.warn("selection", "the X server lacks XInput 2; mouse selections are not noticed");
         return false;
@@ -95,10 +99,23 @@ void X11SelectionGestures::selectInput() {
     xcb_flush(connection_);
 }
 
+void X11SelectionGestures::takeMapping(const xcb_get_pointer_mapping_reply_t* mapping) {
+    if (!mapping) return;
+    const std::uint8_t* map = xcb_get_pointer_mapping_map(mapping);
+    buttonMap_.assign(map, map + xcb_get_pointer_mapping_map_length(mapping));
+}
+
+int X11SelectionGestures::logicalButton(std::uint32_t device) const {
+    if (device >= 1 && device <= buttonMap_.size()) return buttonMap_[device - 1];
+    return static_cast<int>(device);
+}
+
 void X11SelectionGestures::queue(Kind kind, int button) {
-    Pending p{kind, button, {}};
+    Pending p{kind, button, 0};
     if (kind == Kind::press || kind == Kind::release || kind == Kind::motion)
-        p.cookie = xcb_query_pointer(connection_, root_);
+        p.request = xcb_query_pointer(connection_, root_).sequence;
+    else if (kind == Kind::mapping)
+        p.request = xcb_get_pointer_mapping(connection_).sequence;
     pending_.push_back(p);
 }
 
@@ -110,13 +127,15 @@ bool X11SelectionGestures::takeEvent(xcb_generic_event_t* event) {
         auto* raw = reinterpret_cast<xcb_input_raw_button_press_event_t*>(event);
         switch (generic->event_type) {
             case XCB_INPUT_RAW_BUTTON_PRESS:
-            case XCB_INPUT_RAW_BUTTON_RELEASE:
+            case XCB_INPUT_RAW_BUTTON_RELEASE: {
                 // Wheel steps are buttons 4 to 7 in X; they are no clicks.
-                if (raw->detail < 1 || raw->detail > 3) return false;
+                const int button = logicalButton(raw->detail);
+                if (button < 1 || button > 3) return false;
                 queue(
                     generic->event_type == XCB_INPUT_RAW_BUTTON_PRESS ? Kind::press : Kind::release,
-                    static_cast<int>(raw->detail));
+                    button);
                 return true;
+            }
             case XCB_INPUT_RAW_MOTION:
                 if (!tracking_ || motionAsked_) return false;
                 motionAsked_ = true;
@@ -129,6 +148,12 @@ bool X11SelectionGestures::takeEvent(xcb_generic_event_t* event) {
             default:
                 return false;
         }
+    }
+    if (type == XCB_MAPPING_NOTIFY) {
+        if (reinterpret_cast<xcb_mapping_notify_event_t*>(event)->request != XCB_MAPPING_POINTER)
+            return false;
+        queue(Kind::mapping);
+        return true;
     }
     if (type == xfixesEvent_ + XCB_XFIXES_SELECTION_NOTIFY) {
         auto* notify = reinterpret_cast<xcb_xfixes_selection_notify_event_t*>(event);
@@ -146,14 +171,20 @@ bool X11SelectionGestures::deliverAnswered() {
     while (!pending_.empty()) {
         Pending& front = pending_.front();
         ui::Point where;
-        if (front.kind == Kind::press || front.kind == Kind::release ||
-            front.kind == Kind::motion) {
+        if (front.request != 0) {
             void* answer = nullptr;
             xcb_generic_error_t* error = nullptr;
-            if (xcb_poll_for_reply(connection_, front.cookie.sequence, &answer, &error) == 0)
+            if (xcb_poll_for_reply(connection_, front.request, &answer, &error) == 0)
                 return delivered;
-            Reply<xcb_query_pointer_reply_t> reply(static_cast<xcb_query_pointer_reply_t*>(answer));
             std::free(error);
+            if (front.kind == Kind::mapping) {
+                Reply<xcb_get_pointer_mapping_reply_t> mapping(
+                    static_cast<xcb_get_pointer_mapping_reply_t*>(answer));
+                takeMapping(mapping.get());
+                pending_.pop_front();
+                continue;
+            }
+            Reply<xcb_query_pointer_reply_t> reply(static_cast<xcb_query_pointer_reply_t*>(answer));
             if (front.kind == Kind::motion) motionAsked_ = false;
             if (!reply) {  // the pointer left the screen; nothing to tell
                 pending_.pop_front();
@@ -179,6 +210,8 @@ bool X11SelectionGestures::deliverAnswered() {
                 break;
             case Kind::key:
                 if (tracking_) listener_->keyPressed();
+                break;
+            case Kind::mapping:
                 break;
         }
     }

@@ -5,7 +5,9 @@
 // presses. Raw events carry no position, so each press, release and (at most
 // one at a time) motion asks the pointer's place with QueryPointer, whose
 // reply is taken when it arrives; reports keep the order of their events.
-// Which key was pressed is never looked at.
+// Raw buttons are the device's own: the pointer's button mapping (a
+// left-handed mouse) is applied, asked again when it changes. Which key was
+// pressed is never looked at.
 #pragma once
 
 #include <xcb/xcb.h>
@@ -15,6 +17,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "base/log.h"
 #include "base/paths.h"
@@ -41,11 +44,11 @@ class X11SelectionGestures final : public capture::SelectionGestures {
     void setTracking(bool on) override;
 
   private:
-    enum class Kind { press, release, motion, owner, key };
+    enum class Kind { press, release, motion, owner, key, mapping };
     struct Pending {
         Kind kind;
         int button = 0;
-        xcb_query_pointer_cookie_t cookie{};  // for press, release and motion
+        unsigned int request = 0;  // the reply awaited (all but owner and key)
     };
 
     void readEvents();
@@ -53,6 +56,8 @@ class X11SelectionGestures final : public capture::SelectionGestures {
     bool deliverAnswered();
     void queue(Kind kind, int button = 0);
     void selectInput();
+    void takeMapping(const xcb_get_pointer_mapping_reply_t* mapping);
+    int logicalButton(std::uint32_t device) const;
 
     const Logger& log_;
     IsOwnWindow isOwn_;
@@ -62,7 +67,8 @@ class X11SelectionGestures final : public capture::SelectionGestures {
     std::uint8_t inputOpcode_ = 0, xfixesEvent_ = 0;
     capture::SelectionGestures::Listener* listener_ = nullptr;
     bool tracking_ = false;
-    bool motionAsked_ = false;  // a motion's QueryPointer is outstanding
+    bool motionAsked_ = false;             // a motion's QueryPointer is outstanding
+    std::vector<std::uint8_t> buttonMap_;  // device button - 1 -> the button it means
     std::deque<Pending> pending_;
     std::unique_ptr<QSocketNotifier> notifier_;
 };

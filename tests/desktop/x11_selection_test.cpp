@@ -69,6 +69,21 @@ class X11SelectionTest : public ::testing::Test {
         xcb_set_selection_owner(client, window, XCB_ATOM_PRIMARY, XCB_CURRENT_TIME);
         std::free(xcb_get_input_focus_reply(client, xcb_get_input_focus(client), nullptr));
     }
+    void swapFirstAndThirdButtons() {
+        auto* reply =
+            xcb_get_pointer_mapping_reply(client, xcb_get_pointer_mapping(client), nullptr);
+        ASSERT_TRUE(reply);
+        std::vector<std::uint8_t> map(
+            xcb_get_pointer_mapping_map(reply),
+            xcb_get_pointer_mapping_map(reply) + xcb_get_pointer_mapping_map_length(reply));
+        std::free(reply);
+        ASSERT_GE(map.size(), 3u);
+        std::swap(map[0], map[2]);
+        std::free(xcb_set_pointer_mapping_reply(
+            client,
+            xcb_set_pointer_mapping(client, static_cast<std::uint8_t>(map.size()), map.data()),
+            nullptr));
+    }
     static void xdotool(const QStringList& arguments) {
         ASSERT_EQ(QProcess::execute(QStringLiteral("xdotool"), arguments), 0) << "xdotool failed";
     }
@@ -136,6 +151,13 @@ TEST_F(X11SelectionTest, GesturesReportButtonsOwnersAndTrackedInputInOrder) {
     takePrimary(XCB_NONE);
     takePrimary(own);
     settle({});
+
+    // A left-handed mouse: the device's first button means the third.
+    swapFirstAndThirdButtons();
+    settle({});  // the new mapping has been taken when the owner change comes
+    xdotool({"click", "1"});
+    swapFirstAndThirdButtons();
+    settle({"press 3 240,130", "release 3 240,130"});
 
     // While tracking: keys (never which) and motion.
     gestures.setTracking(true);
