@@ -166,8 +166,8 @@ void SelectionItem::finished(ui::Point where) {
     workArea_ = host_.monitorUnderPointer().workArea;
     const std::uint64_t read = ++reads_;
     pendingRead_ = read;
-    context_.runLoop().after(kReadTimeoutSeconds, this,
-                             [this, read] { readArrived(read, PrimaryText::failure()); });
+    readTimer_ = context_.runLoop().after(
+        kReadTimeoutSeconds, this, [this, read] { readArrived(read, PrimaryText::failure()); });
     readPrimary_([this, read, alive = std::weak_ptr(alive_)](PrimaryText result) {
         if (!alive.expired()) readArrived(read, std::move(result));
     });
@@ -176,6 +176,7 @@ void SelectionItem::finished(ui::Point where) {
 void SelectionItem::readArrived(std::uint64_t read, PrimaryText result) {
     if (read != pendingRead_) return;  // too late, or a newer gesture began
     pendingRead_ = 0;
+    context_.runLoop().cancel(readTimer_);  // nothing waits once the answer is in
     switch (result.status) {
         case PrimaryText::Status::empty:
             context_.log().debug("selection", "no item: the selection is empty");

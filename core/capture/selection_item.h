@@ -144,6 +144,7 @@ class SelectionItem final : public SelectionGestures::Listener {
     // The read under way (0: none) and where its item goes.
     std::uint64_t reads_ = 0;
     std::uint64_t pendingRead_ = 0;
+    TimerId readTimer_ = 0;
     ui::Point anchor_;
     ui::Rect workArea_;
 
