@@ -133,7 +133,7 @@ int main(int argc, char** argv) {
     Server server(context, center, host);
     server.start();
     daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env, host,
-                                    /*gestures=*/nullptr, capture::primaryReaderOf(host));
+                                    host.selectionGestures(), host.primaryReader());
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
 
     std::unique_ptr<daemon::DebugEndpoint> debug;
