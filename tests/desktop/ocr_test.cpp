@@ -1,16 +1,19 @@
-// OCR on the desktop without a display: the images read for recognition, and the "OCR & Splode"
-// desktop entry with kernovad's renamed copy of it.
+// OCR on the desktop without a display: the images `kernova ocr` reads or
+// refuses, its arguments, and the "OCR & Splode" desktop entry with kernovad's
+// renamed copy of it.
 #include <gtest/gtest.h>
 
 #include <QBuffer>
 #include <QImage>
 #include <QProcess>
 #include <QStandardPaths>
+#include <sstream>
 
 #include "base/context.h"
 #include "desktop/qt_run_loop.h"
 #include "desktop/ui/ocr_image.h"
 #include "desktop_support.h"
+#include "kernova/ocr_command.h"
 #include "kernovad/ocr_entry.h"
 #include "server/settings.h"
 #include "support_lib/temp_dir.h"
@@ -32,6 +35,18 @@ QImage filled(int width, int height) {
     return image;
 }
 
+struct OcrRun {
+    int status;
+    std::string err;
+};
+
+OcrRun runOcrWith(std::vector<std::string> args, const std::string& input = {}) {
+    std::istringstream in(input);
+    std::ostringstream out, err;
+    int status = cli::runOcr(args, in, out, err);
+    return {status, err.str()};
+}
+
 TEST(OcrImages, EveryFormatIsReadAndLargeOnesAreScaledToTheLongestSideLimit) {
     for (const char* format : {"png", "jpeg", "webp", "bmp", "tiff"}) {
         desktop::OcrImage image = desktop::readOcrImage(encoded(filled(300, 200), format));
@@ -51,6 +66,50 @@ TEST(OcrImages, EveryFormatIsReadAndLargeOnesAreScaledToTheLongestSideLimit) {
               QSize(4096, 1638));
     EXPECT_EQ(desktop::readOcrImage(encoded(filled(3000, 6000), "jpeg")).image.size(),
               QSize(2048, 4096));
+}
+
+TEST(OcrCommand, BadImagesAndArgumentsAreRefusedWithTheirStatus) {
+    TempDir dir;
+    const QByteArray png = encoded(filled(400, 300), "png");
+    const QByteArray jpeg = encoded(filled(400, 300), "jpeg");
+    const QByteArray bmp = encoded(filled(400, 300), "bmp");
+    // A JPEG whose header names 20000 x 20000 pixels: refused before decoding.
+    QByteArray huge = jpeg;
+    const qsizetype frame = huge.indexOf("\xff\xc0");
+    ASSERT_GT(frame, 0);
+    for (qsizetype at : {frame + 5, frame + 7}) {
+        huge[at] = static_cast<char>(20000 >> 8);
+        huge[at + 1] = static_cast<char>(20000 & 0xff);
+    }
+    const std::pair<std::string, std::string> bad[] = {
+        {dir.write("empty.png", "").string(), "it is empty (0 bytes)"},
+        {dir.write("cut.png", png.left(png.size() / 2).toStdString()).string(), "damaged"},
+        {dir.write("cut.jpg", jpeg.left(jpeg.size() / 2).toStdString()).string(), "damaged"},
+        {dir.write("cut.bmp", bmp.left(bmp.size() / 2).toStdString()).string(), "damaged"},
+        {dir.write("notes.png", "Just some notes, not a picture.\n").string(), "not an image"},
+        {dir.write("huge.jpg", huge.toStdString()).string(), "20000 x 20000 pixels"},
+        {(dir / "missing.png").string(), "cannot open it"},
+        {dir.path().string(), "cannot open it"},
+    };
+    for (const auto& [file, reason] : bad) {
+        OcrRun run = runOcrWith({file});
+        EXPECT_EQ(run.status, 1) << file;
+        EXPECT_NE(run.err.find("kernova ocr: " + file + ": "), std::string::npos) << run.err;
+        EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
+    }
+    // Standard input the same way; the files after the first are named as ignored.
+    OcrRun piped = runOcrWith({"-", "b.png", "c.png"}, "GIF89a");
+    EXPECT_EQ(piped.status, 1);
+    EXPECT_NE(piped.err.find("b.png is ignored"), std::string::npos) << piped.err;
+    EXPECT_NE(piped.err.find("c.png is ignored"), std::string::npos) << piped.err;
+    EXPECT_NE(piped.err.find("standard input: "), std::string::npos) << piped.err;
+
+    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
+             {}, {"--copy"}, {"--clipboard", "a.png"}, {"--frobnicate", "a.png"}}) {
+        OcrRun run = runOcrWith(args);
+        EXPECT_EQ(run.status, 2) << run.err;
+        EXPECT_NE(run.err.find("usage: kernova ocr"), std::string::npos) << run.err;
+    }
 }
 
 TEST(OcrEntry, TheEntryAndItsRenamedCopyAreValidAndTheCopyFollowsTheSetting) {
