@@ -28,10 +28,12 @@ class OcrEndToEnd : public PanelEndToEnd {
     LoopbackAnswer service{200, "application/json", kWords};
     TempDir files;
 
-    // Runs `kernova` with the event loop turning, so that the server answers.
-    std::pair<int, std::string> kernova(const QStringList& args) {
+    // Runs `kernova` with the event loop turning, so that the server answers;
+    // standard input from `input` when given.
+    std::pair<int, std::string> kernova(const QStringList& args, const QString& input = {}) {
         QProcess process;
         process.setProcessEnvironment(env_);
+        if (!input.isEmpty()) process.setStandardInputFile(input);
         process.start(desktopCliPath(), args);
         if (!waitFor([&] { return process.state() == QProcess::NotRunning; }, 20000)) {
             process.kill();
@@ -48,6 +50,18 @@ class OcrEndToEnd : public PanelEndToEnd {
         EXPECT_TRUE(picture.save(path));
         return path;
     }
+    // The size of the image the service was last sent, after checking the form.
+    QSize sentImageSize() {
+        if (server.requests().empty()) return {};
+        const LoopbackRequest& post = server.requests().back();
+        EXPECT_TRUE(post.line.starts_with("POST /ocr ")) << post.line;
+        EXPECT_TRUE(post.head.contains("Content-Type: application/x-www-form-urlencoded"));
+        const QByteArray prefix = "detect_direction=true&language_type=CHN_ENG&image=";
+        EXPECT_TRUE(post.body.startsWith(prefix)) << post.body.left(80).toStdString();
+        const QByteArray base64 =
+            QUrl::fromPercentEncoding(post.body.mid(prefix.size())).toLatin1();
+        return QImage::fromData(QByteArray::fromBase64(base64)).size();
+    }
     std::string shownText() {
         std::string text;
         auto s = state();
@@ -56,9 +70,10 @@ class OcrEndToEnd : public PanelEndToEnd {
                 text += tag;
         return text;
     }
-    // Recognises `file`; the panel opens on `expected`, and is closed again.
-    void expectPanel(const QString& file, const std::string& expected) {
-        auto [status, err] = kernova({"ocr", file});
+    // Recognises `file` (through standard input with `piped`); the panel
+    // opens on `expected`, and is closed again.
+    void expectPanel(const QString& file, const std::string& expected, bool piped = false) {
+        auto [status, err] = piped ? kernova({"ocr", "-"}, file) : kernova({"ocr", file});
         EXPECT_EQ(status, 0) << err;
         ASSERT_TRUE(waitForShown(true)) << expected;
         EXPECT_EQ(shownText(), expected);
@@ -74,14 +89,7 @@ TEST_F(OcrEndToEnd, TheServiceGetsTheScaledImageAndThePanelItsAnswerOrTheFailure
     const QString large = image("large.png", 6000, 3000);
     expectPanel(large, " Hello world");
     ASSERT_EQ(server.requests().size(), 2u);
-    const LoopbackRequest& post = server.requests().back();
-    EXPECT_TRUE(post.line.starts_with("POST /ocr ")) << post.line;
-    EXPECT_TRUE(post.head.contains("Content-Type: application/x-www-form-urlencoded"));
-    const QByteArray prefix = "detect_direction=true&language_type=CHN_ENG&image=";
-    ASSERT_TRUE(post.body.startsWith(prefix)) << post.body.left(80).toStdString();
-    const QImage sent = QImage::fromData(
-        QByteArray::fromBase64(QUrl::fromPercentEncoding(post.body.mid(prefix.size())).toLatin1()));
-    EXPECT_EQ(sent.size(), QSize(4096, 2048));
+    EXPECT_EQ(sentImageSize(), QSize(4096, 2048));
     // The panel's request carried the picture.
     std::optional<QStringList> received = receivedMessages(desktop::sessionConnection());
     ASSERT_TRUE(received && !received->isEmpty());
@@ -91,7 +99,7 @@ TEST_F(OcrEndToEnd, TheServiceGetsTheScaledImageAndThePanelItsAnswerOrTheFailure
     const QString small = image("small.png", 200, 100);
     service = {200, "application/json",
                R"({"error_code":216201,"error_msg":"image format error"})"};
-    expectPanel(small, "image format error");
+    expectPanel(small, "image format error", true);
     // A service that breaks the connection off in the middle of its answer.
     service = {200, "", "HTTP/1.1 200 OK\r\nContent-Length: 500\r\n\r\n{\"words", 0, false, true};
     expectPanel(small,
@@ -118,12 +126,23 @@ TEST_F(OcrEndToEnd, TheServiceGetsTheScaledImageAndThePanelItsAnswerOrTheFailure
 TEST_F(OcrEndToEnd, CopyLeavesTheWordsOnTheClipboardAfterTheCommandHasGone) {
     if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
     ASSERT_EQ(run(desktopCliPath(), {"set", "ocrProxy", server.url("/")}).first, 0);
-    const QString file = image("copy.jpg", 300, 200);
+    const QString file = image("copy.jpg", 5000, 100);
     auto [status, err] = kernova({"ocr", "--copy", file});
     ASSERT_EQ(status, 0) << err;
     EXPECT_TRUE(waitFor([&] { return clipboard() == " Hello world"; })) << clipboard();
     EXPECT_FALSE((*state())["shown"].get<bool>());
     EXPECT_EQ(server.requests().size(), 2u);
+    EXPECT_EQ(sentImageSize(), QSize(4096, 82));
+
+    // An image on the clipboard is recognised, and replaced by its words.
+    ASSERT_EQ(run(QStringLiteral("xclip"),
+                  {"-selection", "clipboard", "-t", "image/png", image("clip.png", 200, 100)})
+                  .first,
+              0);
+    service = {200, "application/json", R"({"words_result":[{"words":"Clipped"}]})"};
+    auto [fromClipboard, clipboardErr] = kernova({"ocr", "--copy", "--clipboard"});
+    ASSERT_EQ(fromClipboard, 0) << clipboardErr;
+    EXPECT_TRUE(waitFor([&] { return clipboard() == " Clipped"; })) << clipboard();
 }
 
 TEST_F(OcrEndToEnd, KernovadKeepsTheRenamedEntryInTheUserApplicationsFolder) {
