@@ -4,18 +4,23 @@
 #include <QImageReader>
 #include <QtGlobal>
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
+#include <mutex>
 
 namespace kernova::desktop {
 namespace {
 
 // Qt's image plugins report a damaged file as a warning and still hand back
-// an image (a JPEG cut short comes out grey at the bottom). While one image
-// is read on this thread, their warnings are taken here instead of reaching
-// standard error, and tell whether the data ended early.
+// an image (a JPEG cut short comes out grey at the bottom). While an image is
+// read, the warnings of Qt's image I/O on that thread are taken here instead
+// of reaching standard error, and tell whether the data ended early; every
+// other message goes on to the handler before. Qt has one handler per
+// process, so one read at a time is watched.
+std::mutex gCaptureMutex;
+std::atomic<QtMessageHandler> gPreviousHandler{nullptr};
 thread_local bool* tPrematureEnd = nullptr;
-thread_local QtMessageHandler tPreviousHandler = nullptr;
 
 void captureImageWarnings(QtMsgType type, const QMessageLogContext& context,
                           const QString& message) {
@@ -26,18 +31,18 @@ void captureImageWarnings(QtMsgType type, const QMessageLogContext& context,
             *tPrematureEnd = true;
         return;
     }
-    if (tPreviousHandler != nullptr) tPreviousHandler(type, context, message);
+    if (QtMessageHandler previous = gPreviousHandler.load()) previous(type, context, message);
 }
 
 class ImageWarningCapture {
   public:
-    ImageWarningCapture() {
+    ImageWarningCapture() : lock_(gCaptureMutex) {
         tPrematureEnd = &prematureEnd_;
-        tPreviousHandler = qInstallMessageHandler(captureImageWarnings);
+        // Qt gives its default handler back when no other was installed.
+        gPreviousHandler = qInstallMessageHandler(captureImageWarnings);
     }
     ~ImageWarningCapture() {
-        qInstallMessageHandler(tPreviousHandler);
-        tPreviousHandler = nullptr;
+        qInstallMessageHandler(gPreviousHandler.load());
         tPrematureEnd = nullptr;
     }
     ImageWarningCapture(const ImageWarningCapture&) = delete;
@@ -45,6 +50,7 @@ class ImageWarningCapture {
     bool prematureEnd() const { return prematureEnd_; }
 
   private:
+    std::lock_guard<std::mutex> lock_;
     bool prematureEnd_ = false;
 };
 
