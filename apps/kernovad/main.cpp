@@ -133,7 +133,8 @@ int main(int argc, char** argv) {
     removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
-    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env);
+    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env, host,
+                                    /*gestures=*/nullptr, capture::primaryReaderOf(host));
     // "OCR & Splode" in the file managers' menus under the name set in the settings.
     daemon::OcrEntryName ocrEntry(
         context,
