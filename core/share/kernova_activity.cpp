@@ -114,10 +114,10 @@ void KernovaActivity::performActivity(std::function<void()> finished) {
     HttpRequest request;
     if (settings.get(settings_key::kOcrApiType) == 1) {
         // The user's own keys, inserted as they are.
-        request = httpPost(base + "/OcrApiOwn.php",
-                           "{\"APIKey\": \"" + settings.get(settings_key::kApiKey) +
-                               "\", \"SecretKey\":\"" + settings.get(settings_key::kSecretKey) +
-                               "\"}");
+        request =
+            httpPost(base + "/OcrApiOwn.php",
+                     "{\"APIKey\": \"" + settings.get(settings_key::kApiKey) +
+                         "\", \"SecretKey\":\"" + settings.get(settings_key::kSecretKey) + "\"}");
     } else {
         request = httpGet(base + "/OcrApi.php");
     }
@@ -127,8 +127,8 @@ void KernovaActivity::performActivity(std::function<void()> finished) {
         if (!self) return;
         self->task_.reset();
         if (const auto* error = std::get_if<HttpError>(&result)) {
-            self->context_.log().info(kLog, "the OCR proxy failed: " +
-                                                std::string(httpErrorKindName(error->kind)));
+            self->context_.log().info(
+                kLog, "the OCR proxy failed: " + std::string(httpErrorKindName(error->kind)));
             self->deliver(kProxyFailed, true);
             self->finish();
             return;
@@ -141,8 +141,8 @@ void KernovaActivity::performOcr(const std::string& url) {
     if (!self_) self_ = shared_from_this();
     const std::string target = isValidUtf8(url) ? trimWhitespaceAndNewlines(url) : std::string();
     if (!isHttpUrl(target)) {
-        context_.log().info(kLog, "the OCR proxy's answer (" + std::to_string(url.size()) +
-                                      " bytes) is not a URL");
+        context_.log().info(
+            kLog, "the OCR proxy's answer (" + std::to_string(url.size()) + " bytes) is not a URL");
         deliver(kServiceFailed, true);
         finish();
         return;
@@ -154,36 +154,36 @@ void KernovaActivity::performOcr(const std::string& url) {
         return;
     }
     const std::string language = readSettings(context_).get(settings_key::kLanguageType);
-    HttpRequest request =
-        httpPost(target, "detect_direction=true&language_type=" + language +
-                             "&image=" + urlEncodeStr(*image),
-                 {{"Content-Type", "application/x-www-form-urlencoded"}});
+    HttpRequest request = httpPost(
+        target,
+        "detect_direction=true&language_type=" + language + "&image=" + urlEncodeStr(*image),
+        {{"Content-Type", "application/x-www-form-urlencoded"}});
     request.timeout = kServiceTimeout;
     std::weak_ptr<KernovaActivity> weak = self_;
-    task_ = context_.http().send(std::move(request), [weak, host = httpHost(target)](
-                                                         HttpResult result) {
-        auto self = weak.lock();
-        if (!self) return;
-        self->task_.reset();
-        if (const auto* error = std::get_if<HttpError>(&result)) {
-            self->context_.log().info(kLog, "the OCR service at " + host + " failed: " +
-                                                std::string(httpErrorKindName(error->kind)));
-            self->deliver(kServiceFailed, true);
+    task_ = context_.http().send(
+        std::move(request), [weak, host = httpHost(target)](HttpResult result) {
+            auto self = weak.lock();
+            if (!self) return;
+            self->task_.reset();
+            if (const auto* error = std::get_if<HttpError>(&result)) {
+                self->context_.log().info(kLog, "the OCR service at " + host + " failed: " +
+                                                    std::string(httpErrorKindName(error->kind)));
+                self->deliver(kServiceFailed, true);
+                self->finish();
+                return;
+            }
+            const auto& response = std::get<HttpResponse>(result);
+            Recognised answer = readAnswer(response.data);
+            self->context_.log().info(
+                kLog, "the OCR service at " + host + " answered status " +
+                          std::to_string(response.status) + ": " +
+                          (answer.serviceError
+                               ? "an error of " + std::to_string(answer.text.size()) + " bytes"
+                               : std::to_string(answer.lines) + " lines, " +
+                                     std::to_string(answer.text.size()) + " bytes"));
+            self->deliver(answer.text, false);
             self->finish();
-            return;
-        }
-        const auto& response = std::get<HttpResponse>(result);
-        Recognised answer = readAnswer(response.data);
-        self->context_.log().info(
-            kLog, "the OCR service at " + host + " answered status " +
-                      std::to_string(response.status) + ": " +
-                      (answer.serviceError ? "an error of " + std::to_string(answer.text.size()) +
-                                                 " bytes"
-                                           : std::to_string(answer.lines) + " lines, " +
-                                                 std::to_string(answer.text.size()) + " bytes"));
-        self->deliver(answer.text, false);
-        self->finish();
-    });
+        });
 }
 
 void KernovaActivity::cancel() {
@@ -196,8 +196,8 @@ void KernovaActivity::cancel() {
 void KernovaActivity::deliver(const std::string& selection, bool failure) {
     if (copyFlag_ && !failure) {
         if (services_.setPasteboardString) services_.setPasteboardString(selection);
-        context_.log().info(kLog, "result of " + std::to_string(selection.size()) +
-                                      " bytes put on the clipboard");
+        context_.log().info(
+            kLog, "result of " + std::to_string(selection.size()) + " bytes put on the clipboard");
         return;
     }
     Dictionary info{{"callFromResponder", Value(true)}, {"selection", Value(selection)}};
@@ -220,7 +220,8 @@ std::optional<std::string> KernovaActivity::jpegBase64() const {
     if (!image_ || !services_.codec) return std::nullopt;
     for (int step = 10; step >= 0; --step) {
         const double quality = step / 10.0;
-        std::optional<Bytes> jpeg = services_.codec->encode(*image_, ui::ImageFormat::jpeg, quality);
+        std::optional<Bytes> jpeg =
+            services_.codec->encode(*image_, ui::ImageFormat::jpeg, quality);
         if (!jpeg || jpeg->empty()) {
             context_.log().info(kLog, "the image could not be encoded as JPEG");
             return std::nullopt;

@@ -125,8 +125,9 @@ TEST_F(OcrTest, BothRequestsGoOutByteForByteForEachApiType) {
         EXPECT_EQ(service.headers,
                   (HttpHeaders{{"Content-Type", "application/x-www-form-urlencoded"}}));
         // Seven bytes: "++++////+w==" form-escaped.
-        EXPECT_EQ(service.body, "detect_direction=true&language_type=ENG&image="
-                                "%2B%2B%2B%2B%2F%2F%2F%2F%2Bw%3D%3D");
+        EXPECT_EQ(service.body,
+                  "detect_direction=true&language_type=ENG&image="
+                  "%2B%2B%2B%2B%2F%2F%2F%2F%2Bw%3D%3D");
         ASSERT_GE(device.deliveredMessages().size(), 2u);
         EXPECT_EQ(device.deliveredMessages()[0].message.name, "showRunning");
         // Each line after one blank; the image as PNG in 64-character lines.
@@ -154,7 +155,8 @@ TEST_F(OcrTest, AnswersAndFailuresBecomeThePanelsText) {
     const std::vector<Row> rows = {
         {"error", kService, R"({"error_code":110,"error_msg":"Access token invalid"})",
          "Access token invalid", true},
-        {"lenient", kService, R"({"words_result":[{"words":"A"},{"words":12},{},"x",{"words":null}]})",
+        {"lenient", kService,
+         R"({"words_result":[{"words":"A"},{"words":12},{},"x",{"words":null}]})",
          " A 12 (null) <null>", true},
         {"array", kService, "[1,2]", "", true},
         {"not json", kService, "<html>", "", true},
@@ -208,8 +210,9 @@ TEST_F(OcrTest, TheJpegQualityStepsDownUntilItsBase64Fits) {
     ASSERT_EQ(app.http().requests().size(), 2u);
     const std::string& body = app.http().requests()[1].request.body;
     // 2,800,014 bytes are 3,733,352 base64 characters, all "+" and "/", escaped.
-    EXPECT_EQ(body.size(), std::string("detect_direction=true&language_type=CHN_ENG&image=").size() +
-                               3733352 * 3);
+    EXPECT_EQ(
+        body.size(),
+        std::string("detect_direction=true&language_type=CHN_ENG&image=").size() + 3733352 * 3);
 
     // Too large even at quality 0: the service is not asked.
     codec.jpegSize = [](double) { return std::size_t{4000000}; };
