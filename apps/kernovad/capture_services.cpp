@@ -22,7 +22,8 @@ void X11ClipboardChanges::start(std::function<void(const capture::ClipboardChang
 
 CaptureServices::CaptureServices(Context& context, QDBusConnection bus,
                                  capture::ClipboardChanges* changes, EnvironmentLookup env,
-                                 ServerHost* hotkeyHost)
+                                 ServerHost& host, capture::SelectionGestures* gestures,
+                                 capture::PrimaryReader readPrimary)
     : bus_(std::move(bus)),
       sender_(bus_),
       apps_(context, env, [this](const capture::ApplicationList& list) {
@@ -32,9 +33,14 @@ CaptureServices::CaptureServices(Context& context, QDBusConnection bus,
         watch_ = std::make_unique<capture::ClipboardWatch>(context, sender_, *changes);
         watch_->startIfWanted();
     }
-    if (hotkeyHost) {
+    if (gestures) {
+        item_ = std::make_unique<capture::SelectionItem>(context, host, sender_, *gestures,
+                                                         std::move(readPrimary));
+        item_->start();
+    }
+    if (changes) {  // X11
         hotkeyGrabs_ = std::make_unique<desktop::X11Hotkey>(env, context.log());
-        hotkeyTexts_ = std::make_unique<HostSelectionTexts>(*hotkeyHost);
+        hotkeyTexts_ = std::make_unique<HostSelectionTexts>(host);
         hotkey_ = std::make_unique<capture::Hotkey>(context, sender_, *hotkeyGrabs_, *hotkeyTexts_);
         hotkey_->start();
     }

@@ -1,5 +1,6 @@
 // kernovad's capture: the clipboard watch (CLIPBOARD owner changes on X11,
-// Kernova's own windows told apart from other owners), the global hotkey (its
+// Kernova's own windows told apart from other owners), the selection item
+// (mouse selections from a SelectionGestures source), the global hotkey (its
 // grab on X11, the selections read through the host) and the answer to the
 // preferences side's "fun.quorle.kernova.getapps" on the session bus.
 #pragma once
@@ -13,6 +14,7 @@
 #include "capture/app_list.h"
 #include "capture/clipboard_watch.h"
 #include "capture/hotkey.h"
+#include "capture/selection_item.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/x11_hotkey.h"
 #include "desktop/x11_selection.h"
@@ -50,11 +52,14 @@ class HostSelectionTexts final : public capture::SelectionTexts {
 
 class CaptureServices {
   public:
-    // Call after the server has read the settings: the watch decides from
-    // them now. `changes` is null where there is no X11 clipboard. With
-    // `hotkeyHost` (on X11), the hotkey is grabbed and its texts read there.
+    // Call after the server has read the settings: the watch and the
+    // selection item decide from them now. `changes` is null where there is
+    // no X11 clipboard, `gestures` where mouse selections cannot be told;
+    // `host` and `gestures` must outlive this object. On X11 (with `changes`)
+    // the hotkey is grabbed, and its texts are read through `host`.
     CaptureServices(Context& context, QDBusConnection bus, capture::ClipboardChanges* changes,
-                    EnvironmentLookup env, ServerHost* hotkeyHost = nullptr);
+                    EnvironmentLookup env, ServerHost& host, capture::SelectionGestures* gestures,
+                    capture::PrimaryReader readPrimary);
     CaptureServices(const CaptureServices&) = delete;
     CaptureServices& operator=(const CaptureServices&) = delete;
 
@@ -65,6 +70,7 @@ class CaptureServices {
     QDBusConnection bus_;
     desktop::DBusMessageSender sender_;
     std::unique_ptr<capture::ClipboardWatch> watch_;
+    std::unique_ptr<capture::SelectionItem> item_;
     capture::ApplicationListService apps_;
     std::unique_ptr<desktop::X11Hotkey> hotkeyGrabs_;
     std::unique_ptr<HostSelectionTexts> hotkeyTexts_;
