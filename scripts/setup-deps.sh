@@ -16,6 +16,8 @@ desktop=(
     libfontconfig-dev
     xvfb xauth xdotool xclip x11-xserver-utils openbox xdg-utils xterm desktop-file-utils
     qt6-image-formats-plugins
+    libtesseract-dev tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra
+    tesseract-ocr-jpn tesseract-ocr-kor
     dbus dbus-x11 libglib2.0-bin fonts-noto-cjk fonts-noto-color-emoji
 )
 

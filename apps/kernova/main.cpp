@@ -14,6 +14,7 @@
 #include "kernova/split_command.h"
 #ifdef KERNOVA_HAS_DESKTOP
 #include "kernova/bus_client.h"
+#include "kernova/ocr_command.h"
 #include "kernova/render_command.h"
 #include "kernova/send_command.h"
 #include "kernova/splode_command.h"
@@ -59,6 +60,8 @@ constexpr std::array kSubcommands{
     Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
     Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},
     Subcommand{"render", "paint a text's tag board into a PNG image", kernova::cli::runRender},
+    Subcommand{"ocr", "recognise the words of an image and open the panel on them",
+               kernova::cli::runOcr},
 #endif
 };
 

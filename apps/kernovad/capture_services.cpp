@@ -21,7 +21,9 @@ void X11ClipboardChanges::start(std::function<void(const capture::ClipboardChang
 }
 
 CaptureServices::CaptureServices(Context& context, QDBusConnection bus,
-                                 capture::ClipboardChanges* changes, EnvironmentLookup env)
+                                 capture::ClipboardChanges* changes, EnvironmentLookup env,
+                                 ServerHost& host, capture::SelectionGestures* gestures,
+                                 capture::PrimaryReader readPrimary)
     : bus_(std::move(bus)),
       sender_(bus_),
       apps_(context, std::move(env), [this](const capture::ApplicationList& list) {
@@ -30,6 +32,11 @@ CaptureServices::CaptureServices(Context& context, QDBusConnection bus,
     if (changes) {
         watch_ = std::make_unique<capture::ClipboardWatch>(context, sender_, *changes);
         watch_->startIfWanted();
+    }
+    if (gestures) {
+        item_ = std::make_unique<capture::SelectionItem>(context, host, sender_, *gestures,
+                                                         std::move(readPrimary));
+        item_->start();
     }
 }
 

@@ -1,5 +1,6 @@
 // kernovad's capture: the clipboard watch (CLIPBOARD owner changes on X11,
-// Kernova's own windows told apart from other owners) and the answer to the
+// Kernova's own windows told apart from other owners), the selection item
+// (mouse selections from a SelectionGestures source) and the answer to the
 // preferences side's "fun.quorle.kernova.getapps" on the session bus.
 #pragma once
 
@@ -11,6 +12,7 @@
 #include "base/context.h"
 #include "capture/app_list.h"
 #include "capture/clipboard_watch.h"
+#include "capture/selection_item.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/x11_selection.h"
 
@@ -32,10 +34,13 @@ class X11ClipboardChanges final : public capture::ClipboardChanges {
 
 class CaptureServices {
   public:
-    // Call after the server has read the settings: the watch decides from
-    // them now. `changes` is null where there is no X11 clipboard.
+    // Call after the server has read the settings: the watch and the
+    // selection item decide from them now. `changes` is null where there is
+    // no X11 clipboard, `gestures` where mouse selections cannot be told;
+    // `host` and `gestures` must outlive this object.
     CaptureServices(Context& context, QDBusConnection bus, capture::ClipboardChanges* changes,
-                    EnvironmentLookup env);
+                    EnvironmentLookup env, ServerHost& host, capture::SelectionGestures* gestures,
+                    capture::PrimaryReader readPrimary);
     CaptureServices(const CaptureServices&) = delete;
     CaptureServices& operator=(const CaptureServices&) = delete;
 
@@ -43,6 +48,7 @@ class CaptureServices {
     QDBusConnection bus_;
     desktop::DBusMessageSender sender_;
     std::unique_ptr<capture::ClipboardWatch> watch_;
+    std::unique_ptr<capture::SelectionItem> item_;
     capture::ApplicationListService apps_;
 };
 

@@ -71,6 +71,12 @@ std::string screenStateJson(const ScreenReport& report, double devicePixelRatio)
     nlohmann::ordered_json floating = nlohmann::ordered_json::array();
     for (const ui::Rect& frame : report.floatingButtons)
         floating.push_back(frameJson(frame));
+    nlohmann::ordered_json selectionItem = nullptr;
+    if (const auto& item = report.selectionItem) {
+        selectionItem = frameJson(item->frame);
+        selectionItem["title"] = item->title;
+        selectionItem["image"] = item->image;
+    }
     nlohmann::ordered_json alerts = nlohmann::ordered_json::array();
     for (const AlertReport& alert : report.alerts) {
         alerts.push_back({{"title", alert.title},
@@ -92,6 +98,7 @@ std::string screenStateJson(const ScreenReport& report, double devicePixelRatio)
                                     {"browser", browserJson(panel.browser)},
                                     {"running", std::move(running)},
                                     {"floatingButtons", std::move(floating)},
+                                    {"selectionItem", std::move(selectionItem)},
                                     {"alerts", std::move(alerts)}};
     return state.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

@@ -67,13 +67,18 @@ DesktopServerHost::DesktopServerHost(Context& context)
             mask = setup->resource_id_mask;
         }
     }
-    clipboardChanges_ = std::make_unique<X11ClipboardChanges>(
-        *selections_,
-        [base, mask](std::uint32_t window) { return mask != 0 && (window & ~mask) == base; });
+    auto isOwn = [base, mask](std::uint32_t window) {
+        return mask != 0 && (window & ~mask) == base;
+    };
+    clipboardChanges_ = std::make_unique<X11ClipboardChanges>(*selections_, isOwn);
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    gestures_ = std::make_unique<desktop::X11SelectionGestures>(
+        processEnvironment(), context_.log(), isOwn, screen ? screen->devicePixelRatio() : 1.0);
 }
 
 DesktopServerHost::~DesktopServerHost() {
     receiver_.reset();
+    gestures_.reset();
     clipboardChanges_.reset();
     selections_.reset();
     front_.reset();
@@ -130,6 +135,22 @@ void DesktopServerHost::openUrl(const std::string& url) {
 
 void DesktopServerHost::insertText(const std::string& text) {
     desktop_->keyboard().insertText(text);
+}
+
+capture::PrimaryReader DesktopServerHost::primaryReader() {
+    if (!selections_) return capture::primaryReaderOf(*this);
+    return [this](capture::PrimaryReply reply) {
+        selections_->read(desktop::X11Selections::Which::primary,
+                          [reply = std::move(reply)](desktop::X11Selections::Result result) {
+                              using Outcome = desktop::X11Selections::Outcome;
+                              using Status = capture::PrimaryText::Status;
+                              const Status status = result.outcome == Outcome::text ? Status::text
+                                                    : result.outcome == Outcome::empty
+                                                        ? Status::empty
+                                                        : Status::failed;
+                              reply(capture::PrimaryText{status, std::move(result.text)});
+                          });
+    };
 }
 
 void DesktopServerHost::readSelection(SelectionKind which, SelectionReply reply) {

@@ -14,6 +14,7 @@
 #include "desktop/ui/desktop_platform.h"
 #include "desktop/ui/overlay_window_host.h"
 #include "desktop/x11_selection.h"
+#include "desktop/x11_selection_gestures.h"
 #include "kernovad/capture_services.h"
 #include "kernovad/front_application.h"
 #include "server/host.h"
@@ -58,6 +59,12 @@ class DesktopServerHost final : public ServerHost {
     // The CLIPBOARD's changes for the clipboard watch (X11 only, else null);
     // the owner windows of kernovad's own connections count as its own writes.
     capture::ClipboardChanges* clipboardChanges() { return clipboardChanges_.get(); }
+    // Mouse selections (X11 only, else null); PRIMARY owned by kernovad's own
+    // windows is no one else's selection.
+    capture::SelectionGestures* selectionGestures() { return gestures_.get(); }
+    // PRIMARY read for the selection item: on X11 telling an empty selection
+    // from an owner that failed or did not answer in 500 ms.
+    capture::PrimaryReader primaryReader();
 
   private:
     Context& context_;
@@ -68,6 +75,7 @@ class DesktopServerHost final : public ServerHost {
     std::unique_ptr<FrontApplication> front_;
     std::unique_ptr<desktop::X11Selections> selections_;
     std::unique_ptr<X11ClipboardChanges> clipboardChanges_;
+    std::unique_ptr<desktop::X11SelectionGestures> gestures_;
     // Owns the connections and the posted selection reads: they end with the host.
     std::unique_ptr<QObject> receiver_;
 };

@@ -31,6 +31,7 @@
 #include "kernovad/capture_services.h"
 #include "kernovad/debug_endpoint.h"
 #include "kernovad/desktop_host.h"
+#include "kernovad/ocr_entry.h"
 #include "kernovad/warm_up.h"
 #include "segment/splode_box.h"
 #include "server/server.h"
@@ -132,7 +133,13 @@ int main(int argc, char** argv) {
     removePrivateTextFiles(privateFiles);
     Server server(context, center, host);
     server.start();
-    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env);
+    daemon::CaptureServices capture(context, bus, host.clipboardChanges(), env, host,
+                                    host.selectionGestures(), host.primaryReader());
+    // "OCR & Splode" in the file managers' menus under the name set in the settings.
+    daemon::OcrEntryName ocrEntry(
+        context,
+        desktop::dataDirectory().parent_path() / "applications" / daemon::kOcrEntryFileName,
+        daemon::userApplicationsDirectory(env));
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
 
     std::unique_ptr<daemon::DebugEndpoint> debug;

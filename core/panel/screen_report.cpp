@@ -1,5 +1,6 @@
 #include "panel/screen_report.h"
 
+#include "floating/selection_item_view.h"
 #include "floating/splode_button.h"
 #include "floating/splode_running_view.h"
 #include "panel/tag_flow_container.h"
@@ -97,6 +98,9 @@ ScreenReport reportScreen(const ui::Application& application) {
                 if (running->isShown()) report.runningIndicators.push_back(onScreen(*running));
             } else if (auto* button = dynamic_cast<GSplodeButton*>(&view)) {
                 if (button->isShown()) report.floatingButtons.push_back(onScreen(*button));
+            } else if (auto* item = dynamic_cast<GSelectionItemView*>(&view)) {
+                report.selectionItem =
+                    SelectionItemReport{onScreen(*item), item->title(), item->imagePath()};
             }
         });
         const auto& root = window->rootViewController();

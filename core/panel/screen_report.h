@@ -1,6 +1,6 @@
 // What a process shows, as plain data: the panel (its card, tags and
-// buttons), floating buttons, running indicators, and the alerts and notices on screen. The
-// daemon's debug interface reports it; tests read it.
+// buttons), floating buttons, the selection item, running indicators, and the alerts and notices on
+// screen. The daemon's debug interface reports it; tests read it.
 #pragma once
 
 #include <cstdint>
@@ -66,11 +66,20 @@ struct AlertReport {
     double windowLevel = 0;
 };
 
+// The selection item: its frame in screen coordinates and what it shows (its
+// title, and the picture's file in the image form).
+struct SelectionItemReport {
+    ui::Rect frame;
+    std::string title;
+    std::string image;  // empty in the title form
+};
+
 struct ScreenReport {
     std::optional<PanelReport> panel;
     std::vector<ui::Rect> runningIndicators;  // in screen coordinates
     std::vector<ui::Rect> floatingButtons;    // in screen coordinates, as they move
-    std::vector<AlertReport> alerts;          // toasts are alerts without buttons
+    std::optional<SelectionItemReport> selectionItem;
+    std::vector<AlertReport> alerts;  // toasts are alerts without buttons
 };
 
 std::vector<TagState> tagStatesOf(const GTagFlowView& board);

@@ -94,6 +94,8 @@ Server::~Server() {
     context_.notifications().removeObservers(this);
     context_.runLoop().cancelAll(this);
     context_.runLoop().cancelAll(&flags_);
+    for (const auto& recognition : recognitions_)
+        recognition->cancel();
     releasePanel();
 }
 
@@ -129,7 +131,7 @@ void Server::start() {
         {message_name::kCopyText, &Server::noHandler},
         {message_name::kShowHistory, &Server::showHistory},
         {message_name::kInsertText, &Server::insertText},
-        {message_name::kDoOCR, &Server::notAvailableYet},
+        {message_name::kDoOCR, &Server::doOCR},
     };
     for (std::string_view name : kMessageTable) {
         Handler handler = &Server::notAvailableYet;
@@ -582,6 +584,34 @@ std::string Server::showHistory(const Message& message) {
     panel->history();
     host_.windowsChanged();
     return "history shown";
+}
+
+std::string Server::doOCR(const Message& message) {
+    if (message.userInfo.isAbsent()) return "ignored: no dictionary";
+    std::shared_ptr<const ui::Image> image =
+        decodeBase64ToImage(message.userInfo["image"].stringValue().value_or(""));
+    if (!image) return "refused: the image could not be read";
+    KernovaActivity::Services services;
+    services.sender = &loopback_;
+    services.codec = &host_.application().platform().imageCodec;
+    // The words are the system's own clipboard write: they raise no button.
+    services.setPasteboardString = [this](const std::string& text) {
+        noteOwnClipboardWrite();
+        host_.application().platform().pasteboard.setString(text);
+    };
+    auto activity = KernovaActivity::make(context_, std::move(services));
+    activity->setImage(image);
+    activity->setCopyFlag(true);
+    recognitions_.push_back(activity);
+    activity->performActivity([this, done = activity.get()] {
+        std::erase_if(recognitions_, [done](const auto& r) { return r.get() == done; });
+        context_.notifications().post(kHideRunningNotification);
+        host_.windowsChanged();
+    });
+    const ui::PixelBuffer* pixels = image->pixels();
+    return "recognising an image of " + (pixels ? std::to_string(pixels->width) + "x" +
+                                                      std::to_string(pixels->height) + " pixels"
+                                                : std::string("no pixels"));
 }
 
 std::string Server::notAvailableYet(const Message& message) {

@@ -6,8 +6,9 @@
 // "notifySplode" checks its gates at once (master switch, re-entry flags, the
 // caller) and, when it needs the clipboard, finishes when the host's answer
 // arrives; while such a read is in flight a further "notifySplode" is dropped
-// as if a panel were shown. One panel is shown at a time. Messages whose
-// features do not exist yet are registered and logged at info as not
+// as if a panel were shown. One panel is shown at a time. "doOCR" recognises
+// an image with the OCR activity and puts the words on the clipboard. Messages
+// whose features do not exist yet are registered and logged at info as not
 // available.
 #pragma once
 
@@ -27,6 +28,7 @@
 #include "floating/splode_button.h"
 #include "panel/tag_flow_container.h"
 #include "server/host.h"
+#include "share/kernova_activity.h"
 #include "ui/image.h"
 
 namespace kernova {
@@ -114,6 +116,7 @@ class Server {
     std::string showRunning(const Message& message);
     std::string showHistory(const Message& message);
     std::string insertText(const Message& message);
+    std::string doOCR(const Message& message);
     std::string notAvailableYet(const Message& message);
     std::string noHandler(const Message& message);
 
@@ -160,6 +163,8 @@ class Server {
     // The translation request under way, cancelled by a new panel.
     std::unique_ptr<HttpTask> translation_;
     std::unique_ptr<HttpTask> notice_;
+    // The recognitions of "doOCR" under way, cancelled when the server goes.
+    std::vector<std::shared_ptr<KernovaActivity>> recognitions_;
     bool readInFlight_ = false;
     std::uint64_t received_ = 0;
     std::uint64_t serial_ = 0;   // of the last record

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/http.h"
 #include "base/text.h"
 
 namespace kernova {
@@ -71,6 +72,7 @@ std::optional<Value> parseString(const SettingKey& key, std::string_view text, s
         return std::nullopt;
     if (!key.mustContain.empty() && text.find(key.mustContain) == std::string_view::npos)
         return std::nullopt;
+    if (key.httpUrl && !text.empty() && !isHttpUrl(text)) return std::nullopt;
     return Value(text);
 }
 
@@ -158,6 +160,13 @@ std::optional<Value> parseSettingText(const SettingKey& key, std::string_view te
     return value;
 }
 
+bool isHttpUrl(std::string_view text) {
+    if (std::any_of(text.begin(), text.end(),
+                    [](char c) { return static_cast<unsigned char>(c) >= 0x7f; }))
+        return false;
+    return !checkHttpRequest(httpGet(std::string(text)));
+}
+
 std::string settingValuesDescription(const SettingKey& key) {
     switch (key.type) {
         case SettingType::boolean:
@@ -186,6 +195,7 @@ std::string settingValuesDescription(const SettingKey& key) {
         return out;
     }
     if (!key.mustContain.empty()) return "a text containing " + std::string(key.mustContain);
+    if (key.httpUrl) return "an http:// or https:// URL, or nothing";
     return "a text";
 }
 

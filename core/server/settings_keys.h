@@ -62,6 +62,8 @@ struct SettingKey {
     std::string_view mustContain = {};
     // When not empty, the only texts a written value may be.
     std::span<const SettingText> texts = {};
+    // A written value must be an http or https URL with a host (or empty).
+    bool httpUrl = false;
 
     bool userVisible() const { return page != SettingsPage::internal; }
 };
@@ -271,6 +273,12 @@ inline constexpr std::array kSettingKeys{
                .page = SettingsPage::ocr,
                .description = "Language parameter sent to the recognition service",
                .defaultString = "CHN_ENG"},
+    SettingKey{.name = "ocrProxy",
+               .type = SettingType::string,
+               .page = SettingsPage::ocr,
+               .description = "The OCR proxy's base URL (empty: the build's own)",
+               .defaultString = "",
+               .httpUrl = true},
     // Not user settings
     SettingKey{.name = "applistFlag",
                .type = SettingType::integer,
@@ -365,6 +373,7 @@ inline constexpr auto kOcrApiType = settingNamed<std::int64_t>("ocrApiType");
 inline constexpr auto kApiKey = settingNamed<std::string>("APIKey");
 inline constexpr auto kSecretKey = settingNamed<std::string>("SecretKey");
 inline constexpr auto kLanguageType = settingNamed<std::string>("languageType");
+inline constexpr auto kOcrProxy = settingNamed<std::string>("ocrProxy");
 inline constexpr auto kFontSize = settingNamed<std::int64_t>("fontSize");
 inline constexpr auto kOrderCopy = settingNamed<bool>("orderCopy");
 inline constexpr auto kTips = settingNamed<std::int64_t>("tips");
@@ -385,6 +394,9 @@ Value readSetting(const SettingKey& key, const Value& stored);
 // with `error` saying why, when it does not fit the key's type or range.
 std::optional<Value> parseSettingText(const SettingKey& key, std::string_view text,
                                       std::string& error);
+// Whether `text` can be requested as it is: an http or https URL with a host,
+// without blanks or control characters.
+bool isHttpUrl(std::string_view text);
 // What the key accepts, as a phrase: "YES or NO", "a whole number from 6 to 96".
 std::string settingValuesDescription(const SettingKey& key);
 

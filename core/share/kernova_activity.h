@@ -5,8 +5,10 @@
 // preferences are read afresh each time; nothing is cached or retried.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "base/context.h"
@@ -19,6 +21,17 @@ namespace kernova {
 class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
   public:
     static constexpr const char* kDefaultTitle = "OCR & Splode";
+    // The panel's text when the proxy cannot be reached (or none is set).
+    static constexpr const char* kProxyFailed = "连接OCR api失败，请重试或等待api更新！";
+    // The panel's text when the OCR service cannot be reached, or the proxy
+    // named no usable URL.
+    static constexpr const char* kServiceFailed =
+        "Connecting to the OCR api failed, please try again or wait for the api to update!";
+    // The service takes at most this much base64 of JPEG: the quality steps
+    // down by 0.1 from 1.0 until the image fits.
+    static constexpr std::size_t kMaxImageBase64Bytes = 4 * 1024 * 1024;
+    // Seconds the OCR service may take to answer.
+    static constexpr double kServiceTimeout = 60;
 
     struct Services {
         // Where "showRunning" and "notifySplode" go (the server's center).
@@ -54,11 +67,25 @@ class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
     void performActivity(std::function<void()> finished = {});
     // The second step on its own: posts the image to the service at `url`.
     void performOcr(const std::string& url);
+    // Drops the request under way: nothing more is sent and `finished` never
+    // runs (for an owner that goes away before the flow ends).
+    void cancel();
+
+    ~KernovaActivity();
 
   protected:
     KernovaActivity(Context& context, Services services);
 
   private:
+    // Sends "notifySplode" with `selection` and, for a result, the image as
+    // PNG; with the copy flag a result goes onto the clipboard instead (a
+    // failure sentence still goes to the panel).
+    void deliver(const std::string& selection, bool failure);
+    void finish();
+    // The image as JPEG in base64, at the highest quality that fits; absent
+    // when it cannot be encoded or does not fit.
+    std::optional<std::string> jpegBase64() const;
+
     Context& context_;
     Services services_;
     std::string text_;
@@ -66,6 +93,8 @@ class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
     std::shared_ptr<const ui::Image> image_;
     std::function<void()> finished_;
     std::unique_ptr<HttpTask> task_;
+    // Keeps the activity alive from performActivity until the flow ends.
+    std::shared_ptr<KernovaActivity> self_;
 };
 
 }  // namespace kernova

@@ -10,6 +10,7 @@
 #include "base/value.h"
 #include "support/digest.h"
 #include "support/escaping.h"
+#include "support/json_format.h"
 
 #ifndef KERNOVA_BAIDU_APPID
 #define KERNOVA_BAIDU_APPID 20261124000000001ULL
@@ -36,48 +37,6 @@ void replaceAll(std::string& text, std::string_view what, std::string_view with)
     text = std::move(out);
 }
 
-// A JSON value as "%@" writes it: a text as it is, a number in decimal, null as
-// "<null>", a missing value as "(null)"; containers as their JSON text.
-void appendFormatted(std::string& out, const Json* value) {
-    if (value == nullptr) {
-        out += "(null)";
-        return;
-    }
-    switch (value->type()) {
-        case Json::value_t::string:
-            out += value->get_ref<const std::string&>();
-            return;
-        case Json::value_t::null:
-            out += "<null>";
-            return;
-        case Json::value_t::boolean:
-            out += value->get<bool>() ? "1" : "0";
-            return;
-        case Json::value_t::number_integer:
-            out += std::to_string(value->get<std::int64_t>());
-            return;
-        case Json::value_t::number_unsigned:
-            out += std::to_string(value->get<std::uint64_t>());
-            return;
-        case Json::value_t::number_float: {
-            std::array<char, 64> buffer{};
-            auto [end, error] =
-                std::to_chars(buffer.data(), buffer.data() + buffer.size(), value->get<double>());
-            if (error == std::errc()) out.append(buffer.data(), end);
-            return;
-        }
-        default:
-            out += value->dump(4, ' ', false, Json::error_handler_t::replace);
-            return;
-    }
-}
-
-const Json* member(const Json& object, const char* key) {
-    if (!object.is_object()) return nullptr;
-    auto found = object.find(key);
-    return found == object.end() ? nullptr : &*found;
-}
-
 // The body as JSON; null when it is not JSON (or not text).
 std::optional<Json> parse(std::string_view body) {
     Json json = Json::parse(body, nullptr, false);
@@ -89,7 +48,7 @@ std::optional<Json> parse(std::string_view body) {
 void appendEach(std::string& out, const Json* array, const char* key) {
     if (array == nullptr || !array->is_array()) return;
     for (const Json& element : *array) {
-        if (element.is_object()) appendFormatted(out, member(element, key));
+        if (element.is_object()) appendJsonFormatted(out, jsonMember(element, key));
     }
 }
 
@@ -266,7 +225,7 @@ std::string googleResult(AnswerBody body) {
     if (!body || !isValidUtf8(*body)) return std::string(kConnectFailed);
     std::string result;
     if (std::optional<Json> json = parse(*body))
-        appendEach(result, member(*json, "sentences"), "trans");
+        appendEach(result, jsonMember(*json, "sentences"), "trans");
     return result;
 }
 
@@ -275,7 +234,7 @@ std::string youdaoResult(AnswerBody body) {
     std::string result;
     std::optional<Json> json = parse(*body);
     if (!json) return result;
-    const Json* outer = member(*json, "translateResult");
+    const Json* outer = jsonMember(*json, "translateResult");
     if (outer == nullptr || !outer->is_array()) return result;
     for (const Json& inner : *outer)
         appendEach(result, &inner, "tgt");
@@ -287,10 +246,10 @@ BaiduOutcome baiduResult(AnswerBody body) {
     std::string result;
     std::optional<Json> json = parse(*body);
     if (!json) return {.result = result};
-    const Json* error = member(*json, "error_code");
+    const Json* error = jsonMember(*json, "error_code");
     if (error != nullptr && error->is_string() && error->get_ref<const std::string&>() == "54003")
         return {.again = true, .result = {}};
-    appendEach(result, member(*json, "trans_result"), "dst");
+    appendEach(result, jsonMember(*json, "trans_result"), "dst");
     return {.result = result};
 }
 

@@ -72,7 +72,7 @@ X11Selections::X11Selections(const EnvironmentLookup& env, const Logger& log) : 
         log_.info("selection", "the selection's owner did not answer in time; no text");
         // Whatever the owner still sends goes to a window that is gone.
         makeWindow();
-        finish(std::nullopt);
+        finish(Outcome::failed);
     });
     const X11Connection opened =
         openX11Connection(env, log_, "selection", "selections read as empty");
@@ -98,7 +98,10 @@ X11Selections::X11Selections(const EnvironmentLookup& env, const Logger& log) : 
 X11Selections::~X11Selections() {
     timeout_.stop();
     notifier_.reset();
-    if (connection_) xcb_disconnect(connection_);
+    if (connection_) {
+        if (ownerAsked_) xcb_discard_reply(connection_, *ownerAsked_);
+        xcb_disconnect(connection_);
+    }
 }
 
 void X11Selections::makeWindow() {
@@ -136,8 +139,24 @@ bool X11Selections::watchClipboardOwner(OwnerChanged changed) {
 }
 
 void X11Selections::readText(Which which, TextReply reply) {
+    enqueue(which, [reply = std::move(reply)](Outcome, std::optional<std::string> text) {
+        reply(std::move(text));
+    });
+}
+
+void X11Selections::read(Which which, ResultReply reply) {
+    enqueue(which, [reply = std::move(reply)](Outcome outcome, std::optional<std::string> text) {
+        Result result;
+        result.outcome = outcome;
+        if (outcome == Outcome::text && text) result.text = std::move(*text);
+        reply(std::move(result));
+    });
+}
+
+void X11Selections::enqueue(Which which, Finished reply) {
     if (!connection_) {
-        QTimer::singleShot(0, &timeout_, [reply = std::move(reply)] { reply(std::nullopt); });
+        QTimer::singleShot(0, &timeout_,
+                           [reply = std::move(reply)] { reply(Outcome::failed, std::nullopt); });
         return;
     }
     queue_.push_back(Read{which, std::move(reply)});
@@ -148,7 +167,7 @@ void X11Selections::startNext() {
     if (stage_ != Stage::idle || queue_.empty()) return;
     if (xcb_connection_has_error(connection_) != 0) {
         // A later turn: the reply never comes inside readText.
-        QTimer::singleShot(0, &timeout_, [this] { finish(std::nullopt); });
+        QTimer::singleShot(0, &timeout_, [this] { finish(Outcome::failed); });
         stage_ = Stage::targets;
         return;
     }
@@ -157,20 +176,42 @@ void X11Selections::startNext() {
     const xcb_atom_t selection =
         queue_.front().which == Which::clipboard ? clipboard_ : xcb_atom_t{XCB_ATOM_PRIMARY};
     xcb_delete_property(connection_, window_, property_);
+    // Asked first, so that its answer is in when a refusal comes: no owner
+    // means an empty selection, a refusing owner a failed read.
+    ownerAsked_ = xcb_get_selection_owner(connection_, selection).sequence;
     xcb_convert_selection(connection_, window_, selection, targets_, property_, XCB_CURRENT_TIME);
     xcb_flush(connection_);
     timeout_.start();
 }
 
-void X11Selections::finish(std::optional<std::string> text) {
+bool X11Selections::ownerAnswered() {
+    if (!ownerAsked_) return true;
+    xcb_get_selection_owner_cookie_t cookie{*ownerAsked_};
+    ownerAsked_.reset();
+    // Answered before the selection's notice arrived: this does not wait.
+    Reply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(connection_, cookie, nullptr));
+    return !reply || reply->owner != XCB_NONE;
+}
+
+void X11Selections::finish(Outcome outcome, std::optional<std::string> text) {
     timeout_.stop();
     stage_ = Stage::idle;
     received_.clear();
+    if (ownerAsked_) {
+        xcb_discard_reply(connection_, *ownerAsked_);
+        ownerAsked_.reset();
+    }
     if (queue_.empty()) return;
-    TextReply reply = std::move(queue_.front().reply);
+    Finished reply = std::move(queue_.front().reply);
     queue_.pop_front();
     startNext();
-    reply(std::move(text));
+    reply(outcome, std::move(text));
+}
+
+void X11Selections::finishWith(std::string text) {
+    const Outcome outcome = text.empty() ? Outcome::empty : Outcome::text;
+    finish(outcome, std::move(text));
 }
 
 void X11Selections::readEvents() {
@@ -192,7 +233,7 @@ void X11Selections::readEvents() {
     if (xcb_connection_has_error(connection_) != 0) {
         log_.warn("selection", "lost the X display; selections read as empty");
         notifier_->setEnabled(false);
-        if (stage_ != Stage::idle) finish(std::nullopt);
+        if (stage_ != Stage::idle) finish(Outcome::failed);
     }
 }
 
@@ -203,10 +244,14 @@ void X11Selections::selectionNotified(std::uint32_t requestor, std::uint32_t sel
         queue_.front().which == Which::clipboard ? clipboard_ : xcb_atom_t{XCB_ATOM_PRIMARY};
     if (selection != asked) return;
     if (property == XCB_ATOM_NONE) {
-        if (stage_ == Stage::targets || stage_ == Stage::text) finish(std::nullopt);
+        if (stage_ == Stage::targets)
+            finish(ownerAnswered() ? Outcome::failed : Outcome::empty);
+        else if (stage_ == Stage::text)
+            finish(Outcome::failed);
         return;
     }
     if (stage_ == Stage::targets) {
+        ownerAnswered();
         targetsArrived();
     } else if (stage_ == Stage::text) {
         valueArrived();
@@ -234,7 +279,7 @@ void X11Selections::targetsArrived() {
     }
     if (target_ == XCB_ATOM_NONE) {
         log_.debug("selection", "the selection offers no text");
-        finish(std::nullopt);
+        finish(Outcome::failed);
         return;
     }
     stage_ = Stage::text;
@@ -248,7 +293,7 @@ void X11Selections::valueArrived() {
     std::optional<Property> value =
         takeProperty(connection_, window_, property_, kMaxSelectionBytes);
     if (!value) {
-        finish(std::nullopt);
+        finish(Outcome::failed);
         return;
     }
     if (value->type == incr_) {
@@ -260,7 +305,7 @@ void X11Selections::valueArrived() {
             log_.warn("selection", "refused a selection of " + std::to_string(atLeast) +
                                        " bytes: more than 8 MiB");
             makeWindow();
-            finish(std::nullopt);
+            finish(Outcome::failed);
             return;
         }
         stage_ = Stage::incremental;
@@ -273,10 +318,10 @@ void X11Selections::valueArrived() {
         log_.warn("selection", "refused a selection of more than 8 MiB");
         xcb_delete_property(connection_, window_, property_);
         xcb_flush(connection_);
-        finish(std::nullopt);
+        finish(Outcome::failed);
         return;
     }
-    finish(textOf(value->bytes));
+    finishWith(textOf(value->bytes));
 }
 
 void X11Selections::propertyChanged(std::uint32_t window, std::uint32_t atom, bool newValue) {
@@ -288,19 +333,19 @@ void X11Selections::incrementArrived() {
     const std::size_t room = kMaxSelectionBytes - received_.size();
     std::optional<Property> piece = takeProperty(connection_, window_, property_, room);
     if (!piece) {
-        finish(std::nullopt);
+        finish(Outcome::failed);
         return;
     }
     if (!piece->complete) {
         log_.warn("selection", "refused an incremental selection of more than 8 MiB");
         makeWindow();
-        finish(std::nullopt);
+        finish(Outcome::failed);
         return;
     }
     xcb_flush(connection_);  // the deletion asks for the next piece
     if (piece->bytes.empty()) {
         std::string all = std::move(received_);
-        finish(textOf(all));
+        finishWith(textOf(all));
         return;
     }
     received_ += piece->bytes;

@@ -3,7 +3,8 @@
 // own whose socket a QSocketNotifier watches. A read asks for TARGETS, then
 // for the first text target offered (UTF8_STRING, text/plain;charset=utf-8,
 // STRING), accepts incremental (INCR) transfers up to 8 MiB, and gives up
-// after 500 ms: an owner that never answers gives no text. A single-shot timer
+// after 500 ms: an owner that never answers gives no text (`read` tells such a
+// failure apart from an empty selection). A single-shot timer
 // runs only while a read is under way. XFixes reports each new CLIPBOARD
 // owner, so nothing polls.
 #pragma once
@@ -32,6 +33,15 @@ class X11Selections {
   public:
     enum class Which { clipboard, primary };
     using TextReply = std::function<void(std::optional<std::string> text)>;
+    // What came of a read: text (not empty), an empty selection (no owner, or
+    // an owner with no characters), or a failure (no text target, a refusal,
+    // more than 8 MiB, no answer in 500 ms, no display).
+    enum class Outcome { text, empty, failed };
+    struct Result {
+        Outcome outcome = Outcome::failed;
+        std::string text;  // only with Outcome::text
+    };
+    using ResultReply = std::function<void(Result result)>;
     // Called after CLIPBOARD changes owner: the owner window (0 when none).
     using OwnerChanged = std::function<void(std::uint32_t owner)>;
 
@@ -48,21 +58,29 @@ class X11Selections {
     // owner, no text target, a refusal, more than 8 MiB, or no answer in
     // 500 ms. Reads run one after another.
     void readText(Which which, TextReply reply);
+    // The same read, telling its outcome.
+    void read(Which which, ResultReply reply);
     // From now on reports every new CLIPBOARD owner; false without XFixes.
     bool watchClipboardOwner(OwnerChanged changed);
     // The window this object reads into (0 without a display).
     std::uint32_t window() const { return window_; }
 
   private:
+    // `text` is what readText gives: absent when no text was read, empty
+    // when the owner had no characters.
+    using Finished = std::function<void(Outcome outcome, std::optional<std::string> text)>;
     struct Read {
         Which which;
-        TextReply reply;
+        Finished reply;
     };
     enum class Stage { idle, targets, text, incremental };
 
     void readEvents();
     void startNext();
-    void finish(std::optional<std::string> text);
+    void enqueue(Which which, Finished reply);
+    void finish(Outcome outcome, std::optional<std::string> text = std::nullopt);
+    void finishWith(std::string text);
+    bool ownerAnswered();
     void selectionNotified(std::uint32_t requestor, std::uint32_t selection,
                            std::uint32_t property);
     void propertyChanged(std::uint32_t window, std::uint32_t atom, bool newValue);
@@ -82,8 +100,9 @@ class X11Selections {
     QTimer timeout_;
     std::deque<Read> queue_;
     Stage stage_ = Stage::idle;
-    std::uint32_t target_ = 0;  // the text target asked for
-    std::string received_;      // an incremental transfer so far
+    std::uint32_t target_ = 0;                // the text target asked for
+    std::optional<unsigned int> ownerAsked_;  // GetSelectionOwner sent before the read
+    std::string received_;                    // an incremental transfer so far
     OwnerChanged ownerChanged_;
 };
 

@@ -17,7 +17,7 @@ SimServerHost::~SimServerHost() {
 
 Monitor SimServerHost::monitorUnderPointer() {
     const ui::Screen& screen = device_.services().screen;
-    return Monitor{"sim", screen.bounds, screen.bounds, screen.scale};
+    return Monitor{"sim", screen.bounds, workArea_.value_or(screen.bounds), screen.scale};
 }
 
 void SimServerHost::openUrl(const std::string& url) {

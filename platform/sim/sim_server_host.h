@@ -1,10 +1,10 @@
 // The server's host on the simulated device: the home-screen process's
 // application, the device's front-most application, screen, keyboard and
-// clipboard. Selections answer on the server's run loop, at once or after a
-// delay the test sets; PRIMARY holds whatever the test puts there. Launches
-// and saves are recorded and answered on the next turn of the loop, as the
-// test decides; the environment is the test's own (by default it names empty
-// data folders in the device's temporary folder, never the machine's).
+// clipboard, and the mouse selections the test plays. Selections answer on the server's run loop,
+// at once or after a delay the test sets; PRIMARY holds whatever the test puts there. Launches and
+// saves are recorded and answered on the next turn of the loop, as the test decides; the
+// environment is the test's own (by default it names empty data folders in the device's temporary
+// folder, never the machine's).
 #pragma once
 
 #include <filesystem>
@@ -16,6 +16,7 @@
 
 #include "server/host.h"
 #include "sim/device.h"
+#include "sim/sim_selection_gestures.h"
 
 namespace kernova::sim {
 
@@ -59,6 +60,10 @@ class SimServerHost final : public ServerHost {
     // Seconds a selection read takes (0: the next turn of the loop).
     void setSelectionDelay(double seconds) { selectionDelay_ = seconds; }
     void setPrimarySelection(std::optional<std::string> text) { primary_ = std::move(text); }
+    // The work area the monitor reports (the whole screen by default).
+    void setWorkArea(std::optional<ui::Rect> area) { workArea_ = area; }
+    // The mouse selections, played by the test.
+    SimSelectionGestures& selectionGestures() { return gestures_; }
     // Plays the file watcher: the server hears of a change of the settings
     // folder on its run loop.
     void settingsFolderChanged();
@@ -70,6 +75,8 @@ class SimServerHost final : public ServerHost {
     Device& device_;
     double selectionDelay_ = 0;
     std::optional<std::string> primary_;
+    std::optional<ui::Rect> workArea_;
+    SimSelectionGestures gestures_;
     std::function<void()> settingsChanged_;
     std::map<std::string, std::string> environment_;
     bool launchesStart_ = true;

@@ -3,6 +3,11 @@
 // every mouse press it receives. It prints "window ID" once mapped, then
 // "press X Y" (window coordinates) for each press, and exits when its
 // standard input closes or the connection ends.
+//
+// As a text field the mouse selects in: `--select-text TEXT` takes PRIMARY as
+// soon as the left button drags (as most toolkits do) and gives TEXT to whoever
+// asks; `--select-silent` takes PRIMARY as the left button goes up and never
+// answers a request for it.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
@@ -24,15 +29,55 @@ xcb_atom_t atom(xcb_connection_t* connection, const char* name) {
     return found;
 }
 
+// Answers a request for PRIMARY with `text` (TARGETS and UTF8_STRING), or
+// refuses it.
+void answer(xcb_connection_t* connection, const xcb_selection_request_event_t& request,
+            const std::string& text, xcb_atom_t targets, xcb_atom_t utf8) {
+    xcb_atom_t property = request.property == XCB_NONE ? request.target : request.property;
+    if (request.target == targets) {
+        const xcb_atom_t offered[] = {targets, utf8};
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, request.requestor, property,
+                            XCB_ATOM_ATOM, 32, 2, offered);
+    } else if (request.target == utf8) {
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, request.requestor, property, utf8, 8,
+                            static_cast<std::uint32_t>(text.size()), text.data());
+    } else {
+        property = XCB_NONE;
+    }
+    xcb_selection_notify_event_t notify{};
+    notify.response_type = XCB_SELECTION_NOTIFY;
+    notify.time = request.time;
+    notify.requestor = request.requestor;
+    notify.selection = request.selection;
+    notify.target = request.target;
+    notify.property = property;
+    xcb_send_event(connection, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char*>(&notify));
+    xcb_flush(connection);
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    enum class Selecting { no, text, silent } selecting = Selecting::no;
+    std::string text;
+    if (argc == 3 && std::strcmp(argv[1], "--select-text") == 0) {
+        selecting = Selecting::text;
+        text = argv[2];
+    } else if (argc == 2 && std::strcmp(argv[1], "--select-silent") == 0) {
+        selecting = Selecting::silent;
+    } else if (argc != 1) {
+        std::fprintf(stderr,
+                     "usage: kernova_click_target [--select-text TEXT | --select-silent]\n");
+        return 2;
+    }
     xcb_connection_t* connection = xcb_connect(nullptr, nullptr);
     if (xcb_connection_has_error(connection)) return 1;
     xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     const xcb_window_t window = xcb_generate_id(connection);
     const std::uint32_t values[] = {screen->white_pixel,
-                                    XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_EXPOSURE};
+                                    XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE |
+                                        XCB_EVENT_MASK_BUTTON_1_MOTION | XCB_EVENT_MASK_EXPOSURE};
     xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 400, 300, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
                       XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, values);
@@ -45,6 +90,15 @@ int main() {
     const std::uint32_t pid = static_cast<std::uint32_t>(getpid());
     xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom(connection, "_NET_WM_PID"),
                         XCB_ATOM_CARDINAL, 32, 1, &pid);
+    const xcb_atom_t targets = atom(connection, "TARGETS");
+    const xcb_atom_t utf8 = atom(connection, "UTF8_STRING");
+    bool taken = false;  // PRIMARY taken in this press's selection
+    auto takePrimary = [&](xcb_timestamp_t time) {
+        if (taken) return;
+        taken = true;
+        xcb_set_selection_owner(connection, window, XCB_ATOM_PRIMARY, time);
+        xcb_flush(connection);
+    };
     xcb_map_window(connection, window);
     xcb_flush(connection);
     std::printf("window %u\n", window);
@@ -57,10 +111,20 @@ int main() {
             if (read(0, buffer, sizeof buffer) <= 0) break;
         }
         while (xcb_generic_event_t* event = xcb_poll_for_event(connection)) {
-            if ((event->response_type & 0x7f) == XCB_BUTTON_PRESS) {
+            const std::uint8_t type = event->response_type & 0x7f;
+            if (type == XCB_BUTTON_PRESS) {
                 auto* press = reinterpret_cast<xcb_button_press_event_t*>(event);
                 std::printf("press %d %d\n", press->event_x, press->event_y);
                 std::fflush(stdout);
+                taken = false;
+            } else if (type == XCB_MOTION_NOTIFY && selecting == Selecting::text) {
+                takePrimary(reinterpret_cast<xcb_motion_notify_event_t*>(event)->time);
+            } else if (type == XCB_BUTTON_RELEASE && selecting == Selecting::silent) {
+                auto* release = reinterpret_cast<xcb_button_release_event_t*>(event);
+                if (release->detail == 1) takePrimary(release->time);
+            } else if (type == XCB_SELECTION_REQUEST && selecting == Selecting::text) {
+                answer(connection, *reinterpret_cast<xcb_selection_request_event_t*>(event), text,
+                       targets, utf8);
             }
             std::free(event);
         }

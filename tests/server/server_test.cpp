@@ -69,7 +69,7 @@ TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
     device.runUntilIdle();
     const auto& recent = theServer.recentMessages();
     ASSERT_EQ(recent.size(), 4u);
-    EXPECT_EQ(recent[1].outcome.rfind("not available yet", 0), 0u);
+    EXPECT_EQ(recent[1].outcome, "refused: the image could not be read");
     EXPECT_FALSE(recent[2].keys.has_value());
     EXPECT_EQ(recent[3].name, "noSuchMessage");
     EXPECT_EQ(recent[3].outcome.rfind("dropped", 0), 0u);

@@ -180,6 +180,7 @@ TEST_F(SettingsTest, EveryKeyHasItsDefault) {
         {"APIKey", Value("")},
         {"SecretKey", Value("")},
         {"languageType", Value("CHN_ENG")},
+        {"ocrProxy", Value("")},
         {"applistFlag", Value(0)},
         {"wechatMenu", Value(true)},
         {"qqMenu", Value(true)},

@@ -1,0 +1,51 @@
+// `kernova ocr`: recognises the words of one image, as the "OCR & Splode"
+// entry of the file managers' "Open With" menu does. The image comes from a
+// file, standard input or the clipboard; the words open the panel, or with
+// --copy, kernovad recognises them itself and puts them on the clipboard
+// (this command does not live long enough to keep an X11 selection).
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kernova::cli {
+
+inline constexpr std::string_view kOcrUsage =
+    "usage: kernova ocr [--copy] FILE | - | --clipboard\n"
+    "  FILE         an image file: PNG, JPEG, WebP, BMP, GIF (first frame), TIFF...\n"
+    "  -            read the image from standard input\n"
+    "  --clipboard  the image on the clipboard\n"
+    "  --copy       put the words on the clipboard instead of opening the panel";
+
+inline constexpr std::string_view kOcrHelp =
+    "The image is sent to the OCR service named by the OCR proxy (\"ocrProxy\"),\n"
+    "and the words found (or why none were) open the panel. Images over 100\n"
+    "megapixels are refused; larger ones than 4096 pixels on their longest side\n"
+    "are scaled down first. Of several FILEs only the first is read.\n"
+    "Exit status: 0 once the words or a failure sentence are handed on, 1 when\n"
+    "the image cannot be read or kernovad cannot be reached, 2 for bad arguments.\n";
+
+struct OcrOptions {
+    enum class Source { file, standardInput, clipboard };
+    Source source = Source::file;
+    std::string file;                  // for Source::file
+    std::vector<std::string> ignored;  // further FILEs
+    bool copy = false;
+    bool help = false;
+};
+
+struct OcrParse {
+    std::optional<OcrOptions> options;
+    std::string error;  // set when options is absent
+};
+
+OcrParse parseOcrArguments(std::span<const std::string> args);
+
+int runOcr(std::span<const std::string> args, std::istream& in, std::ostream& out,
+           std::ostream& err);
+
+}  // namespace kernova::cli

@@ -1,0 +1,268 @@
+// "OCR & Splode" on the simulated device: the two requests byte for byte for
+// each "ocrApiType", what the service's answers and the failures become on
+// the panel, the JPEG quality lowered to fit the service's limit, and the
+// server's "doOCR", whose words go onto the clipboard.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "panel/screen_report.h"
+#include "server/server_fixture.h"
+#include "share/kernova_activity.h"
+#include "support/base64_categories.h"
+
+namespace kernova::testing {
+namespace {
+
+constexpr const char* kProxy = "http://127.0.0.1:7/ocr";
+constexpr const char* kService = "http://127.0.0.1:8/recognise?token=a+b";
+
+HttpResult answer(std::string body) {
+    HttpResponse response;
+    response.status = 200;
+    response.data = std::move(body);
+    return response;
+}
+
+// PNG as the device's codec writes it; JPEG as `jpegSize(quality)` bytes of a
+// pattern whose base64 holds "+", "/" and "=".
+class QualityCodec final : public ui::ImageCodec {
+  public:
+    explicit QualityCodec(const ui::ImageCodec& png) : png_(png) {}
+    std::shared_ptr<const ui::Image> decode(const Bytes& bytes) const override {
+        return png_.decode(bytes);
+    }
+    std::optional<Bytes> encode(const ui::Image& image, ui::ImageFormat format,
+                                double quality) const override {
+        if (format == ui::ImageFormat::png) return png_.encode(image, format);
+        qualities.push_back(quality);
+        static constexpr std::uint8_t kPattern[] = {0xFB, 0xEF, 0xBE, 0xFF, 0xFF, 0xFF};
+        Bytes out(jpegSize(quality));
+        for (std::size_t i = 0; i < out.size(); ++i)
+            out[i] = kPattern[i % sizeof kPattern];
+        return out;
+    }
+    std::function<std::size_t(double)> jpegSize = [](double) { return std::size_t{7}; };
+    mutable std::vector<double> qualities;
+
+  private:
+    const ui::ImageCodec& png_;
+};
+
+class OcrTest : public ServerFixture {
+  protected:
+    OcrTest() {
+        set("ocrProxy", Value(std::string(kProxy) + "/ "));
+        app.context().log().setLevel(LogLevel::info);
+        app.context().log().setSink(
+            [this](LogLevel, std::string_view line) { logLines.emplace_back(line); });
+    }
+
+    // Runs the activity in the application, as `kernova ocr` does.
+    void recognise() {
+        KernovaActivity::Services services{&app.messageSender(), &codec, {}};
+        auto activity = KernovaActivity::make(app.context(), services);
+        activity->setImage(image);
+        activity->performActivity([this] { ++finished; });
+        device.advance(70);
+    }
+    // The "notifySplode" messages the server received, as selection and image.
+    std::vector<std::pair<std::string, std::string>> splodes() {
+        std::vector<std::pair<std::string, std::string>> out;
+        for (const auto& delivered : device.deliveredMessages()) {
+            const Value& info = delivered.message.userInfo;
+            if (delivered.message.name == "notifySplode")
+                out.emplace_back(info["selection"].stringValue().value_or("(none)"),
+                                 info["image"].stringValue().value_or(""));
+        }
+        return out;
+    }
+    std::string imageBase64() {
+        return platformBase64Encode(*device.imageCodec().encode(*image, ui::ImageFormat::png),
+                                    Base64Lines::Width64);
+    }
+
+    QualityCodec codec{device.imageCodec()};
+    std::shared_ptr<const ui::Image> image =
+        ui::Image::fromPixels(ui::PixelBuffer{8, 8, std::vector<std::uint32_t>(64, 0xFF00FF00)});
+    int finished = 0;
+};
+
+TEST_F(OcrTest, BothRequestsGoOutByteForByteForEachApiType) {
+    set("APIKey", Value("k\"1"));
+    set("SecretKey", Value("s 2"));
+    set("languageType", Value("ENG"));
+    for (int type : {0, 1, 2}) {
+        SCOPED_TRACE(type);
+        set("ocrApiType", Value(type));
+        device.messageCenter().clearLog();
+        const std::size_t before = app.http().requests().size();
+        app.http().answer(kProxy, answer(std::string(" \n") + kService + "\r\n"));
+        app.http().answer(kService, answer(R"({"words_result":[{"words":"A"},{"words":"B"}]})"));
+        recognise();
+        ASSERT_EQ(app.http().requests().size(), before + 2);
+        const HttpRequest& proxy = app.http().requests()[before].request;
+        if (type == 1) {
+            EXPECT_EQ(proxy.method, HttpMethod::post);
+            EXPECT_EQ(proxy.url, std::string(kProxy) + "/OcrApiOwn.php");
+            EXPECT_EQ(proxy.body, R"({"APIKey": "k"1", "SecretKey":"s 2"})");
+        } else {
+            EXPECT_EQ(proxy.method, HttpMethod::get);
+            EXPECT_EQ(proxy.url, std::string(kProxy) + "/OcrApi.php");
+            EXPECT_EQ(proxy.body, "");
+        }
+        EXPECT_TRUE(proxy.headers.empty());
+        const HttpRequest& service = app.http().requests()[before + 1].request;
+        EXPECT_EQ(service.method, HttpMethod::post);
+        EXPECT_EQ(service.url, kService);
+        EXPECT_EQ(service.timeout, 60);
+        EXPECT_EQ(service.headers,
+                  (HttpHeaders{{"Content-Type", "application/x-www-form-urlencoded"}}));
+        // Seven bytes: "++++////+w==" form-escaped.
+        EXPECT_EQ(service.body,
+                  "detect_direction=true&language_type=ENG&image="
+                  "%2B%2B%2B%2B%2F%2F%2F%2F%2Bw%3D%3D");
+        ASSERT_GE(device.deliveredMessages().size(), 2u);
+        EXPECT_EQ(device.deliveredMessages()[0].message.name, "showRunning");
+        // Each line after one blank; the image as PNG in 64-character lines.
+        ASSERT_EQ(splodes().size(), 1u);
+        EXPECT_EQ(splodes()[0].first, " A B");
+        EXPECT_EQ(splodes()[0].second, imageBase64());
+        EXPECT_EQ(splodes()[0].second.find("\r\n"), 64u);
+        EXPECT_EQ(finished, type + 1);
+    }
+    ASSERT_TRUE(theServer.panel() && theServer.panel()->isShown());
+    expectNotInTheLog("k\"1");
+}
+
+TEST_F(OcrTest, AnswersAndFailuresBecomeThePanelsText) {
+    struct Row {
+        const char* what;
+        std::optional<std::string> proxy;    // absent: cannot be reached
+        std::optional<std::string> service;  // absent: cannot be reached
+        std::string shown;
+        bool withImage;
+        double serviceDelay = 0;
+    };
+    const std::string proxyFailed = KernovaActivity::kProxyFailed;
+    const std::string serviceFailed = KernovaActivity::kServiceFailed;
+    const std::vector<Row> rows = {
+        {"error", kService, R"({"error_code":110,"error_msg":"Access token invalid"})",
+         "Access token invalid", true},
+        {"lenient", kService,
+         R"({"words_result":[{"words":"A"},{"words":12},{},"x",{"words":null}]})",
+         " A 12 (null) <null>", true},
+        {"array", kService, "[1,2]", "", true},
+        {"not json", kService, "<html>", "", true},
+        {"no words", kService, R"({"words_result":"x"})", "", true},
+        {"proxy down", std::nullopt, std::nullopt, proxyFailed, false},
+        {"proxy not a url", "Service unavailable", std::nullopt, serviceFailed, false},
+        {"proxy ftp", "ftp://127.0.0.1/x", std::nullopt, serviceFailed, false},
+        {"service down", kService, std::nullopt, serviceFailed, false},
+        {"service too slow", kService, "{}", serviceFailed, false, 61},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        device.messageCenter().clearLog();
+        if (row.proxy) app.http().answer(kProxy, answer(*row.proxy));
+        if (row.service) app.http().answer(kService, answer(*row.service), row.serviceDelay);
+        recognise();
+        ASSERT_EQ(splodes().size(), 1u);
+        EXPECT_EQ(splodes()[0].first, row.shown);
+        EXPECT_EQ(splodes()[0].second.empty(), !row.withImage);
+        EXPECT_EQ(app.http().pendingCount(), 0u);
+    }
+    EXPECT_EQ(finished, static_cast<int>(rows.size()));
+
+    // No proxy: none set, or the setting is not an http(s) URL.
+    for (const char* setting : {"", "file:///etc/passwd"}) {
+        set("ocrProxy", Value(setting));
+        if (!KernovaActivity::make(app.context(), {})->proxyBaseUrl().empty())
+            GTEST_SKIP() << "built with an OCR proxy";
+        device.messageCenter().clearLog();
+        const std::size_t before = app.http().requests().size();
+        recognise();
+        EXPECT_EQ(app.http().requests().size(), before);
+        ASSERT_EQ(splodes().size(), 1u);
+        EXPECT_EQ(splodes()[0].first, proxyFailed);
+    }
+    for (const char* text : {"ftp://host/", "https:// host", "https://host:8443/base", ""}) {
+        std::string error;
+        EXPECT_EQ(parseSettingText(settings_key::kOcrProxy.key(), text, error).has_value(),
+                  std::string_view(text).starts_with("https://h") || !*text)
+            << text;
+    }
+}
+
+TEST_F(OcrTest, TheJpegQualityStepsDownUntilItsBase64Fits) {
+    // 400,002 bytes per tenth of quality: 0.7 is the first that fits in 4 MB.
+    codec.jpegSize = [](double quality) { return std::size_t(quality * 10 + 0.5) * 400002; };
+    app.http().answer(kProxy, answer(kService));
+    app.http().answer(kService, answer("{}"));
+    recognise();
+    EXPECT_EQ(codec.qualities, (std::vector<double>{1.0, 0.9, 0.8, 0.7}));
+    ASSERT_EQ(app.http().requests().size(), 2u);
+    const std::string& body = app.http().requests()[1].request.body;
+    // 2,800,014 bytes are 3,733,352 base64 characters, all "+" and "/", escaped.
+    EXPECT_EQ(
+        body.size(),
+        std::string("detect_direction=true&language_type=CHN_ENG&image=").size() + 3733352 * 3);
+
+    // Too large even at quality 0: the service is not asked.
+    codec.jpegSize = [](double) { return std::size_t{4000000}; };
+    device.messageCenter().clearLog();
+    app.http().answer(kProxy, answer(kService));
+    recognise();
+    EXPECT_EQ(app.http().requests().size(), 3u);
+    ASSERT_EQ(splodes().size(), 1u);
+    EXPECT_EQ(splodes()[0].first, KernovaActivity::kServiceFailed);
+}
+
+TEST_F(OcrTest, DoOcrPutsTheWordsOnTheClipboardWithoutAPanel) {
+    auto doOcr = [&](Value info) {
+        app.messageSender().sendMessageName("doOCR", info);
+        device.runUntilIdle();
+        for (auto it = theServer.recentMessages().rbegin(); it != theServer.recentMessages().rend();
+             ++it)
+            if (it->name == "doOCR") return it->outcome;
+        return std::string();
+    };
+    EXPECT_EQ(doOcr(Value()), "ignored: no dictionary");
+    EXPECT_EQ(doOcr(Value(Dictionary{{"image", Value("bm90IGFuIGltYWdl")}})),
+              "refused: the image could not be read");
+    EXPECT_TRUE(server.http().requests().empty());
+
+    device.pasteboard().setString("before");
+    server.http().answer(kProxy, answer(kService), 1);
+    server.http().answer(kService, answer(R"({"words_result":[{"words":"secret"}]})"), 1);
+    EXPECT_EQ(doOcr(Value(Dictionary{{"image", Value(imageBase64())}})),
+              "recognising an image of 8x8 pixels");
+    EXPECT_EQ(reportScreen(server.application()).runningIndicators.size(), 1u);
+    device.advance(2.1);
+    EXPECT_EQ(device.pasteboard().string(), " secret");
+    EXPECT_FALSE(theServer.panel());
+    EXPECT_TRUE(reportScreen(server.application()).runningIndicators.empty());
+    EXPECT_TRUE(theServer.flags().usingSplode) << "the server's own write raises nothing";
+    expectNotInTheLog("secret");
+
+    // A failure still opens the panel on its sentence; the clipboard stays.
+    device.advance(1);
+    doOcr(Value(Dictionary{{"image", Value(imageBase64())}}));
+    device.advance(1);
+    EXPECT_EQ(device.pasteboard().string(), " secret");
+    const auto panel = reportScreen(server.application()).panel;
+    ASSERT_TRUE(panel.has_value());
+    std::string shown;
+    for (const auto& tag : panel->tags)
+        shown += tag.text;
+    EXPECT_EQ(shown, KernovaActivity::kProxyFailed);
+}
+
+}  // namespace
+}  // namespace kernova::testing
