@@ -47,6 +47,7 @@ nlohmann::ordered_json browserJson(const std::optional<BrowserReport>& browser) 
             {"loading", browser->loading},
             {"spinning", browser->spinning},
             {"findBar", browser->findBar},
+            {"fullScreen", browser->fullScreen},
             {"webView", frameJson(browser->webView)},
             {"caption", browser->caption},
             {"captionFrame", frameJson(browser->captionFrame)},

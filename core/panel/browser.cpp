@@ -1,8 +1,10 @@
 // The panel's browser: the Search action, browser mode (the rounded web view
 // over the backdrop, the close caption under it, the activity indicator and
 // the open-in-browser button), the web view's page events, links that ask for
-// a new window, and the keys while the browser shows.
+// a new window, the page's full-screen player, and the keys while the browser
+// shows.
 #include "base/desktop_entries.h"
+#include "board/tag_flow_cell.h"
 #include "panel/tag_flow_container.h"
 #include "server/settings.h"
 #include "support/escaping.h"
@@ -16,7 +18,8 @@ namespace kernova {
 // page's new window loads in place.
 class BrowserDelegate final : public ui::WebViewNavigationDelegate, public ui::WebViewUIDelegate {
   public:
-    explicit BrowserDelegate(GTagFlowContainer& panel) : panel_(panel) {}
+    BrowserDelegate(GTagFlowContainer& panel, Context& context)
+        : panel_(panel), context_(context) {}
 
     void didStartProvisionalNavigation(ui::WebView&) override {
         // The blank page loaded on hiding is not worth a spinner.
@@ -34,12 +37,37 @@ class BrowserDelegate final : public ui::WebViewNavigationDelegate, public ui::W
         return nullptr;
     }
 
+    // The page's player takes the panel's monitor: the panel parks (its
+    // overlay goes, so nothing of it takes a click) and comes back, page and
+    // tags as they were, when the player leaves.
+    bool webViewFullScreenRequested(ui::WebView& webView, bool on) override {
+        NotificationCenter& notices = context_.notifications();
+        Logger& log = context_.log();
+        if (on) {
+            if (!panel_.isShown()) {
+                log.info("panel", "full screen refused: the panel is not shown");
+                return false;
+            }
+            webView.enterFullScreen(panel_.keyWindow()->frame());
+            notices.post(kHideNotification);
+            log.info("panel", "the page went full screen");
+            return true;
+        }
+        webView.exitFullScreen();
+        if (panel_.state() == GTagFlowContainer::State::parked) {
+            notices.post(kNotifyReloadNotification);
+            log.info("panel", "the page left full screen");
+        }
+        return true;
+    }
+
   private:
     void stop() {
         if (const auto& indicator = panel_.activityIndicatorView()) indicator->stopAnimating();
     }
 
     GTagFlowContainer& panel_;
+    Context& context_;
 };
 
 std::string GTagFlowContainer::searchURL(const std::string& searchTemplate,
@@ -103,7 +131,7 @@ void GTagFlowContainer::prepareBrowser() {
     const double margin = topPadding_ + 20;
     const ui::Rect webFrame(0, margin, W, std::max(0.0, H - 2 * margin));
     webView_ = std::make_shared<ui::WebView>(application_, webFrame, webViewConfig_);
-    browserDelegate_ = std::make_shared<BrowserDelegate>(*this);
+    browserDelegate_ = std::make_shared<BrowserDelegate>(*this, application_.context());
     webView_->setNavigationDelegate(browserDelegate_.get());
     webView_->setUIDelegate(browserDelegate_.get());
     webView_->setCornerRadius(kBrowserCornerRadius);

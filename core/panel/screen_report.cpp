@@ -77,6 +77,7 @@ PanelReport reportPanel(const GTagFlowContainer& panel) {
         browser.loading = web->isLoading();
         browser.spinning = panel.activityIndicatorView()->isAnimating();
         browser.findBar = web->isFindBarShown();
+        browser.fullScreen = web->isFullScreen();
         browser.webView = onScreen(*web);
         browser.caption = panel.closeLabel()->text();
         browser.captionFrame = onScreen(*panel.closeLabel());
@@ -115,6 +116,15 @@ ScreenReport reportScreen(const ui::Application& application) {
                 entry.buttons.push_back(action->title().value_or(""));
             report.alerts.push_back(std::move(entry));
         }
+    }
+    // A parked panel is off the screen with its window, waiting to come back.
+    for (ui::Window* window : application.allWindowsIncludingInternalWindows(false)) {
+        if (report.panel || !window->isHidden()) continue;
+        walk(*window, [&](ui::View& view) {
+            auto* panel = dynamic_cast<GTagFlowContainer*>(&view);
+            if (panel && !report.panel && panel->state() == GTagFlowContainer::State::parked)
+                report.panel = reportPanel(*panel);
+        });
     }
     return report;
 }

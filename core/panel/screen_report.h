@@ -38,6 +38,7 @@ struct BrowserReport {
     bool loading = false;
     bool spinning = false;  // the activity indicator animates
     bool findBar = false;
+    bool fullScreen = false;  // the page fills a window of its own
     ui::Rect webView;
     std::string caption;
     ui::Rect captionFrame;
@@ -83,7 +84,7 @@ struct ScreenReport {
 
 std::vector<TagState> tagStatesOf(const GTagFlowView& board);
 PanelReport reportPanel(const GTagFlowContainer& panel);
-// Every shown window of `application`, back to front.
+// Every shown window of `application`, back to front, and a parked panel.
 ScreenReport reportScreen(const ui::Application& application);
 
 }  // namespace kernova

@@ -456,6 +456,8 @@ void GTagFlowContainer::addToKeyWindow() {
 void GTagFlowContainer::removeFromKeyWindow() {
     if (!superview()) return;
     auto self = shared_from_this();
+    // A page still full screen goes with its panel.
+    if (webView_) webView_->exitFullScreen();
     application_.context().notifications().removeObservers(this);
     application_.runLoop().cancelAll(this);
     headerTimer_ = 0;

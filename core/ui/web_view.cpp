@@ -47,6 +47,26 @@ void WebView::hideFindBar() {
     if (backing_) backing_->hideFindBar();
 }
 
+void WebView::enterFullScreen(const Rect& monitor) {
+    if (fullScreen_) return;
+    fullScreen_ = true;
+    if (backing_) backing_->enterFullScreen(monitor);
+}
+
+void WebView::exitFullScreen() {
+    if (!fullScreen_) return;
+    fullScreen_ = false;
+    if (backing_) backing_->exitFullScreen();
+}
+
+bool WebView::backingRequestsFullScreen(bool on) {
+    if (on == fullScreen_) return true;
+    const bool accepted = uiDelegate_ && uiDelegate_->webViewFullScreenRequested(*this, on);
+    if (on) return accepted && fullScreen_;
+    exitFullScreen();
+    return true;
+}
+
 void WebView::backingDidStartNavigation() {
     loading_ = true;
     if (navigationDelegate_) navigationDelegate_->didStartProvisionalNavigation(*this);

@@ -44,6 +44,14 @@ class WebViewUIDelegate {
         (void)webView, (void)configuration, (void)action;
         return nullptr;
     }
+    // A page asks to show itself full screen (`on`, a video's full-screen
+    // button) or to leave it. Entering happens only when the delegate answers
+    // true, having moved the page there (WebView::enterFullScreen); leaving is
+    // never refused: the page is back in the view when the call returns.
+    virtual bool webViewFullScreenRequested(WebView& webView, bool on) {
+        (void)webView, (void)on;
+        return false;
+    }
 };
 
 // The engine behind one web view, made by the platform's factory.
@@ -60,6 +68,11 @@ class WebViewBacking {
     // The one-line find field over the page's top edge.
     virtual void showFindBar() {}
     virtual void hideFindBar() {}
+    // Moves the page into a full-screen window of its own on the monitor that
+    // shows most of `monitor` (screen points), above every other window and
+    // with the keyboard, where Escape asks the page to leave; and back.
+    virtual void enterFullScreen(const Rect& monitor) { (void)monitor; }
+    virtual void exitFullScreen() {}
 };
 
 class WebView : public View {
@@ -80,6 +93,11 @@ class WebView : public View {
     void showFindBar();
     void hideFindBar();
     bool isFindBarShown() const { return findBarShown_; }
+    // The page in a full-screen window of its own covering `monitor` (screen
+    // points), or back in the view.
+    void enterFullScreen(const Rect& monitor);
+    void exitFullScreen();
+    bool isFullScreen() const { return fullScreen_; }
 
     bool allowsBackForwardNavigationGestures() const { return backForwardGestures_; }
     void setAllowsBackForwardNavigationGestures(bool allows) { backForwardGestures_ = allows; }
@@ -100,6 +118,8 @@ class WebView : public View {
     void backingDidFailNavigation(const std::string& error);
     // A page asked to open `url` in a new window; answers the created view.
     std::shared_ptr<WebView> backingRequestsNewWindow(const std::string& url);
+    // A page asks to enter or leave full screen; answers whether it may.
+    bool backingRequestsFullScreen(bool on);
 
   private:
     WebViewConfiguration configuration_;
@@ -108,6 +128,7 @@ class WebView : public View {
     bool loading_ = false;
     bool backForwardGestures_ = false;
     bool findBarShown_ = false;
+    bool fullScreen_ = false;
     WebViewNavigationDelegate* navigationDelegate_ = nullptr;
     WebViewUIDelegate* uiDelegate_ = nullptr;
 };

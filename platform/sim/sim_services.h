@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -129,8 +130,12 @@ class SimWebViewBacking final : public ui::WebViewBacking {
     void goForward() override { history_.push_back("forward"); }
     void showFindBar() override { findBarShown_ = true; }
     void hideFindBar() override { findBarShown_ = false; }
+    void enterFullScreen(const ui::Rect& monitor) override { fullScreen_ = monitor; }
+    void exitFullScreen() override { fullScreen_.reset(); }
 
     ui::WebView& view() { return view_; }
+    // The monitor the page fills while it is full screen.
+    const std::optional<ui::Rect>& fullScreen() const { return fullScreen_; }
     // "back" and "forward", in the order asked.
     const std::vector<std::string>& historySteps() const { return history_; }
     bool findBarShown() const { return findBarShown_; }
@@ -144,6 +149,8 @@ class SimWebViewBacking final : public ui::WebViewBacking {
     std::shared_ptr<ui::WebView> openNewWindow(const std::string& url) {
         return view_.backingRequestsNewWindow(url);
     }
+    // The page's full-screen button, or its way out; whether it was let.
+    bool requestFullScreen(bool on) { return view_.backingRequestsFullScreen(on); }
 
   private:
     ui::WebView& view_;
@@ -154,6 +161,7 @@ class SimWebViewBacking final : public ui::WebViewBacking {
     std::string selectedText_;
     std::vector<std::string> history_;
     bool findBarShown_ = false;
+    std::optional<ui::Rect> fullScreen_;
 };
 
 // The device-wide services.

@@ -352,5 +352,83 @@ TEST_F(PanelEndToEnd, SearchShowsThePageInThePanelAndHandsItToTheDesktopsBrowser
                                     "applications", "applications/kernova-test-browser.desktop"}));
 }
 
+TEST_F(PanelEndToEnd, APagesFullScreenButtonParksThePanelAndEscapeBringsItBack) {
+    LoopbackHttpServer web([](const LoopbackRequest&) {
+        return LoopbackAnswer{
+            200, "text/html",
+            "<html><body style='margin:0'><button style='position:fixed;inset:0;width:100%;"
+            "height:100%' onclick='document.documentElement.requestFullscreen()'>Play</button>"
+            "</body></html>"};
+    });
+    ASSERT_NE(web.port(), 0);
+    const QString engine = QStringLiteral("http://127.0.0.1:%1/watch?v=%s").arg(web.port());
+    ASSERT_EQ(run(desktopCliPath(), {"set", "SearchEngine", engine}).first, 0);
+    auto browser = [&] {
+        auto s = state();
+        return s ? (*s)["browser"] : nlohmann::json();
+    };
+    // The page's full-screen window: its X geometry, or nothing.
+    auto playerWindow = [&]() -> std::optional<std::string> {
+        auto [status, id] = run(QStringLiteral("xdotool"),
+                                {"search", "--onlyvisible", "--name", "^Kernova full screen$"});
+        if (status != 0 || id.empty()) return std::nullopt;
+        return run(QStringLiteral("xdotool"),
+                   {"getwindowgeometry", "--shell", QString::fromStdString(id).split('\n')[0]})
+            .second;
+    };
+
+    ASSERT_TRUE(openPanel(QStringLiteral("play it")));
+    const std::vector<std::string> tags = texts((*state())["tags"]);
+    ASSERT_TRUE(click(actionButton("Search")));
+    ASSERT_TRUE(waitFor(
+        [&] {
+            nlohmann::json b = browser();
+            return b.is_object() && !b["loading"].get<bool>() && !b["spinning"].get<bool>();
+        },
+        30000))
+        << browser().dump();
+    const std::string url = browser()["url"];
+    const nlohmann::json card = (*state())["card"];
+
+    ASSERT_TRUE(click(at(browser()["webView"])));
+    ASSERT_TRUE(waitFor([&] {
+        auto s = state();
+        return s && (*s)["parked"].get<bool>() && !(*s)["shown"].get<bool>() &&
+               (*s)["browser"]["fullScreen"].get<bool>() && playerWindow();
+    })) << (state() ? state()->dump() : "(no state)");
+    // It fills the panel's monitor.
+    const std::string geometry = playerWindow().value_or("");
+    auto value = [&](const std::string& key) {
+        const std::size_t at = geometry.find(key + "=");
+        return at == std::string::npos ? -1.0 : std::stod(geometry.substr(at + key.size() + 1));
+    };
+    const double scale = (*state())["devicePixelRatio"].get<double>();
+    EXPECT_LE(value("X"), card["x"].get<double>() * scale) << geometry;
+    EXPECT_LE(value("Y"), card["y"].get<double>() * scale) << geometry;
+    EXPECT_GE(value("X") + value("WIDTH"),
+              (card["x"].get<double>() + card["width"].get<double>()) * scale)
+        << geometry;
+    EXPECT_GE(value("Y") + value("HEIGHT"),
+              (card["y"].get<double>() + card["height"].get<double>()) * scale)
+        << geometry;
+
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    ASSERT_TRUE(waitFor([&] {
+        auto s = state();
+        return s && (*s)["shown"].get<bool>() && !(*s)["browser"]["fullScreen"].get<bool>() &&
+               !playerWindow();
+    })) << (state() ? state()->dump() : "(no state)");
+    EXPECT_EQ(texts((*state())["tags"]), tags);
+    EXPECT_EQ(browser()["url"], url);
+    EXPECT_EQ(
+        std::count_if(web.requests().begin(), web.requests().end(),
+                      [](const LoopbackRequest& r) { return r.line.starts_with("GET /watch"); }),
+        1)
+        << "the same page, not loaded again";
+    EXPECT_TRUE(panelHasKeyboard());
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    EXPECT_TRUE(waitForShown(false)) << "Escape closes the panel again";
+}
+
 }  // namespace
 }  // namespace kernova::testing

@@ -1,6 +1,6 @@
 // The panel's browser on the simulated device: the search URL, browser mode's
 // views, page events and the spinner, new-window links, the keys, closing,
-// and handing the page to the desktop's browser.
+// handing the page to the desktop's browser, and the page's full-screen player.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -267,6 +267,54 @@ TEST_F(BrowserTest, OpenInBrowserHandsTheCurrentPageToTheDesktopAndHides) {
     }
     EXPECT_EQ(opened().size(), 3u);
     expectNotInTheLog("q=word");
+}
+
+TEST_F(BrowserTest, APagesFullScreenPlayerParksThePanelAndLeavingBringsItBackAsItWas) {
+    GTagFlowContainer& panel = search("two words");
+    driver.finishLoading();
+    sim::SimWebViewBacking& page = *driver.webView();
+    page.view().backingDidCommitURL("https://v.example/watch");
+    const std::vector<TagState> tags = reportPanel(panel).tags;
+    const std::size_t loadsBefore = loads().size();
+
+    EXPECT_TRUE(page.requestFullScreen(true));
+    device.runUntilIdle();
+    EXPECT_EQ(panel.state(), GTagFlowContainer::State::parked);
+    EXPECT_EQ(page.fullScreen(), panel.keyWindow()->frame()) << "on the panel's monitor";
+    EXPECT_TRUE(server.application().windows().empty()) << "nothing of the panel takes clicks";
+    const ScreenReport during = reportScreen(server.application());
+    ASSERT_TRUE(during.panel);
+    EXPECT_TRUE(during.panel->parked);
+    EXPECT_TRUE(during.panel->browser->fullScreen);
+    // Where a tap would close a shown panel, it reaches what is beneath.
+    driver.tap(panel.convertPointToScreen(ui::Point{W / 2, -10}));
+    driver.tap(middle(*panel.closeLabel()));
+    EXPECT_EQ(panel.state(), GTagFlowContainer::State::parked);
+
+    EXPECT_TRUE(page.requestFullScreen(false));
+    device.advance(GTagFlowContainer::kShowSeconds);
+    EXPECT_TRUE(panel.isShown());
+    EXPECT_FALSE(page.fullScreen());
+    EXPECT_EQ(theServer.panel(), &panel);
+    EXPECT_EQ(reportPanel(panel).tags.size(), tags.size());
+    EXPECT_EQ(panel.flowView()->getAllTextstring(), "two words");
+    EXPECT_EQ(panel.webView()->URL(), "https://v.example/watch");
+    EXPECT_EQ(loads().size(), loadsBefore) << "the same page, not loaded again";
+    EXPECT_FALSE(reportPanel(panel).browser->fullScreen);
+    device.advance(ServerFlags::kPopSeconds);
+
+    // A new request while the player is up: the old panel and its player go,
+    // the new panel stays as it is.
+    EXPECT_TRUE(page.requestFullScreen(true));
+    device.runUntilIdle();
+    splodeSelection("next");
+    device.advance(GTagFlowContainer::kShowSeconds);
+    EXPECT_FALSE(page.fullScreen());
+    ASSERT_NE(theServer.panel(), nullptr);
+    EXPECT_NE(theServer.panel(), &panel);
+    EXPECT_TRUE(theServer.panel()->isShown());
+    EXPECT_FALSE(page.requestFullScreen(true)) << "a panel that is gone has no player";
+    EXPECT_FALSE(page.fullScreen());
 }
 
 }  // namespace

@@ -31,6 +31,8 @@ struct WebEngineEvents {
     std::function<bool(const QKeyEvent& event)> key;
     // The user closed the find field (Escape in it).
     std::function<void()> findBarClosed;
+    // The page asks to go full screen (true) or to leave it: true lets it.
+    std::function<bool(bool on)> fullScreen;
 };
 
 // One engine view, on a private off-the-record profile of the process (no
@@ -50,6 +52,8 @@ class WebEngineView {
     // Shift+Enter the previous one, Escape closes it.
     virtual void showFindBar() = 0;
     virtual void hideFindBar() = 0;
+    // Asks the page to leave full screen; it answers through `fullScreen`.
+    virtual void exitFullScreen() = 0;
 };
 
 // The module's entry point: a new engine view (owned by the caller).

@@ -6,6 +6,7 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPointer>
+#include <QWebEngineFullScreenRequest>
 #include <QWebEngineNewWindowRequest>
 #include <QWebEnginePage>
 #include <QWebEngineProfile>
@@ -97,6 +98,16 @@ class EngineView final : public QWebEngineView, public WebEngineView {
         own->setAttribute(QWebEngineSettings::JavascriptEnabled, settings.javaScriptEnabled);
         own->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture,
                           settings.playbackRequiresUserGesture);
+        // A video's full-screen button: the toolkit decides where the page goes.
+        own->setAttribute(QWebEngineSettings::FullScreenSupportEnabled, true);
+        QObject::connect(page(), &QWebEnginePage::fullScreenRequested, this,
+                         [this](QWebEngineFullScreenRequest request) {
+                             if (events_.fullScreen && events_.fullScreen(request.toggleOn())) {
+                                 request.accept();
+                             } else {
+                                 request.reject();
+                             }
+                         });
         QObject::connect(this, &QWebEngineView::urlChanged, this, [this](const QUrl& url) {
             if (events_.committedURL) events_.committedURL(fromQ(url.toString(QUrl::FullyEncoded)));
         });
@@ -144,6 +155,8 @@ class EngineView final : public QWebEngineView, public WebEngineView {
         page()->findText(QString());
         setFocus(Qt::OtherFocusReason);
     }
+
+    void exitFullScreen() override { triggerPageAction(QWebEnginePage::ExitFullScreen); }
 
   protected:
     QWebEngineView* createWindow(QWebEnginePage::WebWindowType type) override {

@@ -9,13 +9,16 @@
 #include <QKeyEvent>
 #include <QPainterPath>
 #include <QRegion>
+#include <QScreen>
 #include <QTimer>
 #include <QtGlobal>
 #include <cstdlib>
+#include <functional>
 #include <string>
 
 #include "desktop/ui/overlay_widget.h"
 #include "desktop/ui/qt_convert.h"
+#include "desktop/ui/screen_behind.h"
 #include "ui/window.h"
 
 namespace kernova::desktop {
@@ -82,8 +85,51 @@ QtWebViewBacking::QtWebViewBacking(ui::WebView& view, std::shared_ptr<WebViewReg
     registry_->add(this);
 }
 
+namespace {
+
+// The page's own window while it is full screen: frameless, above the others,
+// the engine view filling it. Escape, or the window manager closing it, asks
+// the page to leave.
+class FullScreenWindow final : public QWidget {
+  public:
+    explicit FullScreenWindow(std::function<void()> leave)
+        : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
+          leave_(std::move(leave)) {
+        setObjectName(QStringLiteral("kernova-full-screen"));
+        setWindowTitle(QStringLiteral("Kernova full screen"));
+        setAttribute(Qt::WA_NoSystemBackground);
+        setFocusPolicy(Qt::StrongFocus);
+    }
+
+  protected:
+    void keyPressEvent(QKeyEvent* event) override {
+        if (event->key() != Qt::Key_Escape) return QWidget::keyPressEvent(event);
+        event->accept();
+        leave_();
+    }
+    void closeEvent(QCloseEvent* event) override {
+        event->ignore();
+        leave_();
+    }
+    void resizeEvent(QResizeEvent* event) override {
+        QWidget::resizeEvent(event);
+        for (QWidget* child : findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+            child->setGeometry(rect());
+    }
+
+  private:
+    std::function<void()> leave_;
+};
+
+}  // namespace
+
 QtWebViewBacking::~QtWebViewBacking() {
     registry_->remove(this);
+    if (fullScreenWindow_) {
+        // The engine view is deleted with the engine below, not with the window.
+        if (widget_) widget_->setParent(nullptr);
+        delete fullScreenWindow_.data();
+    }
     // A parent overlay may have deleted the widget, and the engine view with it.
     if (!widget_) static_cast<void>(engine_.release());
 }
@@ -108,12 +154,24 @@ WebEngineView* QtWebViewBacking::engine() {
     };
     events.newWindow = [&model](const std::string& url) { model.backingRequestsNewWindow(url); };
     events.started = [&model] { model.backingDidStartNavigation(); };
-    events.key = [&model](const QKeyEvent& event) {
+    events.key = [this, &model](const QKeyEvent& event) {
+        // The full-screen page has the keys; Escape leaves full screen.
+        if (fullScreenWindow_) {
+            if (event.key() != Qt::Key_Escape) return false;
+            leaveFullScreen();
+            return true;
+        }
         std::optional<ui::KeyEvent> key = toKeyEvent(event.key(), event.text(), event.modifiers());
         ui::Window* window = model.window();
         return key && window && window->handleKey(*key);
     };
     events.findBarClosed = [&model] { model.backingDidHideFindBar(); };
+    events.fullScreen = [this, &model](bool on) {
+        leavingByPage_ = !on;
+        const bool accepted = model.backingRequestsFullScreen(on);
+        leavingByPage_ = false;
+        return accepted;
+    };
     engine_.reset(make(settings, std::move(events)));
     widget_ = engine_ ? engine_->widget() : nullptr;
     return engine_.get();
@@ -151,6 +209,51 @@ void QtWebViewBacking::hideFindBar() {
     if (widget_) engine_->hideFindBar();
 }
 
+void QtWebViewBacking::enterFullScreen(const ui::Rect& monitor) {
+    if (!widget_ || fullScreenWindow_) return;
+    const QRect area = toQt(monitor).toAlignedRect();
+    QScreen* screen = screenShowing(area);
+    auto* window = new FullScreenWindow([this] { leaveFullScreen(); });
+    fullScreenWindow_ = window;
+    if (screen) window->setScreen(screen);
+    window->setGeometry(screen ? screen->geometry() : area);
+    widget_->clearMask();
+    widget_->setParent(window);
+    widget_->setGeometry(window->rect());
+    widget_->show();
+    window->showFullScreen();
+    // As in an overlay: the engine's GL makes the window again, which then
+    // asks for the keyboard itself.
+    QTimer::singleShot(0, window, [window, widget = widget_] {
+        window->raise();
+        window->activateWindow();
+        if (widget) widget->setFocus(Qt::OtherFocusReason);
+    });
+}
+
+void QtWebViewBacking::exitFullScreen() {
+    if (!fullScreenWindow_) return;
+    if (widget_) {
+        widget_->hide();
+        widget_->setParent(nullptr);
+    }
+    fullScreenWindow_->hide();
+    fullScreenWindow_->deleteLater();
+    fullScreenWindow_ = nullptr;
+    // Placed in its overlay again, the page takes the keyboard again.
+    focused_ = false;
+    // Left for the toolkit's own reasons: the page is told.
+    if (!leavingByPage_ && widget_) engine_->exitFullScreen();
+}
+
+void QtWebViewBacking::leaveFullScreen() {
+    if (widget_) {
+        engine_->exitFullScreen();
+    } else {
+        view_.backingRequestsFullScreen(false);
+    }
+}
+
 namespace {
 
 // The part of the engine view (of `size`) left to the page: the view's
@@ -184,7 +287,7 @@ QRegion pageRegion(const ui::WebView& view, const QSize& size) {
 }  // namespace
 
 void QtWebViewBacking::place(QWidget* overlay, const QRect& rect, bool visible) {
-    if (!widget_) return;
+    if (!widget_ || fullScreenWindow_) return;
     if (!overlay) {
         widget_->hide();
         return;

@@ -1,7 +1,8 @@
 // Web views on QtWebEngine. The engine comes from its own module, loaded on
 // first use (see web_engine.h), so nothing maps or starts the web engine until
 // a page loads. The engine view lives as a child of the overlay of the toolkit
-// window that holds the web view, kept at the view's frame.
+// window that holds the web view, kept at the view's frame; while the page is
+// full screen, in a frameless full-screen window of its own instead.
 #pragma once
 
 #include <QPointer>
@@ -31,6 +32,11 @@ class QtWebViewBacking final : public ui::WebViewBacking {
     void goForward() override;
     void showFindBar() override;
     void hideFindBar() override;
+    // The engine view into a frameless window that fills the monitor, above
+    // the others and with the keyboard (Escape or closing it asks the page to
+    // leave); back out of it, hidden until placed again.
+    void enterFullScreen(const ui::Rect& monitor) override;
+    void exitFullScreen() override;
 
     ui::WebView& view() { return view_; }
     // Puts the engine view (when there is one) in `overlay` at `rect` (overlay
@@ -40,17 +46,24 @@ class QtWebViewBacking final : public ui::WebViewBacking {
     // keyboard, whose keys go to the toolkit window first.
     void place(QWidget* overlay, const QRect& rect, bool visible);
     // Takes the engine view out of `overlay` before the overlay goes away.
+    // Neither moves an engine view that is full screen.
     void detachFrom(QWidget* overlay);
     bool hasEngine() const { return widget_ != nullptr; }
+    // The full-screen window while there is one.
+    QWidget* fullScreenWindow() const { return fullScreenWindow_.data(); }
 
   private:
     // The engine view, made on first use; null when the module cannot be loaded.
     WebEngineView* engine();
+    // Asks the page to leave full screen.
+    void leaveFullScreen();
 
     ui::WebView& view_;
     std::shared_ptr<WebViewRegistry> registry_;
     std::unique_ptr<WebEngineView> engine_;
     QPointer<QWidget> widget_;  // the engine's widget while it lives
+    QPointer<QWidget> fullScreenWindow_;
+    bool leavingByPage_ = false;  // the page itself is leaving full screen
     bool focused_ = false;
 };
 
