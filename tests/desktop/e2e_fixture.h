@@ -153,20 +153,22 @@ class PanelEndToEnd : public ::testing::Test {
                        QString::fromStdString(window).trimmed());
         });
     }
-    // Opens the panel on `text`. For half a second after the panel copied,
-    // kernovad takes the request for an echo of its own write and drops it:
-    // then it is sent again.
+    // Opens the panel on `text` and waits until its window is mapped and has
+    // the keyboard (a loaded machine may map it well after the panel shows).
+    // For half a second after the panel copied, kernovad takes the request
+    // for an echo of its own write and drops it: then it is sent again.
     bool openPanel(const QString& text) {
         QDBusConnection bus = desktop::sessionConnection();
         return waitFor([&] {
-            std::optional<qulonglong> before = receivedCount(bus);
-            if (!before || run(desktopCliPath(), {"splode", text}).first != 0) return false;
-            if (!waitFor([&] { return receivedCount(bus) > before; }, 2000)) return false;
-            std::optional<QStringList> last = receivedMessages(bus);
-            return last && !last->isEmpty() &&
-                   !last->back().contains(QStringLiteral("own clipboard write")) &&
-                   waitForShown(true);
-        });
+                   std::optional<qulonglong> before = receivedCount(bus);
+                   if (!before || run(desktopCliPath(), {"splode", text}).first != 0) return false;
+                   if (!waitFor([&] { return receivedCount(bus) > before; }, 2000)) return false;
+                   std::optional<QStringList> last = receivedMessages(bus);
+                   return last && !last->isEmpty() &&
+                          !last->back().contains(QStringLiteral("own clipboard write")) &&
+                          waitForShown(true);
+               }) &&
+               panelHasKeyboard();
     }
 
     QProcessEnvironment env_;
