@@ -232,7 +232,7 @@ void DesktopServerHost::tryGrab(unsigned generation) {
         if (handle->setKeyboardGrabEnabled(true)) {
             if (handle->setMouseGrabEnabled(true)) {
                 grabbed_ = handle;
-                context_.log().debug("host", "keyboard and pointer grabbed");
+                context_.log().info("host", "keyboard and pointer grabbed");
                 return;
             }
             handle->setKeyboardGrabEnabled(false);

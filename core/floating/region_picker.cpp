@@ -226,8 +226,8 @@ void GRegionPicker::layout() {
 std::shared_ptr<const ui::Image> GRegionPicker::cut(const ui::Rect& rect) const {
     const ui::PixelBuffer* pixels = frozen_ ? frozen_->pixels() : nullptr;
     if (!pixels || pixels->width <= 0 || pixels->height <= 0 || monitor_.isEmpty() ||
-        pixels->argb.size() < static_cast<std::size_t>(pixels->width) *
-                                   static_cast<std::size_t>(pixels->height))
+        pixels->argb.size() <
+            static_cast<std::size_t>(pixels->width) * static_cast<std::size_t>(pixels->height))
         return nullptr;
     // The copy's own pixels per point, however the monitor is scaled.
     const double sx = pixels->width / monitor_.width();
@@ -235,7 +235,8 @@ std::shared_ptr<const ui::Image> GRegionPicker::cut(const ui::Rect& rect) const 
     auto edge = [](double v, int limit) {
         return std::clamp(static_cast<int>(std::lround(v)), 0, limit);
     };
-    const int x0 = edge(rect.minX() * sx, pixels->width), x1 = edge(rect.maxX() * sx, pixels->width);
+    const int x0 = edge(rect.minX() * sx, pixels->width),
+              x1 = edge(rect.maxX() * sx, pixels->width);
     const int y0 = edge(rect.minY() * sy, pixels->height),
               y1 = edge(rect.maxY() * sy, pixels->height);
     if (x1 <= x0 || y1 <= y0) return nullptr;

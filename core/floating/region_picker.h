@@ -42,8 +42,7 @@ class GRegionPicker : public std::enable_shared_from_this<GRegionPicker> {
     // is shown; the caller keeps the picker.
     static std::shared_ptr<GRegionPicker> show(ui::Application& application,
                                                const ui::Rect& monitorFrame,
-                                               std::shared_ptr<const ui::Image> frozen,
-                                               Done done);
+                                               std::shared_ptr<const ui::Image> frozen, Done done);
 
     GRegionPicker(ui::Application& application, const ui::Rect& monitorFrame,
                   std::shared_ptr<const ui::Image> frozen, Done done);
