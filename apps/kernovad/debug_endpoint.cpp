@@ -112,6 +112,16 @@ DebugEndpoint::~DebugEndpoint() {
 }
 
 void DebugEndpoint::painted(const ui::Window& window) {
+    const GRegionPicker* picker = server_.regionPicker();
+    if (picker && &picker->window() == &window) {
+        std::weak_ptr<const GRegionPicker> current = picker->weak_from_this();
+        if (reportedPicker_.expired() || reportedPicker_.owner_before(current) ||
+            current.owner_before(reportedPicker_)) {
+            reportedPicker_ = current;
+            emitPainted();
+        }
+        return;
+    }
     const GTagFlowContainer* panel = server_.panel();
     if (!panel || !panel->isShown() || panel->keyWindow().get() != &window) return;
     std::weak_ptr<const ui::View> current = panel->weak_from_this();
@@ -119,6 +129,10 @@ void DebugEndpoint::painted(const ui::Window& window) {
                           !current.owner_before(reportedPanel_);
     if (reported) return;
     reportedPanel_ = current;
+    emitPainted();
+}
+
+void DebugEndpoint::emitPainted() {
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     emit PanelPainted(static_cast<qulonglong>(now.tv_sec) * 1000000000ULL +
@@ -137,8 +151,16 @@ qulonglong DebugEndpoint::ReceivedCount() const {
 }
 
 QString DebugEndpoint::ScreenState() const {
-    return QString::fromStdString(
-        screenStateJson(reportScreen(host_.application()), host_.desktop().screen().scale));
+    std::string state =
+        screenStateJson(reportScreen(host_.application()), host_.desktop().screen().scale);
+    nlohmann::ordered_json picker = nullptr;
+    if (const GRegionPicker* shown = server_.regionPicker()) {
+        picker = frameJson(shown->window().frame());
+        picker["rectangle"] = shown->rectangle() ? frameJson(*shown->rectangle()) : nullptr;
+    }
+    // Added before the closing brace of the object.
+    state.insert(state.size() - 1, ",\"regionPicker\":" + picker.dump());
+    return QString::fromStdString(state);
 }
 
 QByteArray DebugEndpoint::Screenshot() const {

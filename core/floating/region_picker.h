@@ -51,6 +51,7 @@ class GRegionPicker : public std::enable_shared_from_this<GRegionPicker> {
     GRegionPicker& operator=(const GRegionPicker&) = delete;
 
     ui::Window& window() { return *window_; }
+    const ui::Window& window() const { return *window_; }
     bool isShown() const { return !finished_; }
     // The rectangle in the monitor's points, when one is drawn.
     const std::optional<ui::Rect>& rectangle() const { return rect_; }

@@ -27,6 +27,7 @@
 #include "base/context.h"
 #include "base/messaging.h"
 #include "floating/reentry_flags.h"
+#include "floating/region_picker.h"
 #include "floating/splode_button.h"
 #include "panel/tag_flow_container.h"
 #include "server/host.h"
@@ -35,7 +36,6 @@
 
 namespace kernova {
 
-class GRegionPicker;
 class GTagFlowContainer;
 class TagFeed;
 
@@ -76,6 +76,10 @@ class Server {
     const ServerFlags& flags() const { return flags_; }
     // The panel of the last request while it is in its window, or null.
     GTagFlowContainer* panel() const { return panel_.get(); }
+    // The region picker while it is up, or null.
+    const GRegionPicker* regionPicker() const {
+        return picker_ && picker_->isShown() ? picker_.get() : nullptr;
+    }
     // The tags of a large text still arriving for the panel, or null.
     const TagFeed* feed() const { return feed_.get(); }
     // The last kRecentMessageLimit messages, oldest first.

@@ -169,11 +169,17 @@ TEST_F(OcrEndToEnd, ScreenSendsTheRegionDraggedOverAWindowAndEscapeCancels) {
     ASSERT_EQ(kernova({"ocr", "--screen"}).first, 0);
     ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("picking a region")));
     ASSERT_TRUE(panelHasKeyboard()) << "the overlay is up";
+    // Over the whole monitor under the pointer (the left one), nothing drawn yet.
+    const nlohmann::json picker = (*state())["regionPicker"];
+    ASSERT_TRUE(picker.is_object()) << picker.dump();
+    EXPECT_EQ(picker["x"].get<double>(), 0);
+    EXPECT_TRUE(picker["rectangle"].is_null());
     ASSERT_EQ(kernova({"ocr", "--screen"}).first, 0);
     ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("ignored: a region is being picked")));
     ASSERT_TRUE(xdotool({"key", "Escape"}));
     ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("region picking cancelled")));
     EXPECT_FALSE((*state())["shown"].get<bool>());
+    EXPECT_TRUE((*state())["regionPicker"].is_null());
     EXPECT_TRUE(server.requests().empty());
 
     // A drag inside the window: the service gets its pixels, the panel the words.
