@@ -629,7 +629,7 @@ void Server::recognise(std::shared_ptr<const ui::Image> image, bool copyFlag) {
 }
 
 std::string Server::pickRegion() {
-    if (picker_) return "ignored: a region is being picked";
+    if (picker_ && picker_->isShown()) return "ignored: a region is being picked";
     const Monitor monitor = host_.monitorUnderPointer();
     std::shared_ptr<const ui::Image> frozen = host_.copyScreen(monitor);
     if (!frozen || !frozen->pixels()) return "refused: the screen cannot be copied";
@@ -640,7 +640,9 @@ std::string Server::pickRegion() {
             if (alive.expired()) return;
             host_.grabInput(nullptr);
             // Let go of the picker once its callback has returned.
-            context_.runLoop().after(0, this, [this] { picker_.reset(); });
+            context_.runLoop().after(0, this, [this, done = picker_.get()] {
+                if (picker_.get() == done) picker_.reset();
+            });
             if (!region) {
                 finish(serial, "region picking cancelled");
                 host_.windowsChanged();
