@@ -1,8 +1,9 @@
-// Request to pixels on screen, for Kernova's panel and for another program's
-// overlay, timed by one watcher: it starts the request itself (a command),
-// then waits for the first MapNotify of a new top-level window on the X
-// server and, for Kernova, for kernovad's PanelPainted report (the first
-// completed painting of the new panel, stamped on the monotonic clock). Each
+// Request to pixels on screen, for Kernova's panel (or region picker) and for
+// another program's overlay, timed by one watcher: it starts the request
+// itself (a command), then waits for the first MapNotify of a new top-level
+// window on the X server and, for Kernova, for kernovad's PanelPainted report
+// (the first completed painting of the new panel or region picker, stamped on
+// the monotonic clock). Each
 // run is closed with Escape (XTest) before the next; it prints every run and
 // the median in milliseconds.
 //
@@ -135,14 +136,16 @@ bool serviceRunning() {
     return bus && bus->isServiceRegistered(QString::fromLatin1(kService)).value();
 }
 
-// True while kernovad shows a panel.
+// True while kernovad shows a panel or the region picker.
 bool panelShown() {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QString::fromLatin1(kService), QStringLiteral("/fun/quorle/kernova/debug"),
         QStringLiteral("fun.quorle.kernova.Debug"), QStringLiteral("ScreenState"));
     QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 2000);
-    return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty() &&
-           reply.arguments().first().toString().contains(QStringLiteral("\"shown\":true"));
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return false;
+    const QString state = reply.arguments().first().toString();
+    return state.contains(QStringLiteral("\"shown\":true")) ||
+           state.contains(QStringLiteral("\"regionPicker\":{"));
 }
 
 // Stops the kernovad that owns the service and waits until the name is free.

@@ -24,7 +24,7 @@
 namespace kernova::cli {
 namespace {
 
-constexpr Option kOcrOptions[] = {{"--copy"}, {"--clipboard"}};
+constexpr Option kOcrOptions[] = {{"--copy"}, {"--clipboard"}, {"--screen"}};
 
 // The most read from standard input: more than a 100-megapixel PNG needs.
 constexpr std::size_t kMaxImageInputBytes = std::size_t{256} << 20;
@@ -87,6 +87,7 @@ desktop::OcrImage readImage(const OcrOptions& options, std::istream& in) {
                 QByteArray(bytes->data(), static_cast<qsizetype>(bytes->size())));
         }
         case OcrOptions::Source::file:
+        case OcrOptions::Source::screen:
             break;
     }
     QFile file(QString::fromStdString(options.file));
@@ -171,6 +172,12 @@ OcrParse parseOcrArguments(std::span<const std::string> args) {
     options.help = a.help;
     options.copy = a.has("--copy");
     if (options.help) return {options, {}};
+    if (a.has("--screen")) {
+        if (a.has("--clipboard") || !a.operands.empty() || options.copy)
+            return {std::nullopt, "--screen takes no FILE, --clipboard or --copy"};
+        options.source = OcrOptions::Source::screen;
+        return {options, {}};
+    }
     if (a.has("--clipboard")) {
         if (!a.operands.empty()) return {std::nullopt, "--clipboard takes no FILE"};
         options.source = OcrOptions::Source::clipboard;
@@ -194,6 +201,9 @@ int runOcr(std::span<const std::string> args, std::istream& in, std::ostream& ou
     const OcrOptions& options = *parse.options;
     for (const std::string& file : options.ignored)
         err << "kernova ocr: one image at a time; " << file << " is ignored\n";
+    // kernovad copies the screen and lets the user pick the region.
+    if (options.source == OcrOptions::Source::screen)
+        return deliverMessage("doOCR", Value(Dictionary{{"screen", Value(true)}}), err);
 
     desktop::OcrImage loaded = readImage(options, in);
     if (!loaded.ok()) {

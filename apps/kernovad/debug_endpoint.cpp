@@ -113,6 +113,16 @@ DebugEndpoint::~DebugEndpoint() {
 }
 
 void DebugEndpoint::painted(const ui::Window& window) {
+    const GRegionPicker* picker = server_.regionPicker();
+    if (picker && &picker->window() == &window) {
+        std::weak_ptr<const GRegionPicker> current = picker->weak_from_this();
+        if (reportedPicker_.expired() || reportedPicker_.owner_before(current) ||
+            current.owner_before(reportedPicker_)) {
+            reportedPicker_ = current;
+            emitPainted();
+        }
+        return;
+    }
     const GTagFlowContainer* panel = server_.panel();
     if (!panel || !panel->isShown() || panel->keyWindow().get() != &window) return;
     std::weak_ptr<const ui::View> current = panel->weak_from_this();
@@ -120,6 +130,10 @@ void DebugEndpoint::painted(const ui::Window& window) {
                           !current.owner_before(reportedPanel_);
     if (reported) return;
     reportedPanel_ = current;
+    emitPainted();
+}
+
+void DebugEndpoint::emitPainted() {
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     emit PanelPainted(static_cast<qulonglong>(now.tv_sec) * 1000000000ULL +
@@ -142,8 +156,16 @@ QString DebugEndpoint::Hotkey() const {
 }
 
 QString DebugEndpoint::ScreenState() const {
-    return QString::fromStdString(
-        screenStateJson(reportScreen(host_.application()), host_.desktop().screen().scale));
+    std::string state =
+        screenStateJson(reportScreen(host_.application()), host_.desktop().screen().scale);
+    nlohmann::ordered_json picker = nullptr;
+    if (const GRegionPicker* shown = server_.regionPicker()) {
+        picker = frameJson(shown->window().frame());
+        picker["rectangle"] = shown->rectangle() ? frameJson(*shown->rectangle()) : nullptr;
+    }
+    // Added before the closing brace of the object.
+    state.insert(state.size() - 1, ",\"regionPicker\":" + picker.dump());
+    return QString::fromStdString(state);
 }
 
 QByteArray DebugEndpoint::Screenshot() const {

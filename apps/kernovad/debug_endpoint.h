@@ -33,21 +33,23 @@ std::string describeRecord(const Server::MessageRecord& record);
 // "x", "y", "width", "height", "hidden"}], "tips": [texts shown], "running":
 // [frames], "alerts": [{"title", "message", "buttons", "level"}]}. "selected"
 // is the 1-based place in the picking order (0 when not picked). Without a
-// panel, "shown" is false and its lists are empty.
+// panel, "shown" is false and its lists are empty. ScreenState adds
+// "regionPicker": its frame and "rectangle" (in its points, null when none
+// is drawn), or null.
 std::string screenStateJson(const ScreenReport& report, double devicePixelRatio);
 
 class DebugEndpoint : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "fun.quorle.kernova.Debug")
   public:
-    // Reports the first painting of each panel shown (PanelPainted).
+    // Reports the first painting of each panel and region picker shown (PanelPainted).
     DebugEndpoint(const Server& server, DesktopServerHost& host);
     ~DebugEndpoint() override;
     // The hotkey whose grab Hotkey() reports (none: "none: off").
     void setHotkey(const capture::Hotkey* hotkey) { hotkey_ = hotkey; }
 
   signals:
-    // A newly shown panel is on screen: its first painting has completed, at
+    // A newly shown panel (or region picker) is on screen: its first painting has completed, at
     // `monotonicNs` on the system's monotonic clock (CLOCK_MONOTONIC).
     void PanelPainted(qulonglong monotonicNs);
 
@@ -66,12 +68,15 @@ class DebugEndpoint : public QObject {
 
   private:
     void painted(const ui::Window& window);
+    void emitPainted();
 
     const Server& server_;
     DesktopServerHost& host_;
     const capture::Hotkey* hotkey_ = nullptr;
     // The panel whose first painting was reported last.
     std::weak_ptr<const ui::View> reportedPanel_;
+    // The region picker whose first painting was reported last.
+    std::weak_ptr<const GRegionPicker> reportedPicker_;
 };
 
 }  // namespace kernova::daemon

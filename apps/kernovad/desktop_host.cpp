@@ -204,6 +204,47 @@ void DesktopServerHost::windowsChanged() {
     windows_->sync();
 }
 
+void DesktopServerHost::grabInput(ui::Window* window) {
+    ++grabGeneration_;
+    grabTries_ = 0;
+    if (QWindow* held = grabbed_.data()) {
+        held->setKeyboardGrabEnabled(false);
+        held->setMouseGrabEnabled(false);
+    }
+    grabbed_.clear();
+    grabTarget_.clear();
+    if (window == nullptr) return;
+    windows_->sync();
+    grabTarget_ = windows_->widgetFor(*window);
+    if (grabTarget_.isNull()) {
+        context_.log().warn("host", "no overlay to grab the input for");
+        return;
+    }
+    tryGrab(grabGeneration_);
+}
+
+void DesktopServerHost::tryGrab(unsigned generation) {
+    QWidget* widget = grabTarget_.data();
+    if (generation != grabGeneration_ || widget == nullptr) return;
+    // The X server refuses grabs for a window that is not mapped yet.
+    QWindow* handle = widget->windowHandle();
+    if (handle != nullptr && handle->isExposed()) {
+        if (handle->setKeyboardGrabEnabled(true)) {
+            if (handle->setMouseGrabEnabled(true)) {
+                grabbed_ = handle;
+                context_.log().info("host", "keyboard and pointer grabbed");
+                return;
+            }
+            handle->setKeyboardGrabEnabled(false);
+        }
+    }
+    if (++grabTries_ >= kGrabTries) {
+        context_.log().warn("host", "cannot grab the keyboard and pointer");
+        return;
+    }
+    QTimer::singleShot(kGrabRetryMs, widget, [this, generation] { tryGrab(generation); });
+}
+
 void DesktopServerHost::launch(std::vector<std::string> argv, LaunchReply reply) {
     // A later turn, as the host promises; starting detached waits only for the
     // program to be found and executed, never for it to end.

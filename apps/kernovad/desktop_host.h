@@ -7,6 +7,8 @@
 
 #include <QFileSystemWatcher>
 #include <QObject>
+#include <QPointer>
+#include <QWindow>
 #include <memory>
 
 #include "base/context.h"
@@ -46,6 +48,11 @@ class DesktopServerHost final : public ServerHost {
     void watchSettingsFolder(const std::filesystem::path& folder,
                              std::function<void()> changed) override;
     void windowsChanged() override;
+    // Through Qt's grabs on the window's overlay, once the X server has
+    // mapped it (tried again every kGrabRetryMs up to kGrabTries times).
+    void grabInput(ui::Window* window) override;
+    static constexpr int kGrabRetryMs = 5;
+    static constexpr int kGrabTries = 200;
     void launch(std::vector<std::string> argv, LaunchReply reply) override;
     void saveText(std::string text, SaveReply reply) override;
     // $XDG_RUNTIME_DIR/kernova, else /tmp/kernova-<uid>.
@@ -76,6 +83,11 @@ class DesktopServerHost final : public ServerHost {
     std::unique_ptr<desktop::X11Selections> selections_;
     std::unique_ptr<X11ClipboardChanges> clipboardChanges_;
     std::unique_ptr<desktop::X11SelectionGestures> gestures_;
+    void tryGrab(unsigned generation);
+    QPointer<QWidget> grabTarget_;  // the overlay to grab for
+    QPointer<QWindow> grabbed_;     // its window, once it holds the grabs
+    unsigned grabGeneration_ = 0;
+    int grabTries_ = 0;
     // Owns the connections and the posted selection reads: they end with the host.
     std::unique_ptr<QObject> receiver_;
 };

@@ -21,6 +21,7 @@ namespace kernova {
 namespace ui {
 class Application;
 class Image;
+class Window;
 }  // namespace ui
 
 // CLIPBOARD is what the user copied; PRIMARY is what they last selected (X11).
@@ -62,6 +63,11 @@ class ServerHost {
     virtual void readSelection(SelectionKind which, SelectionReply reply) = 0;
     // A copy of what `monitor` shows now; null when it cannot be read.
     virtual std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) = 0;
+
+    // Sends every key and pointer event of the desktop to `window`'s overlay
+    // until called with null (the region picker); a later call replaces the
+    // grab. A window not on screen yet takes them as soon as it shows.
+    virtual void grabInput(ui::Window* window) = 0;
 
     // Starts the program argv[0] (looked up on PATH unless it holds a "/") with
     // the other arguments, detached: it outlives the server and the call never

@@ -8,6 +8,7 @@
 #include "base/message_dispatcher.h"
 #include "base/text.h"
 #include "board/tag_flow_item.h"
+#include "floating/region_picker.h"
 #include "floating/splode_button.h"
 #include "floating/splode_running_view.h"
 #include "floating/toast.h"
@@ -96,6 +97,10 @@ Server::~Server() {
     context_.runLoop().cancelAll(&flags_);
     for (const auto& recognition : recognitions_)
         recognition->cancel();
+    if (picker_) {
+        host_.grabInput(nullptr);
+        picker_.reset();
+    }
     releasePanel();
 }
 
@@ -588,9 +593,22 @@ std::string Server::showHistory(const Message& message) {
 
 std::string Server::doOCR(const Message& message) {
     if (message.userInfo.isAbsent()) return "ignored: no dictionary";
+    if (message.userInfo["screen"].boolValue() && message.userInfo["image"].isAbsent())
+        return pickRegion();
     std::shared_ptr<const ui::Image> image =
         decodeBase64ToImage(message.userInfo["image"].stringValue().value_or(""));
     if (!image) return "refused: the image could not be read";
+    recognise(image, true);
+    return "recognising an image of " + pixelSize(*image);
+}
+
+std::string Server::pixelSize(const ui::Image& image) {
+    const ui::PixelBuffer* pixels = image.pixels();
+    return pixels ? std::to_string(pixels->width) + "x" + std::to_string(pixels->height) + " pixels"
+                  : std::string("no pixels");
+}
+
+void Server::recognise(std::shared_ptr<const ui::Image> image, bool copyFlag) {
     KernovaActivity::Services services;
     services.sender = &loopback_;
     services.codec = &host_.application().platform().imageCodec;
@@ -600,18 +618,44 @@ std::string Server::doOCR(const Message& message) {
         host_.application().platform().pasteboard.setString(text);
     };
     auto activity = KernovaActivity::make(context_, std::move(services));
-    activity->setImage(image);
-    activity->setCopyFlag(true);
+    activity->setImage(std::move(image));
+    activity->setCopyFlag(copyFlag);
     recognitions_.push_back(activity);
-    activity->performActivity([this, done = activity.get()] {
+    activity->performActivity([this, copyFlag, done = activity.get()] {
         std::erase_if(recognitions_, [done](const auto& r) { return r.get() == done; });
-        context_.notifications().post(kHideRunningNotification);
+        if (copyFlag) context_.notifications().post(kHideRunningNotification);
         host_.windowsChanged();
     });
-    const ui::PixelBuffer* pixels = image->pixels();
-    return "recognising an image of " + (pixels ? std::to_string(pixels->width) + "x" +
-                                                      std::to_string(pixels->height) + " pixels"
-                                                : std::string("no pixels"));
+}
+
+std::string Server::pickRegion() {
+    if (picker_ && picker_->isShown()) return "ignored: a region is being picked";
+    const Monitor monitor = host_.monitorUnderPointer();
+    std::shared_ptr<const ui::Image> frozen = host_.copyScreen(monitor);
+    if (!frozen || !frozen->pixels()) return "refused: the screen cannot be copied";
+    const std::uint64_t serial = current_;
+    picker_ = GRegionPicker::show(
+        host_.application(), monitor.frame, frozen,
+        [this, serial, alive = std::weak_ptr(alive_)](std::shared_ptr<const ui::Image> region) {
+            if (alive.expired()) return;
+            host_.grabInput(nullptr);
+            // Let go of the picker once its callback has returned.
+            context_.runLoop().after(0, this, [this, done = picker_.get()] {
+                if (picker_.get() == done) picker_.reset();
+            });
+            if (!region) {
+                finish(serial, "region picking cancelled");
+                host_.windowsChanged();
+                return;
+            }
+            finish(serial, "recognising a region of " + pixelSize(*region));
+            // As an image opened with "OCR & Splode": the panel shows the words.
+            recognise(std::move(region), false);
+            host_.windowsChanged();
+        });
+    host_.windowsChanged();
+    host_.grabInput(&picker_->window());
+    return "picking a region on monitor " + monitor.name + " (" + pixelSize(*frozen) + ")";
 }
 
 std::string Server::notAvailableYet(const Message& message) {

@@ -7,7 +7,9 @@
 // caller) and, when it needs the clipboard, finishes when the host's answer
 // arrives; while such a read is in flight a further "notifySplode" is dropped
 // as if a panel were shown. One panel is shown at a time. "doOCR" recognises
-// an image with the OCR activity and puts the words on the clipboard. Messages
+// an image with the OCR activity and puts the words on the clipboard, or with
+// {"screen": YES} lets the user pick a region of the screen and opens the
+// panel on its words. Messages
 // whose features do not exist yet are registered and logged at info as not
 // available.
 #pragma once
@@ -25,6 +27,7 @@
 #include "base/context.h"
 #include "base/messaging.h"
 #include "floating/reentry_flags.h"
+#include "floating/region_picker.h"
 #include "floating/splode_button.h"
 #include "panel/tag_flow_container.h"
 #include "server/host.h"
@@ -73,6 +76,10 @@ class Server {
     const ServerFlags& flags() const { return flags_; }
     // The panel of the last request while it is in its window, or null.
     GTagFlowContainer* panel() const { return panel_.get(); }
+    // The region picker while it is up, or null.
+    const GRegionPicker* regionPicker() const {
+        return picker_ && picker_->isShown() ? picker_.get() : nullptr;
+    }
     // The tags of a large text still arriving for the panel, or null.
     const TagFeed* feed() const { return feed_.get(); }
     // The last kRecentMessageLimit messages, oldest first.
@@ -117,6 +124,12 @@ class Server {
     std::string showHistory(const Message& message);
     std::string insertText(const Message& message);
     std::string doOCR(const Message& message);
+    // "doOCR" {"screen": YES}: the region picker on the monitor under the
+    // pointer, whose region is recognised as a shared image is.
+    std::string pickRegion();
+    // Runs the OCR activity on `image` in this process.
+    void recognise(std::shared_ptr<const ui::Image> image, bool copyFlag);
+    static std::string pixelSize(const ui::Image& image);
     std::string notAvailableYet(const Message& message);
     std::string noHandler(const Message& message);
 
@@ -165,6 +178,8 @@ class Server {
     std::unique_ptr<HttpTask> notice_;
     // The recognitions of "doOCR" under way, cancelled when the server goes.
     std::vector<std::shared_ptr<KernovaActivity>> recognitions_;
+    // The region picker while it is up.
+    std::shared_ptr<GRegionPicker> picker_;
     bool readInFlight_ = false;
     std::uint64_t received_ = 0;
     std::uint64_t serial_ = 0;   // of the last record

@@ -39,7 +39,7 @@ void SimServerHost::readSelection(SelectionKind which, SelectionReply reply) {
 
 std::shared_ptr<const ui::Image> SimServerHost::copyScreen(const Monitor& monitor) {
     (void)monitor;
-    return nullptr;  // the simulated screen has no pixels of its own
+    return screen_;
 }
 
 void SimServerHost::watchSettingsFolder(const std::filesystem::path& folder,

@@ -33,7 +33,10 @@ class SimServerHost final : public ServerHost {
     void openUrl(const std::string& url) override;
     void insertText(const std::string& text) override;
     void readSelection(SelectionKind which, SelectionReply reply) override;
+    // What the test set with setScreen (the simulated screen has no pixels of its own).
     std::shared_ptr<const ui::Image> copyScreen(const Monitor& monitor) override;
+    // Recorded: grabbedWindow() tells which window holds the input.
+    void grabInput(ui::Window* window) override { grabbed_ = window; }
     void watchSettingsFolder(const std::filesystem::path& folder,
                              std::function<void()> changed) override;
     void windowsChanged() override { ++windowsChanged_; }
@@ -62,6 +65,9 @@ class SimServerHost final : public ServerHost {
     void setPrimarySelection(std::optional<std::string> text) { primary_ = std::move(text); }
     // The work area the monitor reports (the whole screen by default).
     void setWorkArea(std::optional<ui::Rect> area) { workArea_ = area; }
+    // What the monitor shows, for copyScreen; null (the default) cannot be copied.
+    void setScreen(std::shared_ptr<const ui::Image> image) { screen_ = std::move(image); }
+    ui::Window* grabbedWindow() const { return grabbed_; }
     // The mouse selections, played by the test.
     SimSelectionGestures& selectionGestures() { return gestures_; }
     // Plays the file watcher: the server hears of a change of the settings
@@ -76,6 +82,8 @@ class SimServerHost final : public ServerHost {
     double selectionDelay_ = 0;
     std::optional<std::string> primary_;
     std::optional<ui::Rect> workArea_;
+    std::shared_ptr<const ui::Image> screen_;
+    ui::Window* grabbed_ = nullptr;
     SimSelectionGestures gestures_;
     std::function<void()> settingsChanged_;
     std::map<std::string, std::string> environment_;

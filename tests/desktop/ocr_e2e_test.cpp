@@ -1,8 +1,9 @@
 // OCR end to end: `kernova ocr` against a loopback server that plays both the
 // OCR proxy (it names the service) and the service (it checks the form and
 // answers), the panel opening on the words or the failure sentences, --copy
-// leaving the words on the CLIPBOARD after the command has gone, and kernovad
-// renaming the desktop entry.
+// leaving the words on the CLIPBOARD after the command has gone, --screen
+// recognising a region dragged over a window, and kernovad renaming the
+// desktop entry.
 #include <QBuffer>
 #include <QImage>
 #include <QUrl>
@@ -61,6 +62,14 @@ class OcrEndToEnd : public PanelEndToEnd {
         const QByteArray base64 =
             QUrl::fromPercentEncoding(post.body.mid(prefix.size())).toLatin1();
         return QImage::fromData(QByteArray::fromBase64(base64)).size();
+    }
+    // Waits until a "doOCR" that kernovad received has an outcome that starts
+    // with `outcome` (a region's outcome changes as the picker closes).
+    bool waitForOcrOutcome(const QString& outcome) {
+        return waitFor([&] {
+            std::optional<QStringList> received = receivedMessages(desktop::sessionConnection());
+            return received && !received->filter(QStringLiteral("doOCR")).filter(outcome).isEmpty();
+        });
     }
     std::string shownText() {
         std::string text;
@@ -143,6 +152,53 @@ TEST_F(OcrEndToEnd, CopyLeavesTheWordsOnTheClipboardAfterTheCommandHasGone) {
     auto [fromClipboard, clipboardErr] = kernova({"ocr", "--copy", "--clipboard"});
     ASSERT_EQ(fromClipboard, 0) << clipboardErr;
     EXPECT_TRUE(waitFor([&] { return clipboard() == " Clipped"; })) << clipboard();
+}
+
+TEST_F(OcrEndToEnd, ScreenSendsTheRegionDraggedOverAWindowAndEscapeCancels) {
+    ASSERT_EQ(run(desktopCliPath(), {"set", "ocrProxy", server.url("/")}).first, 0);
+    // Known content: the white test window, 400 by 300 pixels at 300, 200.
+    QProcess target;
+    target.setProcessEnvironment(env_);
+    target.start(QStringLiteral(KERNOVA_CLICK_TARGET_PATH), {});
+    ASSERT_TRUE(waitFor([&] { return target.canReadLine(); }));
+    const QString window = QString::fromUtf8(target.readLine()).trimmed().section(' ', 1);
+    ASSERT_TRUE(xdotool({"windowmove", "--sync", window, "300", "200"}));
+    ASSERT_TRUE(xdotool({"windowactivate", "--sync", window}));
+
+    // Escape: no request, no panel.
+    ASSERT_EQ(kernova({"ocr", "--screen"}).first, 0);
+    ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("picking a region")));
+    ASSERT_TRUE(panelHasKeyboard()) << "the overlay is up";
+    // Over the whole monitor under the pointer (the left one), nothing drawn yet.
+    const nlohmann::json picker = (*state())["regionPicker"];
+    ASSERT_TRUE(picker.is_object()) << picker.dump();
+    EXPECT_EQ(picker["x"].get<double>(), 0);
+    EXPECT_TRUE(picker["rectangle"].is_null());
+    ASSERT_EQ(kernova({"ocr", "--screen"}).first, 0);
+    ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("ignored: a region is being picked")));
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("region picking cancelled")));
+    EXPECT_FALSE((*state())["shown"].get<bool>());
+    EXPECT_TRUE((*state())["regionPicker"].is_null());
+    EXPECT_TRUE(server.requests().empty());
+
+    // A drag inside the window: the service gets its pixels, the panel the words.
+    ASSERT_EQ(kernova({"ocr", "--screen"}).first, 0);
+    ASSERT_TRUE(waitForOcrOutcome(QStringLiteral("picking a region")));
+    ASSERT_TRUE(panelHasKeyboard());
+    ASSERT_TRUE(
+        xdotool({"mousemove", "--sync", "350", "250", "mousedown", "1", "mousemove", "--sync",
+                 "420", "300", "mousemove", "--sync", "560", "400", "mouseup", "1"}));
+    ASSERT_TRUE(waitForShown(true));
+    EXPECT_EQ(shownText(), " Hello world");
+    ASSERT_EQ(server.requests().size(), 2u);
+    EXPECT_EQ(sentImageSize(), QSize(210, 150));
+    const QByteArray prefix = "detect_direction=true&language_type=CHN_ENG&image=";
+    const QImage sent = QImage::fromData(QByteArray::fromBase64(
+        QUrl::fromPercentEncoding(server.requests().back().body.mid(prefix.size())).toLatin1()));
+    EXPECT_GT(qGray(sent.pixel(105, 75)), 240) << "the window's white, undimmed";
+    target.closeWriteChannel();
+    target.waitForFinished();
 }
 
 TEST_F(OcrEndToEnd, KernovadKeepsTheRenamedEntryInTheUserApplicationsFolder) {

@@ -104,8 +104,14 @@ TEST(OcrCommand, BadImagesAndArgumentsAreRefusedWithTheirStatus) {
     EXPECT_NE(piped.err.find("c.png is ignored"), std::string::npos) << piped.err;
     EXPECT_NE(piped.err.find("standard input: "), std::string::npos) << piped.err;
 
-    for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-             {}, {"--copy"}, {"--clipboard", "a.png"}, {"--frobnicate", "a.png"}}) {
+    for (const std::vector<std::string>& args :
+         std::vector<std::vector<std::string>>{{},
+                                               {"--copy"},
+                                               {"--clipboard", "a.png"},
+                                               {"--frobnicate", "a.png"},
+                                               {"--screen", "a.png"},
+                                               {"--screen", "--copy"},
+                                               {"--screen", "--clipboard"}}) {
         OcrRun run = runOcrWith(args);
         EXPECT_EQ(run.status, 2) << run.err;
         EXPECT_NE(run.err.find("usage: kernova ocr"), std::string::npos) << run.err;

@@ -208,7 +208,9 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
             if (!paintedObserver_) return;
             if (auto painted = widget->window()) paintedObserver_(*painted);
         });
-        entry.grabsScreen = !windowsAreComposited();
+        // An opaque window hides whatever lies beneath it.
+        const std::optional<ui::Color> background = window.backgroundColor();
+        entry.grabsScreen = !windowsAreComposited() && !(background && background->alpha >= 1.0);
     }
     entries_.push_back(std::move(entry));
     return entries_.back();
