@@ -1,7 +1,9 @@
 // "OCR & Splode" on the simulated device: the two requests byte for byte for
 // each "ocrApiType", what the service's answers and the failures become on
 // the panel, the JPEG quality lowered to fit the service's limit, and the
-// server's "doOCR", whose words go onto the clipboard.
+// server's "doOCR", whose words go onto the clipboard; the engine on this
+// machine (a fake one here): which engine runs, and its answers handed over as
+// the web's are; the language table and the data it needs.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -15,7 +17,9 @@
 #include "panel/screen_report.h"
 #include "server/server_fixture.h"
 #include "share/kernova_activity.h"
+#include "share/ocr_engine.h"
 #include "support/base64_categories.h"
+#include "support_lib/temp_dir.h"
 
 namespace kernova::testing {
 namespace {
@@ -180,7 +184,8 @@ TEST_F(OcrTest, AnswersAndFailuresBecomeThePanelsText) {
     }
     EXPECT_EQ(finished, static_cast<int>(rows.size()));
 
-    // No proxy: none set, or the setting is not an http(s) URL.
+    // No proxy for the web engine: none set, or the setting is not an http(s) URL.
+    set("ocrEngine", Value("web"));
     for (const char* setting : {"", "file:///etc/passwd"}) {
         set("ocrProxy", Value(setting));
         if (!KernovaActivity::make(app.context(), {})->proxyBaseUrl().empty())
@@ -262,6 +267,181 @@ TEST_F(OcrTest, DoOcrPutsTheWordsOnTheClipboardWithoutAPanel) {
     for (const auto& tag : panel->tags)
         shown += tag.text;
     EXPECT_EQ(shown, KernovaActivity::kProxyFailed);
+}
+
+// Answers every recognition with `outcome` one second later, as a thread would.
+class FakeEngine final : public OcrEngine {
+  public:
+    explicit FakeEngine(RunLoop& loop) : loop_(loop) {}
+    ~FakeEngine() override { loop_.cancelAll(this); }
+    std::unique_ptr<OcrTask> recognise(std::shared_ptr<const ui::Image> image,
+                                       std::vector<std::string> languages,
+                                       std::function<void(OcrOutcome)> done) override {
+        EXPECT_TRUE(image);
+        asked.push_back(languages);
+        const TimerId id = loop_.after(1, this, [this, done] { done(outcome); });
+        struct Task final : OcrTask {
+            Task(RunLoop& l, TimerId t) : loop(l), timer(t) {}
+            ~Task() override { loop.cancel(timer); }
+            RunLoop& loop;
+            TimerId timer;
+        };
+        return std::make_unique<Task>(loop_, id);
+    }
+    OcrOutcome outcome{OcrOutcome::Kind::lines, {"A", "B"}, {}};
+    std::vector<std::vector<std::string>> asked;
+
+  private:
+    RunLoop& loop_;
+};
+
+TEST_F(OcrTest, TheEngineSettingAndTheProxyChooseWhereImagesAreRecognised) {
+    FakeEngine engine(app.context().runLoop());
+    app.context().setOcrEngine(&engine);
+    const bool builtWithProxy = [&] {
+        set("ocrProxy", Value(""));
+        return !KernovaActivity::make(app.context(), {})->proxyBaseUrl().empty();
+    }();
+    struct Row {
+        const char* engine;  // nullptr: unset
+        const char* proxy;
+        bool local;
+    };
+    for (const Row& row : {Row{nullptr, kProxy, false}, Row{nullptr, "", !builtWithProxy},
+                           Row{"auto", "", !builtWithProxy}, Row{"nonsense", "", !builtWithProxy},
+                           Row{"web", "", false}, Row{"local", kProxy, true}}) {
+        SCOPED_TRACE(std::string(row.engine ? row.engine : "(unset)") + " " + row.proxy);
+        set("ocrEngine", row.engine ? Value(row.engine) : Value());
+        set("ocrProxy", Value(row.proxy));
+        EXPECT_EQ(KernovaActivity::make(app.context(), {})->usesLocalEngine(), row.local);
+        const std::size_t requests = app.http().requests().size();
+        const std::size_t asked = engine.asked.size();
+        recognise();
+        EXPECT_EQ(engine.asked.size(), asked + (row.local ? 1 : 0));
+        EXPECT_EQ(app.http().requests().size() > requests, !row.local && *row.proxy);
+    }
+    std::string error;
+    EXPECT_FALSE(parseSettingText(settings_key::kOcrEngine.key(), "tesseract", error).has_value());
+}
+
+TEST_F(OcrTest, TheEngineHereHandsItsAnswerOverAsTheWebDoes) {
+    FakeEngine engine(app.context().runLoop());
+    set("ocrEngine", Value("local"));
+    // No engine at all: the empty result, as an answer without words.
+    recognise();
+    ASSERT_EQ(splodes().size(), 1u);
+    EXPECT_EQ(splodes()[0].first, "");
+    EXPECT_EQ(splodes()[0].second, imageBase64());
+
+    app.context().setOcrEngine(&engine);
+    struct Row {
+        OcrOutcome outcome;
+        const char* languageType;
+        std::vector<std::string> languages;
+        std::string shown;
+        bool withImage;
+    };
+    const std::vector<Row> rows = {
+        {{OcrOutcome::Kind::lines, {"A", "B"}, {}}, "ENG", {"eng"}, " A B", true},
+        {{OcrOutcome::Kind::lines, {"中文识别", "Tesseract 5"}, {}},
+         "CHN_ENG",
+         {"chi_sim", "eng"},
+         " 中文识别 Tesseract 5",
+         true},
+        {{OcrOutcome::Kind::lines, {}, {}}, "RUS", {"rus"}, "", true},
+        {{OcrOutcome::Kind::missingData, {}, "chi_sim"},
+         "nonsense",
+         {"chi_sim", "eng"},
+         "OCR data for chi_sim is not installed: apt-get install tesseract-ocr-chi-sim",
+         false},
+        {{OcrOutcome::Kind::failure, {}, {}}, "JAP", {"jpn"}, "", true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.shown);
+        device.messageCenter().clearLog();
+        engine.outcome = row.outcome;
+        set("languageType", Value(row.languageType));
+        recognise();
+        EXPECT_EQ(engine.asked.back(), row.languages);
+        ASSERT_EQ(device.deliveredMessages().size(), 2u);
+        EXPECT_EQ(device.deliveredMessages()[0].message.name, "showRunning");
+        ASSERT_EQ(splodes().size(), 1u);
+        EXPECT_EQ(splodes()[0].first, row.shown);
+        EXPECT_EQ(splodes()[0].second.empty(), !row.withImage);
+    }
+    EXPECT_EQ(finished, static_cast<int>(rows.size()) + 1);
+    EXPECT_TRUE(app.http().requests().empty());
+
+    // "doOCR" in the server: the words onto the clipboard, the missing data
+    // on the panel.
+    FakeEngine serverEngine(server.context().runLoop());
+    server.context().setOcrEngine(&serverEngine);
+    ASSERT_TRUE(theServer.panel());
+    theServer.panel()->hide();
+    device.advance(2);
+    serverEngine.outcome = {OcrOutcome::Kind::lines, {"secret", "words"}, {}};
+    app.messageSender().sendMessageName("doOCR",
+                                        Value(Dictionary{{"image", Value(imageBase64())}}));
+    device.advance(1.5);
+    EXPECT_EQ(device.pasteboard().string(), " secret words");
+    EXPECT_FALSE(theServer.panel());
+    expectNotInTheLog("secret");
+    device.advance(1);
+    serverEngine.outcome = {OcrOutcome::Kind::missingData, {}, "jpn"};
+    app.messageSender().sendMessageName("doOCR",
+                                        Value(Dictionary{{"image", Value(imageBase64())}}));
+    device.advance(1.5);
+    EXPECT_EQ(device.pasteboard().string(), " secret words");
+    const auto panel = reportScreen(server.application()).panel;
+    ASSERT_TRUE(panel.has_value());
+    std::string shown;
+    for (const auto& tag : panel->tags)
+        shown += tag.text;
+    EXPECT_EQ(shown, "OCR data for jpn is not installed: apt-get install tesseract-ocr-jpn");
+}
+
+TEST(OcrLanguages, LanguageTypesDataFoldersAndCjkBlanks) {
+    const std::vector<std::pair<const char*, std::vector<std::string>>> table = {
+        {"CHN_ENG", {"chi_sim", "eng"}},
+        {"ENG", {"eng"}},
+        {"JAP", {"jpn"}},
+        {"KOR", {"kor"}},
+        {"FRE", {"fra"}},
+        {"GER", {"deu"}},
+        {"ITA", {"ita"}},
+        {"SPA", {"spa"}},
+        {"POR", {"por"}},
+        {"RUS", {"rus"}},
+        {"eng", {"chi_sim", "eng"}},
+        {"", {"chi_sim", "eng"}},
+    };
+    for (const auto& [type, languages] : table)
+        EXPECT_EQ(tesseractLanguages(type), languages) << type;
+
+    EXPECT_EQ(tesseractDataFolder(nullptr), kDefaultTesseractData);
+    EXPECT_EQ(tesseractDataFolder(""), kDefaultTesseractData);
+    TempDir data;
+    data.write("eng.traineddata", "x");
+    std::filesystem::create_directory(data / "jpn.traineddata");
+    EXPECT_EQ(tesseractDataFolder(data.path().c_str()), data.path());
+    const InstalledLanguages found =
+        findInstalledLanguages(data.path(), {"chi_sim", "eng", "jpn", "kor"});
+    EXPECT_EQ(found.installed, (std::vector<std::string>{"eng"}));
+    EXPECT_EQ(found.missing, (std::vector<std::string>{"chi_sim", "jpn", "kor"}));
+    EXPECT_EQ(missingOcrDataSentence("kor"),
+              "OCR data for kor is not installed: apt-get install tesseract-ocr-kor");
+
+    const std::vector<std::pair<std::string, std::string>> blanks = {
+        {"中 文 识 别", "中文识别"},
+        {"日本 語の テキスト", "日本語のテキスト"},
+        {"한국어  문장", "한국어문장"},
+        {"中文 OCR 识别 2 号", "中文 OCR 识别 2 号"},
+        {"word  中 文, 与 a", "word  中文, 与 a"},
+        {" 中 ", " 中 "},
+        {"中 ÿ 文", "中 ÿ 文"},
+    };
+    for (const auto& [in, out] : blanks)
+        EXPECT_EQ(withoutBlanksBetweenCjk(in), out) << in;
 }
 
 }  // namespace
