@@ -8,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/text.h"
+
 namespace kernova::desktop {
 namespace {
 
@@ -150,7 +152,7 @@ std::unique_ptr<OcrTask> TesseractEngine::recognise(std::shared_ptr<const ui::Im
         const ui::PixelBuffer& p = *r->image->pixels();
         if (r->reader && r->reader->read(p.argb.data(), p.width, p.height, r->outcome.lines)) {
             for (std::string& line : r->outcome.lines)
-                line = withoutBlanksBetweenCjk(line);
+                line = withoutBlanksBetweenCjk(repairUtf8(line));
             r->outcome.kind = OcrOutcome::Kind::lines;
         }
         loop_.post([this, weak] {
