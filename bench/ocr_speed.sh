@@ -22,7 +22,8 @@ warm=${WARM:-5}
 langs=${LANGS:-chi_sim+eng}
 bench=$build/bench/kernova-bench-ocr
 [[ -x $bench ]] || { echo "ocr_speed: build kernova-bench-ocr first" >&2; exit 2; }
-install_for_comparison ocr_speed tesseract
+# The command `tesseract` comes in Debian's package tesseract-ocr.
+command -v tesseract >/dev/null || install_for_comparison ocr_speed tesseract-ocr
 command -v tesseract >/dev/null || { echo "ocr_speed: tesseract could not be installed" >&2; exit 2; }
 export OMP_THREAD_LIMIT=${OMP_THREAD_LIMIT:-1} QT_QPA_PLATFORM=offscreen
 
