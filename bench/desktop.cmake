@@ -8,3 +8,11 @@ if(KERNOVA_BUILD_DESKTOP)
     target_link_libraries(kernova-bench-latency PRIVATE Qt6::Core Qt6::DBus PkgConfig::BENCH_XCB
                           kernova_warnings)
 endif()
+
+# The engine here on a page of text, next to the tesseract command
+# (bench/ocr_speed.sh).
+if(KERNOVA_BUILD_DESKTOP)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS Gui)
+    add_executable(kernova-bench-ocr ocr_speed.cpp)
+    target_link_libraries(kernova-bench-ocr PRIVATE kernova_desktop_ocr Qt6::Gui kernova_warnings)
+endif()

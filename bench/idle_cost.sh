@@ -163,12 +163,13 @@ awk -v k="$k_rss" -v c="$c_rss" 'BEGIN{printf "kernovad RSS / CopyQ RSS: %.2f (g
 awk -v g="$((kn_rss - k1_rss))" -v n="$boards" \
     'BEGIN{printf "growth after %d boards: %.1f MB (goal <= 2)\n", n, g / 1024}'
 echo "kernovad PSS after $boards boards: $(mb "$kn_pss") MB"
-# Libraries kernovad should not map while no web view is shown (Qt Gui links
-# the small GL dispatch libraries itself; the drivers are what costs).
-heavy='(libQt6WebEngine|libQt6Quick|libQt6Qml|libLLVM|libgallium|libqxcb-glx|libqxcb-egl|[A-Za-z]+_mesa|[a-z0-9]+_dri)[^/ ]*\.so'
+# Libraries kernovad should not map while no web view is shown and no image
+# was recognised here (Qt Gui links the small GL dispatch libraries itself;
+# the drivers are what costs).
+heavy='(libQt6WebEngine|libQt6Quick|libQt6Qml|libLLVM|libgallium|libqxcb-glx|libqxcb-egl|[A-Za-z]+_mesa|[a-z0-9]+_dri|libtesseract|liblept|libkernova_tesseract)[^/ ]*\.so'
 if grep -qE "$heavy" "/proc/$kpid/maps"; then
-    echo "kernovad maps GL drivers or web engine libraries:"
+    echo "kernovad maps GL drivers, web engine or Tesseract libraries:"
     grep -oE "$heavy[^ ]*" "/proc/$kpid/maps" | sort -u
 else
-    echo "kernovad maps no GL driver, Qt Quick or web engine library"
+    echo "kernovad maps no GL driver, Qt Quick, web engine or Tesseract library"
 fi

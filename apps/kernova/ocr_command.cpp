@@ -14,6 +14,7 @@
 #include "desktop/curl_http_client.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/desktop_paths.h"
+#include "desktop/ocr/tesseract_engine.h"
 #include "desktop/qt_run_loop.h"
 #include "desktop/ui/ocr_image.h"
 #include "desktop/ui/qt_image_codec.h"
@@ -142,6 +143,8 @@ int recognise(std::shared_ptr<const ui::Image> image, std::ostream& err) {
     context.log().configure(env);
     desktop::CurlHttpClient http(runLoop, context.log());
     context.setHttp(&http);
+    desktop::TesseractEngine engine(runLoop, context.log(), startThreadJob, env);
+    context.setOcrEngine(&engine);
     desktop::QtImageCodec codec;
 
     std::shared_ptr<KernovaActivity> activity =

@@ -24,10 +24,12 @@ inline constexpr std::string_view kOcrUsage =
     "  --copy       put the words on the clipboard instead of opening the panel";
 
 inline constexpr std::string_view kOcrHelp =
-    "The image is sent to the OCR service named by the OCR proxy (\"ocrProxy\"),\n"
-    "and the words found (or why none were) open the panel. Images over 100\n"
-    "megapixels are refused; larger ones than 4096 pixels on their longest side\n"
-    "are scaled down first. Of several FILEs only the first is read.\n"
+    "The image is recognised by Tesseract here, or sent to the OCR service named\n"
+    "by the OCR proxy (\"ocrProxy\") as \"ocrEngine\" says (auto: the web while a\n"
+    "proxy is set), and the words found (or why none were) open the panel.\n"
+    "Images over 100 megapixels are refused; larger ones than 4096 pixels on\n"
+    "their longest side are scaled down first. Of several FILEs only the first\n"
+    "is read.\n"
     "With --screen kernovad shows the monitor under the pointer, frozen: drag a\n"
     "rectangle (its release takes it), or press Enter for the rectangle or the\n"
     "whole monitor; the arrow keys move the rectangle, Shift+arrows resize it,\n"

@@ -26,6 +26,7 @@
 #include "desktop/dbus_messaging.h"
 #include "desktop/dbus_system_notifications.h"
 #include "desktop/desktop_paths.h"
+#include "desktop/ocr/tesseract_engine.h"
 #include "desktop/qt_run_loop.h"
 #include "desktop/ui/desktop_platform.h"
 #include "kernovad/capture_services.h"
@@ -116,6 +117,9 @@ int main(int argc, char** argv) {
     // Requests still under way when kernovad stops are cancelled with the client.
     desktop::CurlHttpClient http(runLoop, context.log());
     context.setHttp(&http);
+    // Tesseract is loaded at the first local recognition, which runs on a thread.
+    desktop::TesseractEngine ocrEngine(runLoop, context.log(), startThreadJob, env);
+    context.setOcrEngine(&ocrEngine);
 
     switch (center.start()) {
         case desktop::DBusMessageCenter::StartResult::alreadyRunning:

@@ -17,6 +17,8 @@
 
 namespace kernova {
 
+class OcrEngine;
+
 // The settings held per process and refreshed when the settings change.
 struct SettingsGlobals {
     // Refreshed by ReloadPrefs.
@@ -64,6 +66,10 @@ class Context {
     // this context); until then every request fails as unavailable.
     HttpClient& http() { return http_ != nullptr ? *http_ : unavailableHttp_; }
     void setHttp(HttpClient* client) { http_ = client; }
+    // The recognition engine on this machine (share/ocr_engine.h), set by
+    // whoever wires the process and outliving this context; null when none.
+    OcrEngine* ocrEngine() const { return ocrEngine_; }
+    void setOcrEngine(OcrEngine* engine) { ocrEngine_ = engine; }
 
   private:
     RunLoop& runLoop_;
@@ -74,6 +80,7 @@ class Context {
     Logger log_;
     std::string locale_ = "en";
     HttpClient* http_ = nullptr;
+    OcrEngine* ocrEngine_ = nullptr;
     UnavailableHttpClient unavailableHttp_{runLoop_};
 };
 

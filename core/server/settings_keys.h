@@ -89,6 +89,8 @@ inline constexpr std::array kOcrApiType{SettingChoice{0, "shared"}, SettingChoic
 inline constexpr std::array kTips{SettingChoice{0, "short"}, SettingChoice{1, "long"},
                                   SettingChoice{2, "none"}};
 // The panel operations that take one text.
+// Where images are recognised: "auto" is "web" while an OCR proxy is set.
+inline constexpr std::array<SettingText, 3> kOcrEngine{"auto", "web", "local"};
 inline constexpr std::array<SettingText, 5> kPanelOperations{
     "translateText:", "searchText:", "copyText:", "shareText:", "schemeText:"};
 }  // namespace setting_values
@@ -286,6 +288,13 @@ inline constexpr std::array kSettingKeys{
                .description = "The OCR proxy's base URL (empty: the build's own)",
                .defaultString = "",
                .httpUrl = true},
+    SettingKey{.name = "ocrEngine",
+               .type = SettingType::string,
+               .page = SettingsPage::ocr,
+               .description = "Recognise with the web service or Tesseract here (auto: the web "
+                              "while an OCR proxy is set)",
+               .defaultString = "auto",
+               .texts = setting_values::kOcrEngine},
     // Not user settings
     SettingKey{.name = "applistFlag",
                .type = SettingType::integer,
@@ -381,6 +390,7 @@ inline constexpr auto kApiKey = settingNamed<std::string>("APIKey");
 inline constexpr auto kSecretKey = settingNamed<std::string>("SecretKey");
 inline constexpr auto kLanguageType = settingNamed<std::string>("languageType");
 inline constexpr auto kOcrProxy = settingNamed<std::string>("ocrProxy");
+inline constexpr auto kOcrEngine = settingNamed<std::string>("ocrEngine");
 inline constexpr auto kFontSize = settingNamed<std::int64_t>("fontSize");
 inline constexpr auto kOrderCopy = settingNamed<bool>("orderCopy");
 inline constexpr auto kTips = settingNamed<std::int64_t>("tips");

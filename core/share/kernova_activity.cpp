@@ -90,6 +90,13 @@ std::string KernovaActivity::proxyBaseUrl() const {
     return {};
 }
 
+bool KernovaActivity::usesLocalEngine() const {
+    const std::string engine = readSettings(context_).get(settings_key::kOcrEngine);
+    if (engine == "local") return true;
+    if (engine == "web") return false;
+    return proxyBaseUrl().empty();
+}
+
 void KernovaActivity::performActivity(std::function<void()> finished) {
     cancel();
     finished_ = std::move(finished);
@@ -100,6 +107,10 @@ void KernovaActivity::performActivity(std::function<void()> finished) {
         return;
     }
     if (services_.sender) services_.sender->sendMessageName("showRunning", Value(Dictionary{}));
+    if (usesLocalEngine()) {
+        recogniseHere();
+        return;
+    }
 
     const SettingsSnapshot settings = readSettings(context_);
     const std::string base = proxyBaseUrl();
@@ -186,8 +197,49 @@ void KernovaActivity::performOcr(const std::string& url) {
         });
 }
 
+void KernovaActivity::recogniseHere() {
+    OcrEngine* engine = context_.ocrEngine();
+    if (engine == nullptr) {
+        context_.log().info(kLog, "no OCR engine on this machine: nothing recognised");
+        context_.runLoop().after(0, this, [this] {
+            deliver({}, false);
+            finish();
+        });
+        return;
+    }
+    std::vector<std::string> languages =
+        tesseractLanguages(readSettings(context_).get(settings_key::kLanguageType));
+    std::weak_ptr<KernovaActivity> weak = self_;
+    ocrTask_ = engine->recognise(image_, std::move(languages), [weak](OcrOutcome outcome) {
+        auto self = weak.lock();
+        if (!self) return;
+        Logger& log = self->context_.log();
+        switch (outcome.kind) {
+            case OcrOutcome::Kind::lines: {
+                std::string text;
+                for (const std::string& line : outcome.lines)
+                    text += ' ' + line;
+                log.info(kLog, "recognised here: " + std::to_string(outcome.lines.size()) +
+                                   " lines, " + std::to_string(text.size()) + " bytes");
+                self->deliver(text, false);
+                break;
+            }
+            case OcrOutcome::Kind::missingData:
+                log.info(kLog, "no OCR data installed for " + outcome.missingLanguage);
+                self->deliver(missingOcrDataSentence(outcome.missingLanguage), true);
+                break;
+            case OcrOutcome::Kind::failure:
+                log.info(kLog, "the engine here failed: nothing recognised");
+                self->deliver({}, false);
+                break;
+        }
+        self->finish();
+    });
+}
+
 void KernovaActivity::cancel() {
     task_.reset();
+    ocrTask_.reset();
     finished_ = {};
     context_.runLoop().cancelAll(this);
     auto keep = std::move(self_);
@@ -210,6 +262,7 @@ void KernovaActivity::deliver(const std::string& selection, bool failure) {
 
 void KernovaActivity::finish() {
     task_.reset();
+    ocrTask_.reset();
     auto done = std::move(finished_);
     finished_ = {};
     auto keep = std::move(self_);

@@ -1,7 +1,9 @@
 // "OCR & Splode": recognises the words of one image and hands them to the
-// server. First the OCR proxy is asked for the OCR service's URL, then the
-// image is posted to that URL; the words (or a failure sentence) go to the
-// server as "notifySplode", or, with the copy flag, onto the clipboard. The
+// server. With the web engine, first the OCR proxy is asked for the OCR
+// service's URL, then the image is posted to that URL; with the local engine
+// (the context's `OcrEngine`) the image is recognised on this machine. The
+// words (or a failure sentence) go to the server as "notifySplode", or, with
+// the copy flag, onto the clipboard, the same whichever engine ran. The
 // preferences are read afresh each time; nothing is cached or retried.
 #pragma once
 
@@ -14,6 +16,7 @@
 #include "base/context.h"
 #include "base/http.h"
 #include "base/messaging.h"
+#include "share/ocr_engine.h"
 #include "ui/image.h"
 
 namespace kernova {
@@ -60,6 +63,9 @@ class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
     // The OCR proxy's base URL: the setting "ocrProxy" when it is an http or
     // https URL, else the build's KERNOVA_OCR_PROXY; empty when neither is set.
     std::string proxyBaseUrl() const;
+    // Whether the engine here recognises: "ocrEngine" is "local", or "auto"
+    // (or unknown) while no OCR proxy is set.
+    bool usesLocalEngine() const;
 
     // Runs the flow on the image. `finished` runs once, on the run loop,
     // after the flow's last message has been sent or the clipboard set. The
@@ -82,6 +88,8 @@ class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
     // failure sentence still goes to the panel).
     void deliver(const std::string& selection, bool failure);
     void finish();
+    // The flow with the context's engine instead of the web service.
+    void recogniseHere();
     // The image as JPEG in base64, at the highest quality that fits; absent
     // when it cannot be encoded or does not fit.
     std::optional<std::string> jpegBase64() const;
@@ -93,6 +101,7 @@ class KernovaActivity : public std::enable_shared_from_this<KernovaActivity> {
     std::shared_ptr<const ui::Image> image_;
     std::function<void()> finished_;
     std::unique_ptr<HttpTask> task_;
+    std::unique_ptr<OcrTask> ocrTask_;
     // Keeps the activity alive from performActivity until the flow ends.
     std::shared_ptr<KernovaActivity> self_;
 };

@@ -82,7 +82,12 @@ bool DBusMessageSender::startService() {
     QDBusConnectionInterface* bus = connection_.interface();
     if (!connection_.isConnected() || bus == nullptr) return false;
     // One round trip: the bus answers at once when the name has an owner.
-    return bus->startService(QString::fromLatin1(kMessagesService)).isValid();
+    const QString name = QString::fromLatin1(kMessagesService);
+    if (bus->startService(name).isValid()) return true;
+    // A bus without the activation file refuses even a name that has an owner
+    // (kernovad started by hand).
+    const QDBusReply<bool> owned = bus->isServiceRegistered(name);
+    return owned.isValid() && owned.value();
 }
 
 bool DBusMessageSender::flush() {

@@ -2,10 +2,13 @@
 // OCR proxy (it names the service) and the service (it checks the form and
 // answers), the panel opening on the words or the failure sentences, --copy
 // leaving the words on the CLIPBOARD after the command has gone, --screen
-// recognising a region dragged over a window, and kernovad renaming the
-// desktop entry.
+// recognising a region dragged over a window, Tesseract recognising without
+// a proxy in the command and in kernovad, and kernovad renaming the desktop
+// entry.
 #include <QBuffer>
+#include <QFont>
 #include <QImage>
+#include <QPainter>
 #include <QUrl>
 
 #include "e2e_fixture.h"
@@ -199,6 +202,34 @@ TEST_F(OcrEndToEnd, ScreenSendsTheRegionDraggedOverAWindowAndEscapeCancels) {
     EXPECT_GT(qGray(sent.pixel(105, 75)), 240) << "the window's white, undimmed";
     target.closeWriteChannel();
     target.waitForFinished();
+}
+
+TEST_F(OcrEndToEnd, WithoutAProxyTesseractRecognisesInTheCommandAndInKernovad) {
+    QImage picture(900, 120, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    QPainter painter(&picture);
+    QFont font(QStringLiteral("Noto Sans CJK SC"));
+    font.setPixelSize(56);
+    painter.setFont(font);
+    painter.drawText(30, 85, QStringLiteral("Hello offline world"));
+    painter.end();
+    const QString file = QString::fromStdString((files / "words.png").string());
+    ASSERT_TRUE(picture.save(file));
+    ASSERT_EQ(run(desktopCliPath(), {"set", "languageType", "ENG"}).first, 0);
+
+    auto [status, err] = kernova({"ocr", file});
+    EXPECT_EQ(status, 0) << err;
+    ASSERT_TRUE(waitForShown(true));
+    EXPECT_EQ(shownText(), " Hello offline world");
+    ASSERT_TRUE(xdotool({"key", "Escape"}));
+    ASSERT_TRUE(waitForShown(false));
+
+    if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
+    std::tie(status, err) = kernova({"ocr", "--copy", file});
+    ASSERT_EQ(status, 0) << err;
+    EXPECT_TRUE(waitFor([&] { return clipboard() == " Hello offline world"; }, 30000))
+        << clipboard();
+    EXPECT_TRUE(server.requests().empty());
 }
 
 TEST_F(OcrEndToEnd, KernovadKeepsTheRenamedEntryInTheUserApplicationsFolder) {

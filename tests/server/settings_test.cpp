@@ -182,6 +182,7 @@ TEST_F(SettingsTest, EveryKeyHasItsDefault) {
         {"SecretKey", Value("")},
         {"languageType", Value("CHN_ENG")},
         {"ocrProxy", Value("")},
+        {"ocrEngine", Value("auto")},
         {"applistFlag", Value(0)},
         {"wechatMenu", Value(true)},
         {"qqMenu", Value(true)},

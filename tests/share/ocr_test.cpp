@@ -1,7 +1,10 @@
 // "OCR & Splode" on the simulated device: the two requests byte for byte for
 // each "ocrApiType", what the service's answers and the failures become on
 // the panel, the JPEG quality lowered to fit the service's limit, and the
-// server's "doOCR", whose words go onto the clipboard, and its region picker.
+// server's "doOCR", whose words go onto the clipboard, and its region picker;
+// the engine on this machine (a fake one here): which engine runs, and its
+// answers handed over as the web's are; the language table and the data it
+// needs.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -16,7 +19,9 @@
 #include "panel/screen_report.h"
 #include "server/server_fixture.h"
 #include "share/kernova_activity.h"
+#include "share/ocr_engine.h"
 #include "support/base64_categories.h"
+#include "support_lib/temp_dir.h"
 
 namespace kernova::testing {
 namespace {
@@ -181,7 +186,8 @@ TEST_F(OcrTest, AnswersAndFailuresBecomeThePanelsText) {
     }
     EXPECT_EQ(finished, static_cast<int>(rows.size()));
 
-    // No proxy: none set, or the setting is not an http(s) URL.
+    // No proxy for the web engine: none set, or the setting is not an http(s) URL.
+    set("ocrEngine", Value("web"));
     for (const char* setting : {"", "file:///etc/passwd"}) {
         set("ocrProxy", Value(setting));
         if (!KernovaActivity::make(app.context(), {})->proxyBaseUrl().empty())
@@ -265,140 +271,10 @@ TEST_F(OcrTest, DoOcrPutsTheWordsOnTheClipboardWithoutAPanel) {
     EXPECT_EQ(shown, KernovaActivity::kProxyFailed);
 }
 
-// The region picker over a screen whose every pixel tells its place.
-class RegionPickerTest : public OcrTest {
-  protected:
-    RegionPickerTest() {
-        // Small enough that the whole monitor goes to the service.
-        ui::Screen& screen = device.services().screen;
-        screen.bounds = ui::Rect(0, 0, 300, 200);
-        ui::PixelBuffer pixels{static_cast<int>(screen.bounds.width() * screen.scale),
-                               static_cast<int>(screen.bounds.height() * screen.scale),
-                               {}};
-        for (int y = 0; y < pixels.height; ++y)
-            for (int x = 0; x < pixels.width; ++x)
-                pixels.argb.push_back(pixelAt(x, y));
-        host.setScreen(ui::Image::fromPixels(std::move(pixels), screen.scale));
-    }
-    void scriptRecognition() {
-        server.http().answer(kProxy, answer(kService));
-        server.http().answer(kService, answer(R"({"words_result":[{"words":"secret"}]})"));
-    }
-    static std::uint32_t pixelAt(int x, int y) {
-        return 0xFF000000u | static_cast<std::uint32_t>(y) << 12 | static_cast<std::uint32_t>(x);
-    }
-    std::string pickScreen() {
-        scriptRecognition();
-        app.messageSender().sendMessageName("doOCR", Value(Dictionary{{"screen", Value(true)}}));
-        device.runUntilIdle();
-        return theServer.recentMessages().back().outcome;
-    }
-    // The region the panel shows with the words, as x, y, width, height in pixels.
-    std::vector<int> shownRegion() {
-        const ui::Image* shown = theServer.panel() ? theServer.panel()->image().get() : nullptr;
-        const ui::PixelBuffer* pixels = shown ? shown->pixels() : nullptr;
-        if (!pixels || pixels->argb.empty()) return {};
-        const std::uint32_t first = pixels->argb.front();
-        return {static_cast<int>(first & 0xFFF), static_cast<int>(first >> 12 & 0xFFF),
-                pixels->width, pixels->height};
-    }
-    ui::Window* pickerWindow() {
-        ui::Window* key = server.application().keyWindow();
-        return key && !key->isHidden() && host.grabbedWindow() == key ? key : nullptr;
-    }
-};
-
-TEST_F(RegionPickerTest, ADragTakesItsRegionWhichOpensThePanelWithItsWords) {
-    EXPECT_EQ(pickScreen(), "picking a region on monitor sim (600x400 pixels)");
-    ui::Window* window = pickerWindow();
-    ASSERT_TRUE(window) << "the picker is key and holds the input";
-    EXPECT_EQ(window->frame(), device.services().screen.bounds);
-    EXPECT_EQ(pickScreen(), "ignored: a region is being picked");
-    EXPECT_TRUE(server.http().requests().empty());
-
-    // A click draws nothing and keeps the picker; a drag, backwards, takes its rectangle.
-    driver.tap({50, 50});
-    EXPECT_TRUE(pickerWindow());
-    driver.pan({{110, 70}, {60, 40}, {10, 20}}, 0.3);
-    EXPECT_FALSE(host.grabbedWindow());
-    EXPECT_FALSE(pickerWindow());
-    device.advance(1);
-    ASSERT_EQ(server.http().requests().size(), 2u);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{20, 40, 200, 100}));
-    ASSERT_TRUE(theServer.panel() && theServer.panel()->isShown());
-    EXPECT_NE(theServer.recentMessages().end(),
-              std::find_if(theServer.recentMessages().begin(), theServer.recentMessages().end(),
-                           [](const auto& r) {
-                               return r.name == "doOCR" &&
-                                      r.outcome == "recognising a region of 200x100 pixels";
-                           }));
-    expectNotInTheLog("secret");
-}
-
-TEST_F(RegionPickerTest, KeysMoveAndResizeTheRectangleEnterTakesItEscapeCancels) {
-    auto key = [&](ui::Key which, bool shift = false) {
-        ui::KeyEvent event;
-        event.key = which;
-        event.shift = shift;
-        EXPECT_TRUE(driver.key(event));
-    };
-    // Escape: no panel, no request, the input let go; the next --screen is taken.
-    pickScreen();
-    key(ui::Key::escape);
-    device.advance(1);
-    EXPECT_FALSE(theServer.panel());
-    EXPECT_FALSE(host.grabbedWindow());
-    EXPECT_TRUE(server.http().requests().empty());
-    EXPECT_EQ(theServer.recentMessages().back().outcome, "region picking cancelled");
-
-    // Enter with nothing drawn: the whole monitor.
-    EXPECT_EQ(pickScreen().rfind("picking a region", 0), 0u);
-    key(ui::Key::enter);
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{0, 0, 600, 400}));
-    theServer.panel()->hide();
-    device.advance(1);
-
-    // Arrows start from the whole monitor and stay inside it.
-    pickScreen();
-    key(ui::Key::left, true);
-    key(ui::Key::left, true);
-    key(ui::Key::up, true);
-    key(ui::Key::left);
-    key(ui::Key::right);
-    key(ui::Key::down);
-    key(ui::Key::down);
-    key(ui::Key::enter);
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{2, 2, 596, 398}));
-    theServer.panel()->hide();
-    device.advance(1);
-
-    // During a drag they act on the rectangle being drawn: the release keeps that.
-    pickScreen();
-    const ui::TouchId finger = driver.touchDown({10, 10});
-    driver.touchMove(finger, {30, 20});
-    driver.touchMove(finger, {50, 40});
-    key(ui::Key::right);
-    key(ui::Key::down, true);
-    driver.touchUp(finger, {50, 40});
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{22, 20, 80, 62}));
-}
-
-TEST_F(RegionPickerTest, OnlyAScreenWithoutAnImageOpensThePicker) {
-    // With an image the message is an ordinary "doOCR": the words go onto the clipboard.
-    scriptRecognition();
-    app.messageSender().sendMessageName(
-        "doOCR", Value(Dictionary{{"screen", Value(true)}, {"image", Value(imageBase64())}}));
-    device.advance(1);
-    EXPECT_FALSE(host.grabbedWindow());
-    EXPECT_EQ(device.pasteboard().string(), " secret");
-    EXPECT_FALSE(theServer.panel());
-
-    host.setScreen(nullptr);
-    EXPECT_EQ(pickScreen(), "refused: the screen cannot be copied");
-    EXPECT_FALSE(host.grabbedWindow());
+// server's "doOCR", whose words go onto the clipboard, and its region picker;
+// the engine on this machine (a fake one here): which engine runs, and its
+// answers handed over as the web's are; the language table and the data it
+// needs.
 }
 
 }  // namespace
