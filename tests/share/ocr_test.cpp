@@ -271,10 +271,315 @@ TEST_F(OcrTest, DoOcrPutsTheWordsOnTheClipboardWithoutAPanel) {
     EXPECT_EQ(shown, KernovaActivity::kProxyFailed);
 }
 
-// server's "doOCR", whose words go onto the clipboard, and its region picker;
-// the engine on this machine (a fake one here): which engine runs, and its
-// answers handed over as the web's are; the language table and the data it
-// needs.
+// The region picker over a screen whose every pixel tells its place.
+class RegionPickerTest : public OcrTest {
+  protected:
+    RegionPickerTest() {
+        // Small enough that the whole monitor goes to the service.
+        ui::Screen& screen = device.services().screen;
+        screen.bounds = ui::Rect(0, 0, 300, 200);
+        ui::PixelBuffer pixels{static_cast<int>(screen.bounds.width() * screen.scale),
+                               static_cast<int>(screen.bounds.height() * screen.scale),
+                               {}};
+        for (int y = 0; y < pixels.height; ++y)
+            for (int x = 0; x < pixels.width; ++x)
+                pixels.argb.push_back(pixelAt(x, y));
+        host.setScreen(ui::Image::fromPixels(std::move(pixels), screen.scale));
+    }
+    void scriptRecognition() {
+        server.http().answer(kProxy, answer(kService));
+        server.http().answer(kService, answer(R"({"words_result":[{"words":"secret"}]})"));
+    }
+    static std::uint32_t pixelAt(int x, int y) {
+        return 0xFF000000u | static_cast<std::uint32_t>(y) << 12 | static_cast<std::uint32_t>(x);
+    }
+    std::string pickScreen() {
+        scriptRecognition();
+        app.messageSender().sendMessageName("doOCR", Value(Dictionary{{"screen", Value(true)}}));
+        device.runUntilIdle();
+        return theServer.recentMessages().back().outcome;
+    }
+    // The region the panel shows with the words, as x, y, width, height in pixels.
+    std::vector<int> shownRegion() {
+        const ui::Image* shown = theServer.panel() ? theServer.panel()->image().get() : nullptr;
+        const ui::PixelBuffer* pixels = shown ? shown->pixels() : nullptr;
+        if (!pixels || pixels->argb.empty()) return {};
+        const std::uint32_t first = pixels->argb.front();
+        return {static_cast<int>(first & 0xFFF), static_cast<int>(first >> 12 & 0xFFF),
+                pixels->width, pixels->height};
+    }
+    ui::Window* pickerWindow() {
+        ui::Window* key = server.application().keyWindow();
+        return key && !key->isHidden() && host.grabbedWindow() == key ? key : nullptr;
+    }
+};
+
+TEST_F(RegionPickerTest, ADragTakesItsRegionWhichOpensThePanelWithItsWords) {
+    EXPECT_EQ(pickScreen(), "picking a region on monitor sim (600x400 pixels)");
+    ui::Window* window = pickerWindow();
+    ASSERT_TRUE(window) << "the picker is key and holds the input";
+    EXPECT_EQ(window->frame(), device.services().screen.bounds);
+    EXPECT_EQ(pickScreen(), "ignored: a region is being picked");
+    EXPECT_TRUE(server.http().requests().empty());
+
+    // A click draws nothing and keeps the picker; a drag, backwards, takes its rectangle.
+    driver.tap({50, 50});
+    EXPECT_TRUE(pickerWindow());
+    driver.pan({{110, 70}, {60, 40}, {10, 20}}, 0.3);
+    EXPECT_FALSE(host.grabbedWindow());
+    EXPECT_FALSE(pickerWindow());
+    device.advance(1);
+    ASSERT_EQ(server.http().requests().size(), 2u);
+    EXPECT_EQ(shownRegion(), (std::vector<int>{20, 40, 200, 100}));
+    ASSERT_TRUE(theServer.panel() && theServer.panel()->isShown());
+    EXPECT_NE(theServer.recentMessages().end(),
+              std::find_if(theServer.recentMessages().begin(), theServer.recentMessages().end(),
+                           [](const auto& r) {
+                               return r.name == "doOCR" &&
+                                      r.outcome == "recognising a region of 200x100 pixels";
+                           }));
+    expectNotInTheLog("secret");
+}
+
+TEST_F(RegionPickerTest, KeysMoveAndResizeTheRectangleEnterTakesItEscapeCancels) {
+    auto key = [&](ui::Key which, bool shift = false) {
+        ui::KeyEvent event;
+        event.key = which;
+        event.shift = shift;
+        EXPECT_TRUE(driver.key(event));
+    };
+    // Escape: no panel, no request, the input let go; the next --screen is taken.
+    pickScreen();
+    key(ui::Key::escape);
+    device.advance(1);
+    EXPECT_FALSE(theServer.panel());
+    EXPECT_FALSE(host.grabbedWindow());
+    EXPECT_TRUE(server.http().requests().empty());
+    EXPECT_EQ(theServer.recentMessages().back().outcome, "region picking cancelled");
+
+    // Enter with nothing drawn: the whole monitor.
+    EXPECT_EQ(pickScreen().rfind("picking a region", 0), 0u);
+    key(ui::Key::enter);
+    device.advance(1);
+    EXPECT_EQ(shownRegion(), (std::vector<int>{0, 0, 600, 400}));
+    theServer.panel()->hide();
+    device.advance(1);
+
+    // Arrows start from the whole monitor and stay inside it.
+    pickScreen();
+    key(ui::Key::left, true);
+    key(ui::Key::left, true);
+    key(ui::Key::up, true);
+    key(ui::Key::left);
+    key(ui::Key::right);
+    key(ui::Key::down);
+    key(ui::Key::down);
+    key(ui::Key::enter);
+    device.advance(1);
+    EXPECT_EQ(shownRegion(), (std::vector<int>{2, 2, 596, 398}));
+    theServer.panel()->hide();
+    device.advance(1);
+
+    // During a drag they act on the rectangle being drawn: the release keeps that.
+    pickScreen();
+    const ui::TouchId finger = driver.touchDown({10, 10});
+    driver.touchMove(finger, {30, 20});
+    driver.touchMove(finger, {50, 40});
+    key(ui::Key::right);
+    key(ui::Key::down, true);
+    driver.touchUp(finger, {50, 40});
+    device.advance(1);
+    EXPECT_EQ(shownRegion(), (std::vector<int>{22, 20, 80, 62}));
+}
+
+TEST_F(RegionPickerTest, OnlyAScreenWithoutAnImageOpensThePicker) {
+    // With an image the message is an ordinary "doOCR": the words go onto the clipboard.
+    scriptRecognition();
+    app.messageSender().sendMessageName(
+        "doOCR", Value(Dictionary{{"screen", Value(true)}, {"image", Value(imageBase64())}}));
+    device.advance(1);
+    EXPECT_FALSE(host.grabbedWindow());
+    EXPECT_EQ(device.pasteboard().string(), " secret");
+    EXPECT_FALSE(theServer.panel());
+
+    host.setScreen(nullptr);
+    EXPECT_EQ(pickScreen(), "refused: the screen cannot be copied");
+    EXPECT_FALSE(host.grabbedWindow());
+}
+
+// Answers every recognition with `outcome` one second later, as a thread would.
+class FakeEngine final : public OcrEngine {
+  public:
+    explicit FakeEngine(RunLoop& loop) : loop_(loop) {}
+    ~FakeEngine() override { loop_.cancelAll(this); }
+    std::unique_ptr<OcrTask> recognise(std::shared_ptr<const ui::Image> image,
+                                       std::vector<std::string> languages,
+                                       std::function<void(OcrOutcome)> done) override {
+        EXPECT_TRUE(image);
+        asked.push_back(languages);
+        const TimerId id = loop_.after(1, this, [this, done] { done(outcome); });
+        struct Task final : OcrTask {
+            Task(RunLoop& l, TimerId t) : loop(l), timer(t) {}
+            ~Task() override { loop.cancel(timer); }
+            RunLoop& loop;
+            TimerId timer;
+        };
+        return std::make_unique<Task>(loop_, id);
+    }
+    OcrOutcome outcome{OcrOutcome::Kind::lines, {"A", "B"}, {}};
+    std::vector<std::vector<std::string>> asked;
+
+  private:
+    RunLoop& loop_;
+};
+
+TEST_F(OcrTest, TheEngineSettingAndTheProxyChooseWhereImagesAreRecognised) {
+    FakeEngine engine(app.context().runLoop());
+    app.context().setOcrEngine(&engine);
+    const bool builtWithProxy = [&] {
+        set("ocrProxy", Value(""));
+        return !KernovaActivity::make(app.context(), {})->proxyBaseUrl().empty();
+    }();
+    struct Row {
+        const char* engine;  // nullptr: unset
+        const char* proxy;
+        bool local;
+    };
+    for (const Row& row : {Row{nullptr, kProxy, false}, Row{nullptr, "", !builtWithProxy},
+                           Row{"auto", "", !builtWithProxy}, Row{"nonsense", "", !builtWithProxy},
+                           Row{"web", "", false}, Row{"local", kProxy, true}}) {
+        SCOPED_TRACE(std::string(row.engine ? row.engine : "(unset)") + " " + row.proxy);
+        set("ocrEngine", row.engine ? Value(row.engine) : Value());
+        set("ocrProxy", Value(row.proxy));
+        EXPECT_EQ(KernovaActivity::make(app.context(), {})->usesLocalEngine(), row.local);
+        const std::size_t requests = app.http().requests().size();
+        const std::size_t asked = engine.asked.size();
+        recognise();
+        EXPECT_EQ(engine.asked.size(), asked + (row.local ? 1 : 0));
+        EXPECT_EQ(app.http().requests().size() > requests, !row.local && *row.proxy);
+    }
+    std::string error;
+    EXPECT_FALSE(parseSettingText(settings_key::kOcrEngine.key(), "tesseract", error).has_value());
+}
+
+TEST_F(OcrTest, TheEngineHereHandsItsAnswerOverAsTheWebDoes) {
+    FakeEngine engine(app.context().runLoop());
+    set("ocrEngine", Value("local"));
+    // No engine at all: the empty result, as an answer without words.
+    recognise();
+    ASSERT_EQ(splodes().size(), 1u);
+    EXPECT_EQ(splodes()[0].first, "");
+    EXPECT_EQ(splodes()[0].second, imageBase64());
+
+    app.context().setOcrEngine(&engine);
+    struct Row {
+        OcrOutcome outcome;
+        const char* languageType;
+        std::vector<std::string> languages;
+        std::string shown;
+        bool withImage;
+    };
+    const std::vector<Row> rows = {
+        {{OcrOutcome::Kind::lines, {"A", "B"}, {}}, "ENG", {"eng"}, " A B", true},
+        {{OcrOutcome::Kind::lines, {"中文识别", "Tesseract 5"}, {}},
+         "CHN_ENG",
+         {"chi_sim", "eng"},
+         " 中文识别 Tesseract 5",
+         true},
+        {{OcrOutcome::Kind::lines, {}, {}}, "RUS", {"rus"}, "", true},
+        {{OcrOutcome::Kind::missingData, {}, "chi_sim"},
+         "nonsense",
+         {"chi_sim", "eng"},
+         "OCR data for chi_sim is not installed: apt-get install tesseract-ocr-chi-sim",
+         false},
+        {{OcrOutcome::Kind::failure, {}, {}}, "JAP", {"jpn"}, "", true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.shown);
+        device.messageCenter().clearLog();
+        engine.outcome = row.outcome;
+        set("languageType", Value(row.languageType));
+        recognise();
+        EXPECT_EQ(engine.asked.back(), row.languages);
+        ASSERT_EQ(device.deliveredMessages().size(), 2u);
+        EXPECT_EQ(device.deliveredMessages()[0].message.name, "showRunning");
+        ASSERT_EQ(splodes().size(), 1u);
+        EXPECT_EQ(splodes()[0].first, row.shown);
+        EXPECT_EQ(splodes()[0].second.empty(), !row.withImage);
+    }
+    EXPECT_EQ(finished, static_cast<int>(rows.size()) + 1);
+    EXPECT_TRUE(app.http().requests().empty());
+
+    // "doOCR" in the server: the words onto the clipboard, the missing data
+    // on the panel.
+    FakeEngine serverEngine(server.context().runLoop());
+    server.context().setOcrEngine(&serverEngine);
+    ASSERT_TRUE(theServer.panel());
+    theServer.panel()->hide();
+    device.advance(2);
+    serverEngine.outcome = {OcrOutcome::Kind::lines, {"secret", "words"}, {}};
+    app.messageSender().sendMessageName("doOCR",
+                                        Value(Dictionary{{"image", Value(imageBase64())}}));
+    device.advance(1.5);
+    EXPECT_EQ(device.pasteboard().string(), " secret words");
+    EXPECT_FALSE(theServer.panel());
+    expectNotInTheLog("secret");
+    device.advance(1);
+    serverEngine.outcome = {OcrOutcome::Kind::missingData, {}, "jpn"};
+    app.messageSender().sendMessageName("doOCR",
+                                        Value(Dictionary{{"image", Value(imageBase64())}}));
+    device.advance(1.5);
+    EXPECT_EQ(device.pasteboard().string(), " secret words");
+    const auto panel = reportScreen(server.application()).panel;
+    ASSERT_TRUE(panel.has_value());
+    std::string shown;
+    for (const auto& tag : panel->tags)
+        shown += tag.text;
+    EXPECT_EQ(shown, "OCR data for jpn is not installed: apt-get install tesseract-ocr-jpn");
+}
+
+TEST(OcrLanguages, LanguageTypesDataFoldersAndCjkBlanks) {
+    const std::vector<std::pair<const char*, std::vector<std::string>>> table = {
+        {"CHN_ENG", {"chi_sim", "eng"}},
+        {"ENG", {"eng"}},
+        {"JAP", {"jpn"}},
+        {"KOR", {"kor"}},
+        {"FRE", {"fra"}},
+        {"GER", {"deu"}},
+        {"ITA", {"ita"}},
+        {"SPA", {"spa"}},
+        {"POR", {"por"}},
+        {"RUS", {"rus"}},
+        {"eng", {"chi_sim", "eng"}},
+        {"", {"chi_sim", "eng"}},
+    };
+    for (const auto& [type, languages] : table)
+        EXPECT_EQ(tesseractLanguages(type), languages) << type;
+
+    EXPECT_EQ(tesseractDataFolder(nullptr), kDefaultTesseractData);
+    EXPECT_EQ(tesseractDataFolder(""), kDefaultTesseractData);
+    TempDir data;
+    data.write("eng.traineddata", "x");
+    std::filesystem::create_directory(data / "jpn.traineddata");
+    EXPECT_EQ(tesseractDataFolder(data.path().c_str()), data.path());
+    const InstalledLanguages found =
+        findInstalledLanguages(data.path(), {"chi_sim", "eng", "jpn", "kor"});
+    EXPECT_EQ(found.installed, (std::vector<std::string>{"eng"}));
+    EXPECT_EQ(found.missing, (std::vector<std::string>{"chi_sim", "jpn", "kor"}));
+    EXPECT_EQ(missingOcrDataSentence("kor"),
+              "OCR data for kor is not installed: apt-get install tesseract-ocr-kor");
+
+    const std::vector<std::pair<std::string, std::string>> blanks = {
+        {"中 文 识 别", "中文识别"},
+        {"日本 語の テキスト", "日本語のテキスト"},
+        {"한국어  문장", "한국어문장"},
+        {"中文 OCR 识别 2 号", "中文 OCR 识别 2 号"},
+        {"word  中 文, 与 a", "word  中文, 与 a"},
+        {" 中 ", " 中 "},
+        {"中 ÿ 文", "中 ÿ 文"},
+    };
+    for (const auto& [in, out] : blanks)
+        EXPECT_EQ(withoutBlanksBetweenCjk(in), out) << in;
 }
 
 }  // namespace
