@@ -13,6 +13,7 @@
 
 #include "panel/screen_report.h"
 #include "server/server.h"
+#include "server/tray_menu.h"
 
 namespace kernova::daemon {
 
@@ -21,6 +22,7 @@ inline constexpr const char* kDebugInterface = "fun.quorle.kernova.Debug";
 inline constexpr const char* kDebugEnvironment = "KERNOVA_DEBUG";
 
 class DesktopServerHost;
+class TrayIcon;
 
 // One line per message: "<name> (<n> keys | no dictionary): <outcome>".
 std::string describeRecord(const Server::MessageRecord& record);
@@ -42,6 +44,12 @@ class DebugEndpoint : public QObject {
     // Reports the first painting of each panel shown (PanelPainted).
     DebugEndpoint(const Server& server, DesktopServerHost& host);
     ~DebugEndpoint() override;
+    // The tray menu that TrayItems and TrayAction reach; both must outlive
+    // the endpoint.
+    void setTray(kernova::TrayMenu* menu, const TrayIcon* icon) {
+        trayMenu_ = menu;
+        trayIcon_ = icon;
+    }
 
   signals:
     // A newly shown panel is on screen: its first painting has completed, at
@@ -57,6 +65,14 @@ class DebugEndpoint : public QObject {
     // The screen as PNG bytes: what the display shows where it can be read,
     // else the panel's window painted as it stands; empty when neither.
     QByteArray Screenshot() const;
+    // The tray menu as JSON: {"shown": in a tray, "items": [{"name", "title",
+    // "checkable", "checked"}]}; null without a tray menu.
+    QString TrayItems() const;
+    // Runs the tray menu's item `name` as a click on it would; false for an
+    // unknown name.
+    bool TrayAction(const QString& name);
+    // The programs started lately (DesktopServerHost::recentLaunches).
+    QStringList Launches() const;
 
   private:
     void painted(const ui::Window& window);
@@ -65,6 +81,8 @@ class DebugEndpoint : public QObject {
     DesktopServerHost& host_;
     // The panel whose first painting was reported last.
     std::weak_ptr<const ui::View> reportedPanel_;
+    kernova::TrayMenu* trayMenu_ = nullptr;
+    const TrayIcon* trayIcon_ = nullptr;
 };
 
 }  // namespace kernova::daemon

@@ -45,10 +45,9 @@ bool TrayMenu::trigger(std::string_view name) {
     } else if (name == kHistory) {
         services_.sender->sendMessageName(message_name::kShowHistory);
     } else if (name == kPreferences) {
-        services_.host->launch(preferencesCommand(services_.kernovaProgram),
-                               [&log](bool started) {
-                                   if (!started) log.warn("tray", "cannot start kernova prefs");
-                               });
+        services_.host->launch(preferencesCommand(services_.kernovaProgram), [&log](bool started) {
+            if (!started) log.warn("tray", "cannot start kernova prefs");
+        });
     } else if (name == kQuit) {
         if (services_.quit) services_.quit();
     } else {

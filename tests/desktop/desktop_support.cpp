@@ -88,6 +88,10 @@ std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
     return debugCall<QStringList>(bus, "ReceivedMessages");
 }
 
+std::optional<QStringList> recentLaunches(const QDBusConnection& bus) {
+    return debugCall<QStringList>(bus, "Launches");
+}
+
 std::optional<qulonglong> receivedCount(const QDBusConnection& bus) {
     return debugCall<qulonglong>(bus, "ReceivedCount");
 }
@@ -111,9 +115,11 @@ QString desktopCliPath() {
     return QStringLiteral(KERNOVA_DESKTOP_CLI_PATH);
 }
 
-KernovadProcess::KernovadProcess(const QProcessEnvironment& environment)
+KernovadProcess::KernovadProcess(const QProcessEnvironment& environment,
+                                 const QStringList& arguments)
     : process_(std::make_unique<QProcess>()) {
     process_->setProgram(kernovadPath());
+    process_->setArguments(arguments);
     process_->setProcessEnvironment(environment);
     process_->start();
     QDBusConnection bus = desktop::sessionConnection();

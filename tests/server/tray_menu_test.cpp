@@ -2,13 +2,14 @@
 // written into the settings file (other keys kept) and followed by the next
 // request, each item's request reaching the server's handlers, and the
 // preferences opened only for an autostarted first run.
+#include "server/tray_menu.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "server/first_run.h"
-#include "server/tray_menu.h"
 #include "server_fixture.h"
 
 namespace kernova::testing {
@@ -24,8 +25,7 @@ class TrayMenuTest : public ServerFixture {
     std::string lastOutcome() { return theServer.recentMessages().back().outcome; }
 
     int quits = 0;
-    TrayMenu menu{server.context(),
-                  {&theServer.loopback(), &host, "kernova", [this] { ++quits; }}};
+    TrayMenu menu{server.context(), {&theServer.loopback(), &host, "kernova", [this] { ++quits; }}};
 };
 
 TEST_F(TrayMenuTest, TheMasterSwitchWritesTheFileKeepsOtherKeysAndTheNextRequestFollowsIt) {
@@ -63,7 +63,8 @@ TEST_F(TrayMenuTest, AnUnreadableSettingsFileIsNeitherOverwrittenNorAnnounced) {
 
 TEST_F(TrayMenuTest, ItemsSendTheirRequestsThroughTheServersHandlers) {
     std::vector<std::string> titles;
-    for (const TrayMenu::Item& item : menu.items()) titles.push_back(item.title);
+    for (const TrayMenu::Item& item : menu.items())
+        titles.push_back(item.title);
     EXPECT_EQ(titles, (std::vector<std::string>{"Enabled", "Split clipboard", "OCR screen region",
                                                 "History", "Preferences…", "Quit"}));
 
@@ -105,9 +106,9 @@ TEST_F(TrayMenuTest, OnlyAnAutostartWithoutSettingsOpensThePreferencesAndNothing
 
     EXPECT_TRUE(openPreferencesOnFirstRun(server.context(), host, "/opt/k/kernova", true));
     device.runUntilIdle();
-    EXPECT_EQ(host.launches(), (std::vector<std::vector<std::string>>{
-                                   {"/opt/k/kernova", "prefs", "--first-run",
-                                    "kernova-prefs:/General"}}));
+    EXPECT_EQ(host.launches(),
+              (std::vector<std::vector<std::string>>{
+                  {"/opt/k/kernova", "prefs", "--first-run", "kernova-prefs:/General"}}));
     EXPECT_FALSE(std::filesystem::exists(server.context().paths().settingsFile()));
 }
 
