@@ -128,6 +128,14 @@ KernovadProcess::KernovadProcess(const QProcessEnvironment& environment,
                           serviceRunning(bus, QString::fromLatin1(desktop::kMessagesService));
                }) &&
                process_->state() == QProcess::Running;
+    // The debug interface comes a little after the bus name.
+    if (started_ && environment.value(QStringLiteral("KERNOVA_DEBUG")) == QStringLiteral("1")) {
+        started_ =
+            waitFor([&] {
+                return process_->state() != QProcess::Running || receivedCount(bus).has_value();
+            }) &&
+            process_->state() == QProcess::Running;
+    }
 }
 
 KernovadProcess::~KernovadProcess() {
