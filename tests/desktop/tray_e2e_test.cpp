@@ -1,10 +1,15 @@
-// The tray menu and the first run with kernovad on Xvfb. No tray host runs
-// there, so the menu is read and clicked through the debug interface; the
-// preferences are started from a stand-in `kernova` first on PATH that notes
-// its arguments.
+// The tray menu and the first run with kernovad on Xvfb. The menu is read and
+// clicked through the debug interface, and once through its exported D-Bus
+// menu with a stand-in StatusNotifierItem watcher (no tray host is packaged);
+// the preferences are started from a stand-in `kernova` first on PATH that
+// notes its arguments.
+#include <QDBusArgument>
+#include <QDBusContext>
 #include <QDBusMessage>
 #include <QDBusReply>
+#include <QDBusVariant>
 #include <filesystem>
+#include <map>
 
 #include "base/paths.h"
 #include "base/plist.h"
@@ -89,7 +94,7 @@ TEST_F(TrayEndToEnd, TheMasterSwitchWritesTheFileAndTheNextRequestFollowsIt) {
 
 // kernovad with `arguments`, a private settings folder and a stand-in
 // `kernova` that writes its arguments to `noted`.
-class FirstRun : public ::testing::Test {
+class TrayAndFirstRun : public ::testing::Test {
   protected:
     void SetUp() override {
         if (display().isEmpty() || !haveTool("gdbus")) {
@@ -113,7 +118,7 @@ class FirstRun : public ::testing::Test {
     TempDir dir;
 };
 
-TEST_F(FirstRun, AnAutostartWithoutSettingsOpensThePreferencesAndOnlyThen) {
+TEST_F(TrayAndFirstRun, AnAutostartWithoutSettingsOpensThePreferencesAndOnlyThen) {
     auto daemon = start({"--autostart"});
     ASSERT_TRUE(daemon->started()) << daemon->process().readAllStandardError().toStdString();
     const QStringList expected{"kernova prefs --first-run kernova-prefs:/General"};
@@ -138,5 +143,82 @@ TEST_F(FirstRun, AnAutostartWithoutSettingsOpensThePreferencesAndOnlyThen) {
     setKernovaEnabled(true);
 }
 
+// A stand-in for the desktop's StatusNotifierItem watcher with a host
+// registered: it notes the items that register.
+class Watcher : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
+    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
+    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
+
+  public:
+    bool hostRegistered() const { return true; }
+    int protocolVersion() const { return 0; }
+    QStringList items() const { return items_; }
+
+  public slots:
+    void RegisterStatusNotifierItem(const QString& service) { items_ << service; }
+    void RegisterStatusNotifierHost(const QString&) {}
+
+  private:
+    QStringList items_;
+};
+
+// The menu's entries by label, read from the item's exported menu.
+void readLayout(const QDBusArgument& node, std::map<QString, int>& ids) {
+    int id = 0;
+    QVariantMap properties;
+    node.beginStructure();
+    node >> id >> properties;
+    if (properties.contains(QStringLiteral("label")))
+        ids[properties.value(QStringLiteral("label")).toString()] = id;
+    node.beginArray();
+    while (!node.atEnd()) {
+        QDBusVariant child;
+        node >> child;
+        readLayout(child.variant().value<QDBusArgument>(), ids);
+    }
+    node.endArray();
+    node.endStructure();
+}
+
+TEST_F(TrayAndFirstRun, WithATrayHostTheMenuIsExportedAndItsSwitchWorks) {
+    setKernovaEnabled(true);
+    QDBusConnection bus = desktop::sessionConnection();
+    Watcher watcher;
+    ASSERT_TRUE(bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), &watcher,
+                                   QDBusConnection::ExportAllContents));
+    ASSERT_TRUE(bus.registerService(QStringLiteral("org.kde.StatusNotifierWatcher")));
+    auto daemon = start({});
+    ASSERT_TRUE(daemon->started());
+    EXPECT_TRUE(trayItems()["shown"].get<bool>());
+    ASSERT_TRUE(waitFor([&] { return !watcher.items().isEmpty(); }));
+
+    QDBusMessage layout = QDBusMessage::createMethodCall(
+        watcher.items().front(), QStringLiteral("/MenuBar"),
+        QStringLiteral("com.canonical.dbusmenu"), QStringLiteral("GetLayout"));
+    layout << 0 << -1 << QStringList();
+    QDBusMessage reply = bus.call(layout);
+    ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
+    std::map<QString, int> ids;
+    readLayout(reply.arguments().at(1).value<QDBusArgument>(), ids);
+    ASSERT_TRUE(ids.contains(QStringLiteral("Enabled"))) << ids.size();
+    EXPECT_TRUE(ids.contains(QStringLiteral("Split clipboard")));
+
+    QDBusMessage click = QDBusMessage::createMethodCall(
+        watcher.items().front(), QStringLiteral("/MenuBar"),
+        QStringLiteral("com.canonical.dbusmenu"), QStringLiteral("Event"));
+    click << ids[QStringLiteral("Enabled")] << QStringLiteral("clicked")
+          << QVariant::fromValue(QDBusVariant(0)) << 0u;
+    bus.call(click);
+    EXPECT_TRUE(waitFor([] { return !loadDictionary(settingsFile())["enabled"].boolValue(); }));
+    EXPECT_EQ(daemon->terminate(), 0);
+    bus.unregisterService(QStringLiteral("org.kde.StatusNotifierWatcher"));
+    setKernovaEnabled(true);
+}
+
 }  // namespace
 }  // namespace kernova::testing
+
+#include "tray_e2e_test.moc"
