@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "server/first_run.h"
 #include "server_fixture.h"
@@ -45,20 +44,6 @@ TEST_F(TrayMenuTest, TheMasterSwitchWritesTheFileKeepsOtherKeysAndTheNextRequest
     EXPECT_TRUE(checked());
     splodeSelection("words");
     EXPECT_NE(theServer.panel(), nullptr);
-}
-
-TEST_F(TrayMenuTest, AnUnreadableSettingsFileIsNeitherOverwrittenNorAnnounced) {
-    const auto file = server.context().paths().settingsFile();
-    std::ofstream(file, std::ios::trunc) << "not a property list";
-    device.runUntilIdle();
-    int reloads = 0;
-    app.systemNotifications().observe(kReloadPreferencesNotification, this, [&] { ++reloads; });
-    menu.trigger(TrayMenu::kEnabled);
-    device.runUntilIdle();
-    std::ifstream in(file);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "not a property list");
-    EXPECT_EQ(reloads, 0);
-    app.systemNotifications().removeObservers(this);
 }
 
 TEST_F(TrayMenuTest, ItemsSendTheirRequestsThroughTheServersHandlers) {
