@@ -10,6 +10,7 @@
 
 #include "desktop/ui/painter.h"
 #include "kernovad/desktop_host.h"
+#include "kernovad/tray_icon.h"
 #include "panel/tag_flow_container.h"
 
 namespace kernova::daemon {
@@ -183,6 +184,31 @@ QByteArray DebugEndpoint::Screenshot() const {
     buffer.open(QIODevice::WriteOnly);
     if (!image.save(&buffer, "PNG")) png.clear();
     return png;
+}
+
+QString DebugEndpoint::TrayItems() const {
+    if (trayMenu_ == nullptr) return QStringLiteral("null");
+    nlohmann::ordered_json items = nlohmann::ordered_json::array();
+    for (const kernova::TrayMenu::Item& item : trayMenu_->items()) {
+        items.push_back({{"name", item.name},
+                         {"title", item.title},
+                         {"checkable", item.checkable},
+                         {"checked", item.checked}});
+    }
+    nlohmann::ordered_json menu = {{"shown", trayIcon_ != nullptr && trayIcon_->shown()},
+                                   {"items", std::move(items)}};
+    return QString::fromStdString(menu.dump());
+}
+
+bool DebugEndpoint::TrayAction(const QString& name) {
+    return trayMenu_ != nullptr && trayMenu_->trigger(name.toStdString());
+}
+
+QStringList DebugEndpoint::Launches() const {
+    QStringList lines;
+    for (const std::string& line : host_.recentLaunches())
+        lines.append(QString::fromStdString(line));
+    return lines;
 }
 
 }  // namespace kernova::daemon

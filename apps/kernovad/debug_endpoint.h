@@ -14,6 +14,7 @@
 #include "capture/hotkey.h"
 #include "panel/screen_report.h"
 #include "server/server.h"
+#include "server/tray_menu.h"
 
 namespace kernova::daemon {
 
@@ -22,6 +23,7 @@ inline constexpr const char* kDebugInterface = "fun.quorle.kernova.Debug";
 inline constexpr const char* kDebugEnvironment = "KERNOVA_DEBUG";
 
 class DesktopServerHost;
+class TrayIcon;
 
 // One line per message: "<name> (<n> keys | no dictionary): <outcome>".
 std::string describeRecord(const Server::MessageRecord& record);
@@ -47,6 +49,12 @@ class DebugEndpoint : public QObject {
     ~DebugEndpoint() override;
     // The hotkey whose grab Hotkey() reports (none: "none: off").
     void setHotkey(const capture::Hotkey* hotkey) { hotkey_ = hotkey; }
+    // The tray menu that TrayItems and TrayAction reach; both must outlive
+    // the endpoint.
+    void setTray(kernova::TrayMenu* menu, const TrayIcon* icon) {
+        trayMenu_ = menu;
+        trayIcon_ = icon;
+    }
 
   signals:
     // A newly shown panel (or region picker) is on screen: its first painting has completed, at
@@ -65,6 +73,14 @@ class DebugEndpoint : public QObject {
     // The screen as PNG bytes: what the display shows where it can be read,
     // else the panel's window painted as it stands; empty when neither.
     QByteArray Screenshot() const;
+    // The tray menu as JSON: {"shown": in a tray, "items": [{"name", "title",
+    // "checkable", "checked"}]}; null without a tray menu.
+    QString TrayItems() const;
+    // Runs the tray menu's item `name` as a click on it would; false for an
+    // unknown name.
+    bool TrayAction(const QString& name);
+    // The programs started lately (DesktopServerHost::recentLaunches).
+    QStringList Launches() const;
 
   private:
     void painted(const ui::Window& window);
@@ -77,6 +93,8 @@ class DebugEndpoint : public QObject {
     std::weak_ptr<const ui::View> reportedPanel_;
     // The region picker whose first painting was reported last.
     std::weak_ptr<const GRegionPicker> reportedPicker_;
+    kernova::TrayMenu* trayMenu_ = nullptr;
+    const TrayIcon* trayIcon_ = nullptr;
 };
 
 }  // namespace kernova::daemon

@@ -16,6 +16,7 @@
 #include <QTimer>
 #include <QUrl>
 #include <algorithm>
+#include <filesystem>
 
 #include "base/desktop_entries.h"
 #include "desktop/ui/presenter.h"
@@ -246,6 +247,17 @@ void DesktopServerHost::tryGrab(unsigned generation) {
 }
 
 void DesktopServerHost::launch(std::vector<std::string> argv, LaunchReply reply) {
+    if (!argv.empty()) {
+        std::string line = std::filesystem::path(argv.front()).filename().string();
+        if (line == "kernova") {
+            for (std::size_t i = 1; i < argv.size(); ++i)
+                line += " " + argv[i];
+        } else {
+            line += " (" + std::to_string(argv.size() - 1) + " arguments)";
+        }
+        launches_.push_back(std::move(line));
+        if (launches_.size() > 16) launches_.pop_front();
+    }
     // A later turn, as the host promises; starting detached waits only for the
     // program to be found and executed, never for it to end.
     QTimer::singleShot(0, receiver_.get(), [argv = std::move(argv), reply = std::move(reply)] {

@@ -9,7 +9,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QWindow>
+#include <deque>
 #include <memory>
+#include <string>
 
 #include "base/context.h"
 #include "capture/clipboard_watch.h"
@@ -72,6 +74,10 @@ class DesktopServerHost final : public ServerHost {
     // PRIMARY read for the selection item: on X11 telling an empty selection
     // from an owner that failed or did not answer in 500 ms.
     capture::PrimaryReader primaryReader();
+    // The last launches, oldest first, as they were asked for: "kernova" with
+    // its arguments (Kernova's own command lines), any other program's file
+    // name with only the number of its arguments (they may hold a URL).
+    const std::deque<std::string>& recentLaunches() const { return launches_; }
 
   private:
     Context& context_;
@@ -90,6 +96,7 @@ class DesktopServerHost final : public ServerHost {
     int grabTries_ = 0;
     // Owns the connections and the posted selection reads: they end with the host.
     std::unique_ptr<QObject> receiver_;
+    std::deque<std::string> launches_;
 };
 
 }  // namespace kernova::daemon

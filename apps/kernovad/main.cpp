@@ -1,5 +1,7 @@
 // kernovad: the desktop's server process. One instance per session: it owns the
-// message center's bus name, and a second start leaves at once. It runs until
+// message center's bus name, and a second start leaves at once. `--autostart`
+// (the session's autostart entry) opens the preferences when no settings file
+// exists yet. It runs until
 // SIGTERM or SIGINT, or until the session bus goes away. The private copies of
 // texts shared with applications are removed as it starts and as it stops.
 //
@@ -17,6 +19,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,13 +31,16 @@
 #include "desktop/desktop_paths.h"
 #include "desktop/ocr/tesseract_engine.h"
 #include "desktop/qt_run_loop.h"
+#include "desktop/ui/app_icon.h"
 #include "desktop/ui/desktop_platform.h"
 #include "kernovad/capture_services.h"
 #include "kernovad/debug_endpoint.h"
 #include "kernovad/desktop_host.h"
 #include "kernovad/ocr_entry.h"
+#include "kernovad/tray_icon.h"
 #include "kernovad/warm_up.h"
 #include "segment/splode_box.h"
+#include "server/first_run.h"
 #include "server/server.h"
 #include "server/share_activities.h"
 
@@ -88,9 +94,27 @@ bool debugWanted(const EnvironmentLookup& env) {
     return env(daemon::kDebugEnvironment) == std::optional<std::string>("1");
 }
 
+// Whether kernovad was started with `--autostart`; absent, with a message, for
+// any other argument.
+std::optional<bool> parseArguments(int argc, char** argv) {
+    bool autostart = false;
+    for (int i = 1; i < argc; ++i) {
+        if (std::string_view(argv[i]) == "--autostart") {
+            autostart = true;
+        } else {
+            std::cerr << "kernovad: unknown argument \"" << argv[i]
+                      << "\"\nusage: kernovad [--autostart]\n";
+            return std::nullopt;
+        }
+    }
+    return autostart;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::optional<bool> autostart = parseArguments(argc, argv);
+    if (!autostart) return 2;
     XcbConnection probe;
     if (!useX11UnlessChosen(probe)) return 1;
     int signalFd = stopSignalDescriptor();
@@ -146,10 +170,21 @@ int main(int argc, char** argv) {
         daemon::userApplicationsDirectory(env));
     context.log().info("kernovad", "serving; words are split in the locale " + context.locale());
 
+    // The tray menu, shown when the desktop has a tray; its requests go
+    // through the server's own handlers.
+    const std::string kernova = daemon::kernovaCommand();
+    TrayMenu trayMenu(context,
+                      {&server.loopback(), &host, kernova, [] { QCoreApplication::exit(0); }});
+    const QIcon icon = desktop::applicationIcon(desktop::dataDirectory());
+    QApplication::setWindowIcon(icon);
+    daemon::TrayIcon tray(context, trayMenu, icon);
+    openPreferencesOnFirstRun(context, host, kernova, *autostart);
+
     std::unique_ptr<daemon::DebugEndpoint> debug;
     if (debugWanted(env)) {
         debug = std::make_unique<daemon::DebugEndpoint>(server, host);
         debug->setHotkey(capture.hotkey());
+        debug->setTray(&trayMenu, &tray);
         if (!bus.registerObject(
                 QString::fromLatin1(daemon::kDebugPath), debug.get(),
                 QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals)) {

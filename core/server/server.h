@@ -74,6 +74,9 @@ class Server {
 
     ServerFlags& flags() { return flags_; }
     const ServerFlags& flags() const { return flags_; }
+    // Sends to this server's own handlers, one turn of the run loop later, as
+    // if the message had come through the message center.
+    MessageSender& loopback() { return loopback_; }
     // The panel of the last request while it is in its window, or null.
     GTagFlowContainer* panel() const { return panel_.get(); }
     // The region picker while it is up, or null.

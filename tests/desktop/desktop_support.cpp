@@ -88,6 +88,10 @@ std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
     return debugCall<QStringList>(bus, "ReceivedMessages");
 }
 
+std::optional<QStringList> recentLaunches(const QDBusConnection& bus) {
+    return debugCall<QStringList>(bus, "Launches");
+}
+
 std::optional<qulonglong> receivedCount(const QDBusConnection& bus) {
     return debugCall<qulonglong>(bus, "ReceivedCount");
 }
@@ -111,9 +115,11 @@ QString desktopCliPath() {
     return QStringLiteral(KERNOVA_DESKTOP_CLI_PATH);
 }
 
-KernovadProcess::KernovadProcess(const QProcessEnvironment& environment)
+KernovadProcess::KernovadProcess(const QProcessEnvironment& environment,
+                                 const QStringList& arguments)
     : process_(std::make_unique<QProcess>()) {
     process_->setProgram(kernovadPath());
+    process_->setArguments(arguments);
     process_->setProcessEnvironment(environment);
     process_->start();
     QDBusConnection bus = desktop::sessionConnection();
@@ -122,6 +128,14 @@ KernovadProcess::KernovadProcess(const QProcessEnvironment& environment)
                           serviceRunning(bus, QString::fromLatin1(desktop::kMessagesService));
                }) &&
                process_->state() == QProcess::Running;
+    // The debug interface comes a little after the bus name.
+    if (started_ && environment.value(QStringLiteral("KERNOVA_DEBUG")) == QStringLiteral("1")) {
+        started_ =
+            waitFor([&] {
+                return process_->state() != QProcess::Running || receivedCount(bus).has_value();
+            }) &&
+            process_->state() == QProcess::Running;
+    }
 }
 
 KernovadProcess::~KernovadProcess() {

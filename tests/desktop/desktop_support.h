@@ -36,6 +36,8 @@ std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString&
 // kernovad's debug query: the last messages received (at most 100), oldest
 // first, as "<name> (<n> keys | no dictionary): <outcome>".
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
+// The programs kernovad started lately (the debug interface's Launches).
+std::optional<QStringList> recentLaunches(const QDBusConnection& bus);
 // How many messages kernovad has received since it started.
 std::optional<qulonglong> receivedCount(const QDBusConnection& bus);
 
@@ -52,7 +54,8 @@ QString desktopCliPath();
 class KernovadProcess {
   public:
     KernovadProcess() : KernovadProcess(QProcessEnvironment::systemEnvironment()) {}
-    explicit KernovadProcess(const QProcessEnvironment& environment);
+    explicit KernovadProcess(const QProcessEnvironment& environment,
+                             const QStringList& arguments = {});
     ~KernovadProcess();
     bool started() const { return started_; }
     QProcess& process() { return *process_; }

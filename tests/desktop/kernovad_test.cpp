@@ -5,7 +5,9 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <csignal>
+#include <filesystem>
 
+#include "base/paths.h"
 #include "desktop/dbus_messaging.h"
 #include "desktop/dbus_names.h"
 #include "desktop_support.h"
@@ -164,6 +166,27 @@ TEST(Kernovad, WithoutAUsableDisplayItSaysSoAndExits) {
                   std::string::npos)
             << err;
     }
+}
+
+TEST(Kernovad, StartedByTheBusItNeverOpensThePreferencesAndItRefusesUnknownArguments) {
+    std::filesystem::remove(preferencesDirectory(processEnvironment()) / kSettingsFileName);
+    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
+    ASSERT_TRUE(sender.startService());
+    QDBusConnection bus = desktop::sessionConnection();
+    ASSERT_TRUE(waitFor([&] { return recentLaunches(bus).has_value(); }));
+    EXPECT_EQ(recentLaunches(bus), std::optional(QStringList{}));
+    std::optional<qint64> pid = serviceOwnerPid(bus, service());
+    ASSERT_TRUE(pid.has_value());
+    ::kill(static_cast<pid_t>(*pid), SIGTERM);
+    EXPECT_TRUE(waitFor([&] { return !serviceRunning(bus, service()); }));
+    setKernovaEnabled(true);
+
+    QProcess process;
+    process.start(kernovadPath(), {"--autostart", "--frobnicate"});
+    ASSERT_TRUE(process.waitForFinished(10000));
+    EXPECT_EQ(process.exitCode(), 2);
+    EXPECT_NE(process.readAllStandardError().toStdString().find("usage: kernovad [--autostart]"),
+              std::string::npos);
 }
 
 }  // namespace
