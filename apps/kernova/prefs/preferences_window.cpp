@@ -199,6 +199,7 @@ PreferencesWindow::PreferencesWindow(WindowOptions options, QWidget* parent)
         pages_->addItem(pageTitle(page));
         auto* scroll = new QScrollArea(stack_);
         scroll->setWidgetResizable(true);
+        scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         scroll->setWidget(buildPage(page));
         scroll->setAccessibleName(pageTitle(page));
         stack_->addWidget(scroll);
@@ -307,7 +308,8 @@ void PreferencesWindow::buildKeyField(const SettingKey& key, QFormLayout* form) 
     QWidget* widget = nullptr;
     KeyField* raw = field.get();
     if (key.type == SettingType::boolean) {
-        auto* box = new QCheckBox(description);
+        // The description is the row's label, which wraps; the box has none.
+        auto* box = new QCheckBox;
         connect(box, &QCheckBox::toggled, this, [this, raw] { fieldChanged(*raw); });
         widget = box;
     } else if (!key.choices.empty() || !key.texts.empty()) {
@@ -357,14 +359,10 @@ void PreferencesWindow::buildKeyField(const SettingKey& key, QFormLayout* form) 
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(widget);
     column->addWidget(field->error);
-    if (key.type == SettingType::boolean) {
-        form->addRow(column);
-    } else {
-        field->label = new QLabel(description + QLatin1Char(':'));
-        field->label->setWordWrap(true);
-        field->label->setBuddy(widget);
-        form->addRow(field->label, column);
-    }
+    field->label = new QLabel(description + QLatin1Char(':'));
+    field->label->setWordWrap(true);
+    field->label->setBuddy(widget);
+    form->addRow(field->label, column);
     fields_.push_back(std::move(field));
 }
 
