@@ -243,6 +243,18 @@ TEST_F(PrefsWindowTest, AFileChangedMeanwhileIsReadAgainAndNotOverwritten) {
                                            {"enabled", Value(true)}}));
 }
 
+TEST_F(PrefsWindowTest, AListFileChangedMeanwhileKeepsItsEditForTheNextSave) {
+    auto window = open();
+    window->setLanguages({"ja"});
+    writeFile(paths.languagesFile(),
+              Value(Dictionary{{"languages", Value(Array{Value("fr")})}, {"note", Value("kept")}}));
+    EXPECT_FALSE(window->save());
+    EXPECT_EQ(loadPropertyList(paths.languagesFile())["languages"], Value(Array{Value("fr")}));
+    ASSERT_TRUE(window->save());
+    EXPECT_EQ(loadPropertyList(paths.languagesFile()),
+              Value(Dictionary{{"languages", Value(Array{Value("ja")})}, {"note", Value("kept")}}));
+}
+
 TEST_F(PrefsWindowTest, InvalidValuesAreMarkedWithTheirReasonAndNothingIsWritten) {
     auto window = open();
     const std::map<std::string, QString> invalid{

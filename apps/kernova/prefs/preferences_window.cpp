@@ -3,6 +3,7 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QCheckBox>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
@@ -12,6 +13,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QScrollArea>
@@ -254,6 +256,16 @@ PreferencesWindow::PreferencesWindow(WindowOptions options, QWidget* parent)
 }
 
 PreferencesWindow::~PreferencesWindow() = default;
+
+void PreferencesWindow::closeEvent(QCloseEvent* event) {
+    if (!hasEdits()) return event->accept();
+    const auto answer = QMessageBox::question(
+        this, windowTitle(), tr("Save the changes before closing?"),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+    if (answer == QMessageBox::Cancel || (answer == QMessageBox::Save && !save()))
+        return event->ignore();
+    event->accept();
+}
 
 void PreferencesWindow::readFile(PrefsFile which) {
     FileState& file = state(which);

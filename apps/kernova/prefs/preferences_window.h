@@ -24,6 +24,7 @@
 #include "kernova/prefs/prefs_files.h"
 #include "server/settings_keys.h"
 
+class QCloseEvent;
 class QLabel;
 class QListWidget;
 class QPushButton;
@@ -101,6 +102,10 @@ class PreferencesWindow final : public QWidget {
     bool hasEdits() const;
     QString statusText() const;
     bool restartOffered() const;
+
+  protected:
+    // Asks whether to save edits first.
+    void closeEvent(QCloseEvent* event) override;
 
   private:
     struct KeyField;
