@@ -15,6 +15,7 @@
 #ifdef KERNOVA_HAS_DESKTOP
 #include "kernova/bus_client.h"
 #include "kernova/ocr_command.h"
+#include "kernova/prefs_command.h"
 #include "kernova/render_command.h"
 #include "kernova/send_command.h"
 #include "kernova/splode_command.h"
@@ -62,6 +63,7 @@ constexpr std::array kSubcommands{
     Subcommand{"render", "paint a text's tag board into a PNG image", kernova::cli::runRender},
     Subcommand{"ocr", "recognise the words of an image and open the panel on them",
                kernova::cli::runOcr},
+    Subcommand{"prefs", "open the preferences window", kernova::cli::runPrefs},
 #endif
 };
 

@@ -29,6 +29,12 @@ inline constexpr std::array<std::string_view, 11> kMessageTable{
     message_name::kInsertText,   message_name::kDoOCR,
 };
 
+// "openPrefs": URLs of this scheme ("kernova-prefs:/Translation") open the
+// preferences window at the page named by their path (`kernova prefs URL`);
+// without "prefsPath" the window opens at its first page.
+inline constexpr std::string_view kPreferencesUrlScheme = "kernova-prefs";
+inline constexpr std::string_view kPreferencesRootUrl = "kernova-prefs:/General";
+
 // Process-local: the running indicator hides itself. The server posts it as the
 // first step of "notifySplode", "popButton" and "alertTrans".
 inline constexpr const char* kHideRunningNotification = "fun.quorle.hiderunning";

@@ -410,7 +410,22 @@ void Server::panelDetached() {
 
 std::string Server::openPrefs(const Message& message) {
     if (message.userInfo.isAbsent()) return "ignored: no dictionary";
-    return "not available yet: the preferences window comes later";
+    std::string path = message.userInfo["prefsPath"].stringValue().value_or("");
+    if (path.empty()) path = std::string(kPreferencesRootUrl);
+    const std::size_t colon = path.find(':');
+    std::string scheme = path.substr(0, colon == std::string::npos ? 0 : colon);
+    for (char& c : scheme) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    if (scheme != kPreferencesUrlScheme) {
+        host_.openUrl(path);
+        return "URL of " + std::to_string(path.size()) + " bytes opened";
+    }
+    // `kernova prefs` raises a window that is already open and shows the page.
+    host_.launch({"kernova", "prefs", path}, [this](bool started) {
+        if (!started) context_.log().warn("server", "kernova prefs could not be started");
+    });
+    return "preferences window asked for";
 }
 
 std::string Server::alertTrans(const Message& message) {

@@ -73,6 +73,7 @@ std::optional<Value> parseString(const SettingKey& key, std::string_view text, s
     if (!key.mustContain.empty() && text.find(key.mustContain) == std::string_view::npos)
         return std::nullopt;
     if (key.httpUrl && !text.empty() && !isHttpUrl(text)) return std::nullopt;
+    if (key.url && !isUrl(text)) return std::nullopt;
     return Value(text);
 }
 
@@ -82,18 +83,22 @@ std::string_view settingsPageTitle(SettingsPage page) {
     switch (page) {
         case SettingsPage::general:
             return "General";
-        case SettingsPage::menu:
-            return "Selection menu";
-        case SettingsPage::board:
-            return "Tag board";
         case SettingsPage::panel:
             return "Panel";
+        case SettingsPage::actions:
+            return "Actions";
+        case SettingsPage::history:
+            return "History and search";
+        case SettingsPage::schemes:
+            return "URL templates";
+        case SettingsPage::translation:
+            return "Translation";
+        case SettingsPage::ocr:
+            return "OCR";
         case SettingsPage::button:
             return "Floating button";
-        case SettingsPage::translation:
-            return "Search and translation";
-        case SettingsPage::ocr:
-            return "Text recognition";
+        case SettingsPage::applications:
+            return "Applications";
         case SettingsPage::internal:
             break;
     }
@@ -160,6 +165,21 @@ std::optional<Value> parseSettingText(const SettingKey& key, std::string_view te
     return value;
 }
 
+bool isUrl(std::string_view text) {
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos || colon == 0 || colon + 1 == text.size()) return false;
+    auto schemeChar = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               c == '+' || c == '-' || c == '.';
+    };
+    const char first = text.front();
+    if (!((first >= 'a' && first <= 'z') || (first >= 'A' && first <= 'Z'))) return false;
+    if (!std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), schemeChar))
+        return false;
+    return std::none_of(text.begin(), text.end(),
+                        [](char c) { return static_cast<unsigned char>(c) <= 0x20 || c == 0x7f; });
+}
+
 bool isHttpUrl(std::string_view text) {
     if (std::any_of(text.begin(), text.end(),
                     [](char c) { return static_cast<unsigned char>(c) >= 0x7f; }))
@@ -194,8 +214,11 @@ std::string settingValuesDescription(const SettingKey& key) {
             out += (&t == &key.texts.front() ? " " : ", ") + std::string(t);
         return out;
     }
+    if (key.url && !key.mustContain.empty())
+        return "a URL containing " + std::string(key.mustContain);
     if (!key.mustContain.empty()) return "a text containing " + std::string(key.mustContain);
     if (key.httpUrl) return "an http:// or https:// URL, or nothing";
+    if (key.url) return "a URL (scheme:...) without blanks";
     return "a text";
 }
 

@@ -125,7 +125,7 @@ TEST(SplodeArguments, Sources) {
 TEST(KernovaCommands, SendAndSplodeReachKernovad) {
     KernovadProcess daemon;
     ASSERT_TRUE(daemon.started());
-    EXPECT_EQ(runSendWith({"openPrefs", "prefsPath=prefs:root=General", "n=i:3"}).status, 0);
+    EXPECT_EQ(runSendWith({"copyText", "text=words", "n=i:3"}).status, 0);
     EXPECT_EQ(runSendWith({"--empty", "showRunning"}).status, 0);
     EXPECT_EQ(runSendWith({"popButton"}).status, 0);
     EXPECT_EQ(runSplodeWith({"hello world"}).status, 0);
@@ -140,7 +140,7 @@ TEST(KernovaCommands, SendAndSplodeReachKernovad) {
     ASSERT_TRUE(kernovadReceived(6));
     std::string printed = gdbusReceived();
     for (const char* expected :
-         {"openPrefs (2 keys): not available yet", "showRunning (0 keys): running indicator shown",
+         {"copyText (2 keys): ignored", "showRunning (0 keys): running indicator shown",
           "popButton (no dictionary): no button",
           "notifySplode (2 keys): panel opened: 3 tags from 11 bytes",
           "notifySplode (2 keys): dropped: a panel has just popped up"})

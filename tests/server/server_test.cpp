@@ -470,11 +470,30 @@ TEST_F(ServerTest, TheOtherHandlers) {
     splodeSelection("words");
     EXPECT_TRUE(reportScreen(server.application()).runningIndicators.empty());
     closePanel();
+}
 
-    app.messageSender().sendMessageName("openPrefs",
-                                        Value(Dictionary{{"prefsPath", Value("prefs:root")}}));
+TEST_F(ServerTest, OpenPrefsStartsThePreferencesForTheirUrlsAndHandsOtherUrlsOn) {
+    auto openPrefs = [&](std::optional<std::string> path) {
+        Dictionary info;
+        if (path) info["prefsPath"] = Value(*path);
+        app.messageSender().sendMessageName("openPrefs", Value(info));
+        device.runUntilIdle();
+    };
+    openPrefs("kernova-prefs:/Translation");
+    openPrefs("KERNOVA-PREFS:/Nowhere");
+    openPrefs(std::nullopt);
+    openPrefs("https://example.org/?q=1");
+    openPrefs("prefs:root");
+    app.messageSender().sendMessageName("openPrefs");
     device.runUntilIdle();
-    EXPECT_EQ(last().outcome.rfind("not available yet", 0), 0u);
+    EXPECT_EQ(host.launches(), (std::vector<std::vector<std::string>>{
+                                   {"kernova", "prefs", "kernova-prefs:/Translation"},
+                                   {"kernova", "prefs", "KERNOVA-PREFS:/Nowhere"},
+                                   {"kernova", "prefs", "kernova-prefs:/General"}}));
+    EXPECT_EQ(server.services().urlOpener().openedURLs(),
+              std::vector<std::string>{"https://example.org/?q=1"});
+    EXPECT_EQ(server.services().urlOpener().refusedURLs(), std::vector<std::string>{"prefs:root"});
+    EXPECT_EQ(last().outcome, "ignored: no dictionary");
 }
 
 TEST_F(ServerTest, UrlsTextAndSharingGoThroughTheHost) {

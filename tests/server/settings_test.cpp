@@ -274,8 +274,11 @@ TEST_F(SettingsTest, TextsAreCheckedAgainstTheKeyBeforeWriting) {
     EXPECT_EQ(parse("SearchEngine", "https://duckduckgo.com/?q=%s"),
               Value("https://duckduckgo.com/?q=%s"));
     EXPECT_EQ(parse("TranslationAlert", "https://example.org/"),
-              Value("error: \"TranslationAlert\" takes a text containing %s, not "
+              Value("error: \"TranslationAlert\" takes a URL containing %s, not "
                     "\"https://example.org/\""));
+    EXPECT_EQ(parse("SearchEngine", "dict:%s"), Value("dict:%s"));
+    for (const char* notUrl : {"search %s", "://x?q=%s", "1x:%s", "https:", "https://a b/%s"})
+        EXPECT_EQ(parse("SearchEngine", notUrl).asString()->substr(0, 6), "error:") << notUrl;
     EXPECT_EQ(parse("customMenuName", "\xff"), Value("error: the text is not valid UTF-8"));
     EXPECT_EQ(parse("customMenuName", std::string(5000, 'a')).asString()->substr(0, 6), "error:");
 }
