@@ -25,6 +25,7 @@
 #include "desktop/ui/screen_behind.h"
 #include "desktop/ui/window_flags.h"
 #include "desktop/ui/work_area.h"
+#include "kernovad/tray_icon.h"
 
 namespace kernova::daemon {
 namespace {
@@ -258,6 +259,9 @@ void DesktopServerHost::launch(std::vector<std::string> argv, LaunchReply reply)
         launches_.push_back(std::move(line));
         if (launches_.size() > 16) launches_.pop_front();
     }
+    // Kernova's own command is the one beside kernovad (or in the build tree)
+    // before any other on PATH.
+    if (!argv.empty() && argv.front() == "kernova") argv.front() = kernovaCommand();
     // A later turn, as the host promises; starting detached waits only for the
     // program to be found and executed, never for it to end.
     QTimer::singleShot(0, receiver_.get(), [argv = std::move(argv), reply = std::move(reply)] {
