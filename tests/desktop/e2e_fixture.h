@@ -79,11 +79,14 @@ class PanelEndToEnd : public ::testing::Test {
     }
 
     std::optional<nlohmann::json> state() { return screenState(desktop::sessionConnection()); }
+    // Waits until kernovad shows a panel (and its window is mapped and has the
+    // keyboard, so that keys and clicks reach it) or shows none.
     bool waitForShown(bool shown) {
         return waitFor([&] {
-            auto s = state();
-            return s && (*s)["shown"].get<bool>() == shown;
-        });
+                   auto s = state();
+                   return s && (*s)["shown"].get<bool>() == shown;
+               }) &&
+               (!shown || panelHasKeyboard());
     }
     bool waitForSelection(const std::vector<std::string>& expected) {
         return waitFor([&] {
