@@ -59,7 +59,7 @@ for dep in qt6-qpa-plugins libcurl4 libc6 libqt6widgets6 libqt6webenginecore6 li
 done
 
 echo "== lintian"
-lintian --no-tag-display-limit --fail-on error "$deb" || fail "lintian reports errors"
+lintian --tag-display-limit 0 --fail-on error "$deb" || fail "lintian reports errors"
 
 # Install, run, purge. Packages the install pulls in are purged afterwards.
 before=$(mktemp)
