@@ -94,6 +94,17 @@ bool debugWanted(const EnvironmentLookup& env) {
     return env(daemon::kDebugEnvironment) == std::optional<std::string>("1");
 }
 
+constexpr std::string_view kHelp =
+    "usage: kernovad [--autostart]\n\n"
+    "Kernova's daemon: one per X11 session, it owns the session bus name\n"
+    "fun.quorle.kernova.prefs and shows the panel, the floating button, the\n"
+    "selection item and the tray menu. D-Bus activation starts it on the first\n"
+    "message; \"kernova set enabled YES\" switches Kernova on.\n"
+    "\n"
+    "  --autostart   started with the session: with no settings file yet, opens\n"
+    "                the preferences on General\n"
+    "  --help        print this help and exit\n";
+
 // Whether kernovad was started with `--autostart`; absent, with a message, for
 // any other argument.
 std::optional<bool> parseArguments(int argc, char** argv) {
@@ -113,6 +124,10 @@ std::optional<bool> parseArguments(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && (std::string_view(argv[1]) == "--help" || std::string_view(argv[1]) == "-h")) {
+        std::cout << kHelp << std::flush;
+        return std::cout ? 0 : 1;
+    }
     const std::optional<bool> autostart = parseArguments(argc, argv);
     if (!autostart) return 2;
     XcbConnection probe;
