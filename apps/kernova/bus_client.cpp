@@ -26,6 +26,21 @@ bool sessionHasBus() {
 
 }  // namespace
 
+bool openMessageCenter(desktop::DBusMessageSender& sender, std::string_view who,
+                       std::ostream& err) {
+    if (!sender.connected()) {
+        err << who << ": cannot connect to the session bus\n";
+        return false;
+    }
+    if (!sender.startService()) {
+        err << who
+            << ": the message center is not running and cannot be started"
+               " (is kernovad installed?)\n";
+        return false;
+    }
+    return true;
+}
+
 int deliverMessage(const std::string& name, const Value& userInfo, std::ostream& err) {
     // QtDBus wants an application object; commands run without one.
     int argc = 1;
@@ -35,15 +50,7 @@ int deliverMessage(const std::string& name, const Value& userInfo, std::ostream&
     if (QCoreApplication::instance() == nullptr) app.emplace(argc, argv);
 
     desktop::DBusMessageSender sender(desktop::sessionConnection());
-    if (!sender.connected()) {
-        err << "kernova: cannot connect to the session bus\n";
-        return 1;
-    }
-    if (!sender.startService()) {
-        err << "kernova: the message center is not running and cannot be started"
-               " (is kernovad installed?)\n";
-        return 1;
-    }
+    if (!openMessageCenter(sender, "kernova", err)) return 1;
     sender.sendMessageName(name, userInfo);
     if (!sender.flush()) {
         err << "kernova: the session bus went away while sending\n";

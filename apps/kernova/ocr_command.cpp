@@ -123,16 +123,7 @@ int recognise(std::shared_ptr<const ui::Image> image, std::ostream& err) {
     if (QCoreApplication::instance() == nullptr) app.emplace(argc, argv);
 
     desktop::DBusMessageSender sender(desktop::sessionConnection());
-    if (!sender.connected()) {
-        err << "kernova ocr: cannot connect to the session bus\n";
-        return 1;
-    }
-    // The messages would be dropped while the bus starts kernovad for them.
-    if (!sender.startService()) {
-        err << "kernova ocr: the message center is not running and cannot be started"
-               " (is kernovad installed?)\n";
-        return 1;
-    }
+    if (!openMessageCenter(sender, "kernova ocr", err)) return 1;
     const EnvironmentLookup env = processEnvironment();
     desktop::QtRunLoop runLoop;
     InProcessSystemNotifications notifications;
