@@ -27,6 +27,7 @@
 
 #include "base/desktop_entries.h"
 #include "capture/app_list.h"
+#include "kernova/prefs/autostart.h"
 #include "server/message_names.h"
 
 namespace kernova::prefs {
@@ -292,6 +293,7 @@ QWidget* PreferencesWindow::buildPage(SettingsPage page) {
     for (const SettingKey& key : kSettingKeys) {
         if (key.page == page) buildKeyField(key, form);
     }
+    if (page == SettingsPage::general) buildStartAtLogin(form);
     layout->addLayout(form);
     switch (page) {
         case SettingsPage::actions:
@@ -376,6 +378,44 @@ void PreferencesWindow::buildKeyField(const SettingKey& key, QFormLayout* form) 
     field->label->setBuddy(widget);
     form->addRow(field->label, column);
     fields_.push_back(std::move(field));
+}
+
+// Not a setting: switched at once, by the autostart entry itself.
+void PreferencesWindow::buildStartAtLogin(QFormLayout* form) {
+    const AutostartFolders folders = autostartFolders(options_.environment);
+    startAtLogin_ = new QCheckBox;
+    startAtLogin_->setObjectName(QStringLiteral("startAtLogin"));
+    startAtLogin_->setAccessibleName(tr("Start at login"));
+    startAtLogin_->setChecked(startsAtLogin(folders));
+    startAtLogin_->setToolTip(QString::fromStdString((folders.user / kAutostartFileName).string()));
+    startAtLoginError_ = new QLabel;
+    startAtLoginError_->setObjectName(QStringLiteral("startAtLoginError"));
+    startAtLoginError_->setWordWrap(true);
+    startAtLoginError_->setVisible(false);
+    connect(startAtLogin_, &QCheckBox::toggled, this, [this](bool on) {
+        const AutostartFolders now = autostartFolders(options_.environment);
+        const AutostartChange change = setStartAtLogin(now, on, options_.kernovad);
+        const bool starts = startsAtLogin(now);
+        QSignalBlocker block(startAtLogin_);
+        startAtLogin_->setChecked(starts);
+        QString error;
+        if (!change.ok)
+            error = tr("Could not change the start at login: %1")
+                        .arg(QString::fromStdString(change.error));
+        else if (starts != on)
+            error = tr("Changed, but another autostart entry decides: %1")
+                        .arg(startAtLogin_->toolTip());
+        startAtLoginError_->setText(error);
+        startAtLoginError_->setVisible(!error.isEmpty());
+        startAtLogin_->setAccessibleDescription(error);
+    });
+    auto* column = new QVBoxLayout;
+    column->setContentsMargins(0, 0, 0, 0);
+    column->addWidget(startAtLogin_);
+    column->addWidget(startAtLoginError_);
+    auto* label = new QLabel(tr("Start at login") + QLatin1Char(':'));
+    label->setBuddy(startAtLogin_);
+    form->addRow(label, column);
 }
 
 void PreferencesWindow::fillKeys(bool keepEdited) {

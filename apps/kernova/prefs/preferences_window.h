@@ -24,6 +24,7 @@
 #include "kernova/prefs/prefs_files.h"
 #include "server/settings_keys.h"
 
+class QCheckBox;
 class QCloseEvent;
 class QLabel;
 class QListWidget;
@@ -47,6 +48,8 @@ struct WindowOptions {
     std::function<void()> announceReload;
     // Restarts kernovad; `done` gets a sentence for the status line.
     std::function<void(std::function<void(QString)> done)> restartDaemon;
+    // The program a user autostart entry starts when none is installed.
+    std::filesystem::path kernovad = "kernovad";
 };
 
 // The editable files, each read with its stamp.
@@ -120,6 +123,7 @@ class PreferencesWindow final : public QWidget {
     void buildSchemesPage(QVBoxLayout* layout);
     void buildLanguagesList(QFormLayout* form);
     void buildApplicationsPage(QVBoxLayout* layout);
+    void buildStartAtLogin(QFormLayout* form);
 
     void readFile(PrefsFile which);
     void fillKeys(bool keepEdited);
@@ -160,6 +164,8 @@ class PreferencesWindow final : public QWidget {
     std::set<std::string> appsBaseline_;
     QStringList invalidLists_;
     bool filling_ = false;
+    QCheckBox* startAtLogin_ = nullptr;
+    QLabel* startAtLoginError_ = nullptr;
 };
 
 }  // namespace kernova::prefs

@@ -11,6 +11,7 @@
 #include "base/paths.h"
 #include "desktop/desktop_paths.h"
 #include "desktop/x11_hotkey.h"
+#include "kernova/prefs/autostart.h"
 #include "kernova/prefs/preferences_window.h"
 #include "kernova/prefs/single_instance.h"
 #include "server/message_names.h"
@@ -63,6 +64,8 @@ int main(int argc, char** argv) {
         kernova::bundleDirectory(env, kernova::desktop::dataDirectory(programDirectory() / ".."))};
     options.environment = env;
     options.firstRun = firstRun;
+    options.kernovad = kernova::prefs::findKernovad(programDirectory(), KERNOVA_BIN_FROM_PREFS,
+                                                    KERNOVA_BUILD_KERNOVAD);
     options.checkHotkey = [env](const std::string& sequence) {
         return kernova::desktop::checkHotkey(sequence, env);
     };
