@@ -148,6 +148,10 @@ TEST(Autostart, TheSwitchWritesTheEntryAndShowsWhatFailed) {
     box->click();
     EXPECT_TRUE(box->isChecked());
     EXPECT_FALSE(std::filesystem::exists(dir / "home/autostart" / kAutostartFileName));
+
+    dir.write(std::string("home/autostart/") + kAutostartFileName, kSystemOff);  // elsewhere
+    window.showPage(SettingsPage::general);
+    EXPECT_FALSE(box->isChecked());
 }
 
 }  // namespace

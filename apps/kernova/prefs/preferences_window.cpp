@@ -497,6 +497,9 @@ void PreferencesWindow::showPage(SettingsPage page) {
     auto found = std::find(pageOrder_.begin(), pageOrder_.end(), page);
     pages_->setCurrentRow(found == pageOrder_.end() ? 0
                                                     : static_cast<int>(found - pageOrder_.begin()));
+    // The entry may have been changed elsewhere since the window opened.
+    QSignalBlocker block(startAtLogin_);
+    startAtLogin_->setChecked(startsAtLogin(autostartFolders(options_.environment)));
 }
 
 SettingsPage PreferencesWindow::currentPage() const {
