@@ -219,9 +219,7 @@ std::string serializePropertyListXml(const Value& value) {
     return out;
 }
 
-SaveResult savePropertyList(const std::filesystem::path& path, const Value& value) {
-    std::string xml = serializePropertyListXml(value);
-    if (xml.empty()) return {false, "the value cannot be written as a property list"};
+SaveResult saveFileAtomically(const std::filesystem::path& path, std::string_view bytes) {
     std::error_code ec;
     std::filesystem::path dir = path.parent_path();
     if (dir.empty()) dir = ".";
@@ -233,7 +231,7 @@ SaveResult savePropertyList(const std::filesystem::path& path, const Value& valu
     if (fd < 0) return {false, errnoText("cannot create a temporary file in " + dir.string())};
     struct stat st {};
     mode_t mode = ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
-    bool ok = ::fchmod(fd, mode) == 0 && writeAll(fd, xml) && ::fsync(fd) == 0;
+    bool ok = ::fchmod(fd, mode) == 0 && writeAll(fd, bytes) && ::fsync(fd) == 0;
     std::string error = ok ? "" : errnoText("cannot write " + tmpl);
     if (::close(fd) != 0 && ok) {
         ok = false;
@@ -254,6 +252,12 @@ SaveResult savePropertyList(const std::filesystem::path& path, const Value& valu
         ::close(dfd);
     }
     return {true, ""};
+}
+
+SaveResult savePropertyList(const std::filesystem::path& path, const Value& value) {
+    std::string xml = serializePropertyListXml(value);
+    if (xml.empty()) return {false, "the value cannot be written as a property list"};
+    return saveFileAtomically(path, xml);
 }
 
 }  // namespace kernova

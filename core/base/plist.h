@@ -34,5 +34,7 @@ struct SaveResult {
 // it over `path` (creating the folder when missing). On any failure the previous
 // file is left untouched and no temporary file remains.
 SaveResult savePropertyList(const std::filesystem::path& path, const Value& value);
+// Any file, written the same way (the mode of a file it replaces is kept, else 0644).
+SaveResult saveFileAtomically(const std::filesystem::path& path, std::string_view bytes);
 
 }  // namespace kernova

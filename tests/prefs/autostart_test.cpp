@@ -30,6 +30,9 @@ constexpr const char* kEdited =
 constexpr const char* kEditedOff =
     "# mine\n[Desktop Entry]\nHidden=true\nType=Application\nName=Kernova\n"
     "Exec=/home/me/kd --autostart\n[Other]\nHidden=keep\n";
+constexpr const char* kGnomeOff =
+    "[Desktop Entry]\nType=Application\nName=Kernova\nX-GNOME-Autostart-enabled=false\n"
+    "Exec=kernovad --autostart\n";
 constexpr const char* kFull = "(full entry)";  // autostartEntry(kernovad)
 
 struct Case {
@@ -87,6 +90,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"EditedOn", kEdited, kSystem, true, kEdited, true},
                       Case{"EditedOff", kEdited, kSystem, false, kEditedOff, false},
                       Case{"EditedHiddenOn", kEditedOff, kSystem, true, kEdited, true},
+                      Case{"GnomeOffOn", kGnomeOff, kSystem, true, {}, true},
+                      Case{"GnomeOffWithoutSystemOn", kGnomeOff, {}, true, kSystemOn, true},
                       Case{"UnwritableOff", {}, kSystem, false, {}, true, false, true},
                       Case{"UnwritableOn", {}, {}, true, {}, false, false, true}),
     [](const ::testing::TestParamInfo<Case>& row) { return std::string(row.param.name); });

@@ -1,11 +1,5 @@
 #include "kernova/prefs/autostart.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <optional>
@@ -13,6 +7,7 @@
 #include <system_error>
 
 #include "base/desktop_entries.h"
+#include "base/plist.h"
 #include "kernova/prefs/autostart_entry.h"
 
 namespace kernova::prefs {
@@ -50,10 +45,6 @@ std::optional<DesktopEntry> parse(std::string_view text) {
     return parseDesktopEntry(text, [](const char*) { return std::optional<std::string>(); });
 }
 
-bool effective(const EntryFile& file) {
-    return file.text && parse(*file.text).has_value();
-}
-
 std::string_view trimmed(std::string_view s) {
     while (!s.empty() && (s.front() == ' ' || s.front() == '\t'))
         s.remove_prefix(1);
@@ -62,7 +53,37 @@ std::string_view trimmed(std::string_view s) {
     return s;
 }
 
-// The entry with every Hidden line of its [Desktop Entry] group removed, and
+// The keys that switch an autostart entry off: Hidden=true, and GNOME's own
+// X-GNOME-Autostart-enabled=false (what its settings tools write).
+bool isSwitchKey(std::string_view key) {
+    return key == "Hidden" || key == "X-GNOME-Autostart-enabled";
+}
+
+// Whether the [Desktop Entry] group says X-GNOME-Autostart-enabled=false.
+bool disabledForGnome(std::string_view text) {
+    bool inMain = false;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        const std::string_view bare = trimmed(text.substr(0, end));
+        text.remove_prefix(std::min(end + 1, text.size()));
+        if (bare.starts_with('[')) {
+            inMain = bare == "[Desktop Entry]";
+            continue;
+        }
+        const std::size_t equals = bare.find('=');
+        if (inMain && equals != std::string_view::npos &&
+            trimmed(bare.substr(0, equals)) == "X-GNOME-Autostart-enabled")
+            return trimmed(bare.substr(equals + 1)) == "false";
+    }
+    return false;
+}
+
+bool effective(const EntryFile& file) {
+    return file.text && parse(*file.text).has_value() && !disabledForGnome(*file.text);
+}
+
+// The entry with every Hidden (and X-GNOME-Autostart-enabled) line of its
+// [Desktop Entry] group removed, and
 // Hidden=true put first in that group when `hidden`; every other line as it was.
 std::string withHidden(std::string_view text, bool hidden) {
     std::string out;
@@ -81,49 +102,16 @@ std::string withHidden(std::string_view text, bool hidden) {
         }
         const std::size_t equals = bare.find('=');
         if (inMain && equals != std::string_view::npos &&
-            trimmed(bare.substr(0, equals)) == "Hidden")
+            isSwitchKey(trimmed(bare.substr(0, equals))))
             continue;
         out += line;
     }
     return out;
 }
 
-std::string errnoText(const std::string& what) {
-    return what + ": " + std::strerror(errno);
-}
-
 AutostartChange writeAtomically(const fs::path& path, const std::string& text) {
-    const fs::path dir = path.parent_path();
-    std::error_code ec;
-    fs::create_directories(dir, ec);
-    if (ec) return {false, "cannot create " + dir.string() + ": " + ec.message()};
-    std::string temporary = (dir / ("." + path.filename().string() + ".XXXXXX")).string();
-    const int fd = ::mkstemp(temporary.data());
-    if (fd < 0) return {false, errnoText("cannot write in " + dir.string())};
-    struct stat st {};
-    const mode_t mode = ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
-    bool ok = ::fchmod(fd, mode) == 0;
-    for (std::size_t done = 0; ok && done < text.size();) {
-        const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        ok = n > 0;
-        if (ok) done += static_cast<std::size_t>(n);
-    }
-    ok = ok && ::fsync(fd) == 0;
-    std::string error = ok ? "" : errnoText("cannot write " + temporary);
-    if (::close(fd) != 0 && ok) {
-        ok = false;
-        error = errnoText("cannot write " + temporary);
-    }
-    if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) {
-        ok = false;
-        error = errnoText("cannot replace " + path.string());
-    }
-    if (!ok) {
-        ::unlink(temporary.c_str());
-        return {false, error};
-    }
-    return {true, ""};
+    const SaveResult saved = saveFileAtomically(path, text);
+    return {saved.ok, saved.error};
 }
 
 // One Exec argument, quoted when the Exec rules ask, then escaped as a
