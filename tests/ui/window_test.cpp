@@ -68,17 +68,6 @@ TEST(Windows, TouchesGoToTheTopmostWindowWithAHit) {
     EXPECT_EQ(lowTaps, 2);
 }
 
-TEST(Windows, KeysGoToTheKeyWindow) {
-    testing::Process p;
-    auto w = std::make_shared<Window>(p.app, p.screen.bounds);
-    int escapes = 0;
-    w->setKeyHandler([&](const KeyEvent& e) { return e.key == Key::escape && ++escapes; });
-    EXPECT_FALSE(p.app.handleKey(KeyEvent{Key::escape, ""}));
-    w->makeKeyAndVisible();
-    EXPECT_TRUE(p.app.handleKey(KeyEvent{Key::escape, ""}));
-    EXPECT_EQ(escapes, 1);
-}
-
 TEST(Button, TouchUpInsideOnlyWhenLiftedWithinReach) {
     testing::Process p;
     auto w = p.window();
@@ -101,20 +90,6 @@ TEST(Button, TouchUpInsideOnlyWhenLiftedWithinReach) {
     button->setEnabled(false);
     p.tap(110, 110);
     EXPECT_EQ(ups, 1);
-}
-
-TEST(Button, TitlesPerStateFallBackToNormal) {
-    Button b;
-    b.setTitle("All");
-    b.setTitle("Pressed", kControlStateHighlighted);
-    EXPECT_EQ(b.currentTitle(), "All");
-    EXPECT_EQ(b.titleLabel().text(), "All");
-    b.setHighlighted(true);
-    EXPECT_EQ(b.currentTitle(), "Pressed");
-    b.setHighlighted(false);
-    b.setTitleColor(Color::white(1));
-    EXPECT_EQ(b.currentTitleColor(), Color::white(1));
-    EXPECT_FALSE(b.titleForState(kControlStateSelected).has_value());
 }
 
 }  // namespace
