@@ -1,5 +1,6 @@
-// The device's plumbing between processes: the message bus, system-wide
-// notifications, the shared clipboard and the one clock under every run loop.
+// The device's plumbing between processes: the message bus, the shared
+// clipboard and the one clock under every run loop. (System-wide
+// notifications are checked through ReloadPreferences in tests/server.)
 #include "sim/device.h"
 
 #include <gtest/gtest.h>
@@ -81,31 +82,6 @@ TEST(BusTest, DeliveryIsAsynchronousInSendOrderAndUnknownNamesAreDropped) {
     EXPECT_EQ(received.size(), 1000u);
     EXPECT_EQ(replaced, 1);
     EXPECT_EQ(device.deliveredMessages().back().sender, kServerBundleIdentifier);
-}
-
-TEST(SystemNotificationsTest, PostReachesEveryObservingProcessOnItsOwnLoop) {
-    Device device;
-    SimProcess& a = device.launchApp("com.example.a");
-    SimProcess& b = device.launchApp("com.example.b");
-    std::vector<std::string> seen;
-    int owner = 0;
-    for (SimProcess* p : device.processes()) {
-        p->systemNotifications().observe("fun.quorle.kernova/ReloadPreferences", &owner,
-                                         [&seen, p] { seen.push_back(p->bundleIdentifier()); });
-    }
-    b.systemNotifications().observe("other", nullptr, [&] { seen.push_back("wrong"); });
-    a.systemNotifications().post("fun.quorle.kernova/ReloadPreferences");
-    EXPECT_TRUE(seen.empty());
-    device.runUntilIdle();
-    std::vector<std::string> expected{kServerBundleIdentifier, "com.example.a", "com.example.b"};
-    EXPECT_EQ(seen, expected);
-
-    seen.clear();
-    b.systemNotifications().removeObservers(&owner);
-    device.server().systemNotifications().post("fun.quorle.kernova/ReloadPreferences");
-    device.runUntilIdle();
-    expected.pop_back();
-    EXPECT_EQ(seen, expected);
 }
 
 TEST(ClipboardTest, WriteIsSharedAndNotifiesEveryProcessAfterItReturns) {
