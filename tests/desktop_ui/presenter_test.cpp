@@ -188,11 +188,6 @@ class NamedActivity : public ui::Activity {
     bool canPerformWithActivityItems(const std::vector<ui::ActivityItem>&) const override {
         return true;
     }
-    void performActivity() override {
-        ++performed;
-        activityDidFinish(true);
-    }
-    int performed = 0;
 
   private:
     std::string type_;
@@ -200,7 +195,7 @@ class NamedActivity : public ui::Activity {
 
 // The applications scroll (their icons and private copies are checked with
 // kernovad's host in tests/desktop); Copy and Cancel stay outside the list.
-TEST_F(PresenterTest, ShareSheetScrollsManyEntriesCopiesExcludesAndCancels) {
+TEST_F(PresenterTest, ShareSheetScrollsManyEntriesCopiesAndCancels) {
     std::vector<std::shared_ptr<ui::Activity>> activities;
     for (int i = 0; i < 12; ++i)
         activities.push_back(std::make_shared<NamedActivity>("app" + std::to_string(i)));
@@ -224,15 +219,6 @@ TEST_F(PresenterTest, ShareSheetScrollsManyEntriesCopiesExcludesAndCancels) {
         finished,
         (std::vector<std::pair<std::string, bool>>{{ui::kActivityTypeCopyToPasteboard, true}}));
     EXPECT_EQ(presenter().presentedCount(), 0u);
-
-    auto second = ui::ActivityViewController::initWithActivityItems(
-        app, {ui::ActivityItem::text("more")}, activities);
-    second->setExcludedActivityTypes({ui::kActivityTypeCopyToPasteboard});
-    root->presentViewController(second, true);
-    EXPECT_EQ(find<QPushButton>(*second, copyName), nullptr);
-    find<QPushButton>(*second, "activity-app0")->click();
-    EXPECT_EQ(dynamic_cast<NamedActivity&>(*activities[0]).performed, 1);
-    EXPECT_EQ(presenter().dialogFor(*second), nullptr);
 
     root->presentViewController(sheet, true);
     presenter().dialogFor(*sheet)->reject();

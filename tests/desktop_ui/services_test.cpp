@@ -11,7 +11,7 @@ namespace {
 
 using ServicesTest = DesktopUiTest;
 
-TEST_F(ServicesTest, MeasurerFollowsLinesFontsAndFallbackScripts) {
+TEST_F(ServicesTest, MeasurerFollowsLinesAndFontSizes) {
     const ui::TextMeasurer& m = desktop->platform().textMeasurer;
     ui::Font body = ui::Font::systemFont(17);
     EXPECT_EQ(m.boundingSize("", body), (ui::Size{0, 0}));
@@ -21,14 +21,11 @@ TEST_F(ServicesTest, MeasurerFollowsLinesFontsAndFallbackScripts) {
     EXPECT_NEAR(two.width, one.width, 0.01);
     EXPECT_NEAR(two.height, 2 * one.height, 0.5);
     EXPECT_NEAR(m.boundingSize("word\r\nword", body).height, two.height, 0.01);
-    EXPECT_GT(m.boundingSize("word word", body).width, one.width);
     EXPECT_GT(m.boundingSize("word", ui::Font::systemFont(34)).width, one.width * 1.8);
-    EXPECT_GE(m.boundingSize("word", ui::Font::boldSystemFont(17)).width, one.width);
-    EXPECT_GT(m.boundingSize("中文", body).width, 17);  // drawn by a fallback font
     EXPECT_GT(m.boundingSize("bad \xff\xfe bytes", body).width, 0);
 }
 
-TEST_F(ServicesTest, CodecRoundTripsPixelAndVectorImagesAndRefusesGarbage) {
+TEST_F(ServicesTest, CodecRoundTripsPixelsAndRefusesGarbage) {
     const ui::ImageCodec& codec = desktop->platform().imageCodec;
     ui::PixelBuffer pixels{
         3, 2, {0xffff0000u, 0xff00ff00u, 0xff0000ffu, 0x80000080u, 0u, 0xffffffffu}};
@@ -51,14 +48,6 @@ TEST_F(ServicesTest, CodecRoundTripsPixelAndVectorImagesAndRefusesGarbage) {
     EXPECT_EQ(codec.decode(Bytes{'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'g'}), nullptr);
     Bytes truncated(png->begin(), png->begin() + 20);
     EXPECT_EQ(codec.decode(truncated), nullptr);
-
-    auto drawn = ui::Image::fromPaths(
-        {8, 8}, {ui::StrokedPath{{{0, 4}, {8, 4}}, 2, ui::Color{1, 0, 0, 1}, false}}, 2.0);
-    auto drawnPng = codec.encode(*drawn, ui::ImageFormat::png);
-    ASSERT_TRUE(drawnPng.has_value());
-    auto drawnDecoded = codec.decode(*drawnPng);
-    ASSERT_NE(drawnDecoded, nullptr);
-    EXPECT_EQ(drawnDecoded->pixels()->width, 16);
 }
 
 TEST_F(ServicesTest, PlatformChoosesServicesForTheOffscreenPlugin) {
