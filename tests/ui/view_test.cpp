@@ -117,18 +117,5 @@ TEST(ScrollView, WheelScrollsClampedToContentAndDragDoesNot) {
     EXPECT_EQ(scroll->contentOffset(), (Point{0, -20}));
 }
 
-TEST(ScrollView, OuterScrollViewTakesWhatTheInnerCannot) {
-    testing::Process p;
-    auto window = p.window();
-    auto outer = std::make_shared<ScrollView>(Rect(0, 0, 200, 200));
-    outer->setContentSize(Size{200, 400});
-    auto inner = std::make_shared<ScrollView>(Rect(0, 0, 100, 100));
-    inner->setContentSize(Size{100, 100});  // cannot scroll
-    outer->addSubview(inner);
-    window->addSubview(outer);
-    p.app.handleScroll(ScrollEvent{Point{50, 50}, 0, 30});
-    EXPECT_EQ(outer->contentOffset(), (Point{0, 30}));
-}
-
 }  // namespace
 }  // namespace kernova::ui
