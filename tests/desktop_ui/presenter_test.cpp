@@ -171,13 +171,6 @@ TEST_F(PresenterTest, ACopyableMessageIsSelectedCopiedAndScrolled) {
     copyKey(presenter().dialogFor(*alert)->focusWidget());
     EXPECT_EQ(tapped, std::vector<std::string>{"Copy"});
     EXPECT_EQ(presenter().presentedCount(), 0u);
-
-    // Other alerts keep a message selectable by mouse alone.
-    auto plain = ui::AlertController::alertControllerWithTitle("Title", "Text",
-                                                               ui::AlertControllerStyle::alert);
-    root->presentViewController(plain, true);
-    EXPECT_EQ(find<QScrollArea>(*plain, "message-scroll"), nullptr);
-    EXPECT_EQ(find<QLabel>(*plain, "message")->textInteractionFlags(), Qt::TextSelectableByMouse);
 }
 
 class NamedActivity : public ui::Activity {
