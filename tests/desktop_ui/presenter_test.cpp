@@ -4,7 +4,6 @@
 
 #include <QApplication>
 #include <QDialog>
-#include <QImage>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -12,7 +11,6 @@
 #include <QScrollArea>
 
 #include "desktop_ui/desktop_ui_fixture.h"
-#include "support_lib/temp_dir.h"
 #include "ui/activity.h"
 #include "ui/alert.h"
 
@@ -72,7 +70,7 @@ TEST_F(PresenterTest, AlertShowsItsModelAndAButtonCallsBackIntoIt) {
     EXPECT_EQ(root->presentedViewController(), nullptr);
 }
 
-TEST_F(PresenterTest, DismissingWithoutAChoiceTakesTheCancelActionOrNothing) {
+TEST_F(PresenterTest, DismissingAnAlertWithoutACancelActionDoesNothing) {
     auto alert = ui::AlertController::alertControllerWithTitle("Title", std::nullopt,
                                                                ui::AlertControllerStyle::alert);
     alert->addAction(
@@ -87,23 +85,9 @@ TEST_F(PresenterTest, DismissingWithoutAChoiceTakesTheCancelActionOrNothing) {
     EXPECT_TRUE(tapped.empty());
     alert->tapAction(0);
     EXPECT_EQ(presenter().presentedCount(), 0u);
-
-    auto sheet = ui::AlertController::alertControllerWithTitle(
-        std::nullopt, std::nullopt, ui::AlertControllerStyle::actionSheet);
-    sheet->addAction(
-        ui::AlertAction::actionWithTitle("Delete", ui::AlertActionStyle::destructive,
-                                         [&](ui::AlertAction&) { tapped.push_back("Delete"); }));
-    sheet->addAction(
-        ui::AlertAction::actionWithTitle("Cancel", ui::AlertActionStyle::cancel,
-                                         [&](ui::AlertAction&) { tapped.push_back("Cancel"); }));
-    root->presentViewController(sheet, true);
-    EXPECT_TRUE(find<QPushButton>(*sheet, "action-0")->styleSheet().contains("color"));
-    presenter().dialogFor(*sheet)->reject();
-    EXPECT_EQ(tapped, (std::vector<std::string>{"OK", "Cancel"}));
-    EXPECT_EQ(presenter().presentedCount(), 0u);
 }
 
-TEST_F(PresenterTest, ASheetIsDrivenByTheKeyboardWithItsLongTitleOnOneLine) {
+TEST_F(PresenterTest, ASheetsLongTitleStaysOnOneLineAndEscapeCancels) {
     window = makeWindow({200, 100, 800, 600});
     root = std::make_shared<ui::ViewController>();
     window->setRootViewController(root);
@@ -133,17 +117,10 @@ TEST_F(PresenterTest, ASheetIsDrivenByTheKeyboardWithItsLongTitleOnOneLine) {
     EXPECT_LE(dialog->width(), 600);
     EXPECT_EQ(dialog->geometry().center(), QPoint(600, 400)) << "centred on its window";
 
+    // Walked with the arrows and Return in tests/desktop (the history sheet).
     EXPECT_EQ(dialog->focusWidget()->objectName(), QStringLiteral("action-0"));
-    press(Qt::Key_Down);
-    EXPECT_EQ(dialog->focusWidget()->objectName(), QStringLiteral("action-1"));
-    press(Qt::Key_Down);
-    press(Qt::Key_Up);
-    press(Qt::Key_Return);
-    EXPECT_EQ(tapped, std::vector<std::string>{"Two"});
-
-    root->presentViewController(sheet, true);
     press(Qt::Key_Escape);
-    EXPECT_EQ(tapped, (std::vector<std::string>{"Two", "Cancel"}));
+    EXPECT_EQ(tapped, std::vector<std::string>{"Cancel"});
     EXPECT_EQ(presenter().presentedCount(), 0u);
 }
 
@@ -194,99 +171,51 @@ TEST_F(PresenterTest, ACopyableMessageIsSelectedCopiedAndScrolled) {
     copyKey(presenter().dialogFor(*alert)->focusWidget());
     EXPECT_EQ(tapped, std::vector<std::string>{"Copy"});
     EXPECT_EQ(presenter().presentedCount(), 0u);
-
-    // Other alerts keep a message selectable by mouse alone.
-    auto plain = ui::AlertController::alertControllerWithTitle("Title", "Text",
-                                                               ui::AlertControllerStyle::alert);
-    root->presentViewController(plain, true);
-    EXPECT_EQ(find<QScrollArea>(*plain, "message-scroll"), nullptr);
-    EXPECT_EQ(find<QLabel>(*plain, "message")->textInteractionFlags(), Qt::TextSelectableByMouse);
-}
-
-class RecordingActivity : public ui::Activity {
-  public:
-    std::string activityType() const override { return "fun.quorle.KernovaActivity"; }
-    std::string activityTitle() const override { return "Kernova"; }
-    bool canPerformWithActivityItems(const std::vector<ui::ActivityItem>&) const override {
-        return true;
-    }
-    void performActivity() override {
-        ++performed;
-        activityDidFinish(true);
-    }
-    int performed = 0;
-};
-
-TEST_F(PresenterTest, ShareSheetListsActivitiesCopiesAndCancels) {
-    auto activity = std::make_shared<RecordingActivity>();
-    auto sheet = ui::ActivityViewController::initWithActivityItems(
-        app, {ui::ActivityItem::text("shared words")}, {activity});
-    std::vector<std::pair<std::string, bool>> finished;
-    sheet->setCompletionWithItemsHandler(
-        [&](const std::string& type, bool completed) { finished.emplace_back(type, completed); });
-    root->presentViewController(sheet, true);
-    ASSERT_NE(find<QPushButton>(*sheet, "activity-fun.quorle.KernovaActivity"), nullptr);
-    find<QPushButton>(*sheet, QString("activity-") + ui::kActivityTypeCopyToPasteboard)->click();
-    EXPECT_EQ(desktop->platform().pasteboard.string(), "shared words");
-    ASSERT_EQ(finished.size(), 1u);
-    EXPECT_EQ(finished[0], std::make_pair(std::string(ui::kActivityTypeCopyToPasteboard), true));
-    EXPECT_EQ(presenter().presentedCount(), 0u);
-
-    auto second = ui::ActivityViewController::initWithActivityItems(
-        app, {ui::ActivityItem::text("more")}, {activity});
-    second->setExcludedActivityTypes({ui::kActivityTypeCopyToPasteboard});
-    root->presentViewController(second, true);
-    EXPECT_EQ(find<QPushButton>(*second, QString("activity-") + ui::kActivityTypeCopyToPasteboard),
-              nullptr);
-    find<QPushButton>(*second, "activity-fun.quorle.KernovaActivity")->click();
-    EXPECT_EQ(activity->performed, 1);
-    EXPECT_EQ(presenter().dialogFor(*second), nullptr);
 }
 
 class NamedActivity : public ui::Activity {
   public:
-    NamedActivity(std::string type, std::string icon)
-        : type_(std::move(type)), icon_(std::move(icon)) {}
+    explicit NamedActivity(std::string type) : type_(std::move(type)) {}
     std::string activityType() const override { return type_; }
     std::string activityTitle() const override { return "Open in " + type_; }
-    std::string activityIconName() const override { return icon_; }
     bool canPerformWithActivityItems(const std::vector<ui::ActivityItem>&) const override {
         return true;
     }
 
   private:
-    std::string type_, icon_;
+    std::string type_;
 };
 
-TEST_F(PresenterTest, ShareSheetShowsIconsAndScrollsManyEntries) {
-    kernova::testing::TempDir folder;
-    QImage picture(8, 8, QImage::Format_ARGB32);
-    picture.fill(Qt::red);
-    const std::string icon = (folder / "icon.png").string();
-    ASSERT_TRUE(picture.save(QString::fromStdString(icon)));
+// The applications scroll (their icons and private copies are checked with
+// kernovad's host in tests/desktop); Copy and Cancel stay outside the list.
+TEST_F(PresenterTest, ShareSheetScrollsManyEntriesCopiesAndCancels) {
     std::vector<std::shared_ptr<ui::Activity>> activities;
     for (int i = 0; i < 12; ++i)
-        activities.push_back(std::make_shared<NamedActivity>("app" + std::to_string(i), icon));
-    activities.push_back(std::make_shared<NamedActivity>("plain", ""));
+        activities.push_back(std::make_shared<NamedActivity>("app" + std::to_string(i)));
     auto sheet = ui::ActivityViewController::initWithActivityItems(
-        app, {ui::ActivityItem::text("text")}, activities);
+        app, {ui::ActivityItem::text("shared words")}, activities);
+    std::vector<std::pair<std::string, bool>> finished;
+    sheet->setCompletionWithItemsHandler(
+        [&](const std::string& type, bool completed) { finished.emplace_back(type, completed); });
     root->presentViewController(sheet, true);
     QDialog* dialog = presenter().dialogFor(*sheet);
     ASSERT_NE(dialog, nullptr);
     EXPECT_EQ(dialog->windowTitle(), "Share");
-    EXPECT_EQ(find<QLabel>(*sheet, "title")->text(), "Share");
-    auto* first = find<QPushButton>(*sheet, "activity-app0");
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first->text(), "Open in app0");
-    EXPECT_FALSE(first->icon().isNull());
-    EXPECT_TRUE(find<QPushButton>(*sheet, "activity-plain")->icon().isNull());
-    // The applications scroll; Copy and Cancel stay outside the list.
+    const QString copyName = QString("activity-") + ui::kActivityTypeCopyToPasteboard;
     auto* area = dialog->findChild<QScrollArea*>();
     ASSERT_NE(area, nullptr);
-    EXPECT_TRUE(area->widget()->isAncestorOf(first));
-    EXPECT_FALSE(area->widget()->isAncestorOf(
-        find<QPushButton>(*sheet, QString("activity-") + ui::kActivityTypeCopyToPasteboard)));
-    dialog->reject();
+    EXPECT_TRUE(area->widget()->isAncestorOf(find<QPushButton>(*sheet, "activity-app11")));
+    EXPECT_FALSE(area->widget()->isAncestorOf(find<QPushButton>(*sheet, copyName)));
+    find<QPushButton>(*sheet, copyName)->click();
+    EXPECT_EQ(desktop->platform().pasteboard.string(), "shared words");
+    EXPECT_EQ(
+        finished,
+        (std::vector<std::pair<std::string, bool>>{{ui::kActivityTypeCopyToPasteboard, true}}));
+    EXPECT_EQ(presenter().presentedCount(), 0u);
+
+    root->presentViewController(sheet, true);
+    presenter().dialogFor(*sheet)->reject();
+    EXPECT_EQ(finished.back(), std::make_pair(std::string(), false));
     EXPECT_EQ(presenter().presentedCount(), 0u);
 }
 

@@ -35,21 +35,6 @@ inline xcb_window_t rootWindow() {
     return xcb_setup_roots_iterator(xcb_get_setup(x11Connection())).data->root;
 }
 
-// Where the X server shows `widget`'s window: its position on the root
-// window and its size, in device pixels.
-inline QRect serverGeometry(const QWidget& widget) {
-    xcb_connection_t* connection = x11Connection();
-    auto window = static_cast<xcb_window_t>(widget.winId());
-    auto* where = xcb_translate_coordinates_reply(
-        connection, xcb_translate_coordinates(connection, window, rootWindow(), 0, 0), nullptr);
-    auto* size = xcb_get_geometry_reply(connection, xcb_get_geometry(connection, window), nullptr);
-    QRect rect;
-    if (where && size) rect = QRect(where->dst_x, where->dst_y, size->width, size->height);
-    std::free(where);
-    std::free(size);
-    return rect;
-}
-
 // True when the pixel at (x, y) on the desktop shows `colour` on `screen`
 // (the primary screen when null).
 inline bool screenShows(int x, int y, const QColor& colour, QScreen* screen = nullptr) {

@@ -1,9 +1,10 @@
 // Overlays on a display with two monitors under a window manager (openbox, no
 // compositor): a window's overlay maps on the monitor its frame lies on and
 // shows that monitor beneath it; overlays stay above ordinary windows and take
-// the clicks there; the key overlay gets the keys; a pass-through overlay
-// lets clicks outside its content through and never takes the focus; pass-through
-// overlays shown above a full-screen key overlay stay above it.
+// the clicks there; the key overlay gets the keys; pass-through overlays shown
+// above a full-screen key overlay stay above it and leave it the keys. (A
+// click beside the floating button reaching the window beneath is proved end
+// to end in tests/desktop.)
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
@@ -83,19 +84,12 @@ class WindowManagerTest : public X11Test {
     }
 };
 
-TEST_F(WindowManagerTest, TheDisplayShowsTwoMonitors) {
+TEST_F(WindowManagerTest, AnOverlayMapsOnTheMonitorItsFrameLiesOnAndShowsThatMonitorBeneath) {
     ASSERT_EQ(QGuiApplication::screens().size(), 2);
     QScreen* right = rightMonitor();
     ASSERT_NE(right, nullptr);
-    EXPECT_EQ(right->geometry(), QRect(800, 0, 800, 600));
-    EXPECT_EQ(screenShowing(QRect(900, 100, 300, 200)), right);
     EXPECT_EQ(screenShowing(QRect(700, 100, 300, 200)), right);  // more of it on the right
     EXPECT_NE(screenShowing(QRect(0, 0, 100, 100)), right);
-}
-
-TEST_F(WindowManagerTest, AnOverlayMapsOnTheMonitorItsFrameLiesOnAndShowsThatMonitorBeneath) {
-    QScreen* right = rightMonitor();
-    ASSERT_NE(right, nullptr);
     auto beneath = solidWindow({1000, 200, 100, 100}, "rgb(0, 200, 0)");
     auto greenAt = [&](int x, int y, QColor colour) { return screenShows(x, y, colour, right); };
     ASSERT_TRUE(waitFor([&] { return greenAt(1050, 250, QColor(0, 200, 0)); }));
@@ -111,15 +105,14 @@ TEST_F(WindowManagerTest, AnOverlayMapsOnTheMonitorItsFrameLiesOnAndShowsThatMon
     ASSERT_NE(widget, nullptr);
     EXPECT_EQ(widget->screen(), right);
     EXPECT_EQ(widget->windowHandle()->screen(), right);
-    ASSERT_TRUE(waitFor([&] { return serverGeometry(*widget) == QRect(900, 100, 400, 300); }))
-        << "X server: " << serverGeometry(*widget).x() << "," << serverGeometry(*widget).y();
     // The copy beneath it is of the right monitor: the green window, dimmed.
     ASSERT_FALSE(widget->backdrop().isNull());
     EXPECT_EQ(widget->backdropOrigin(), QPointF(800, 0));
     widget->repaint();
     EXPECT_TRUE(waitFor([&] { return greenAt(1050, 250, QColor(0, 100, 0)); }))
         << "the overlay does not show the right monitor beneath it";
-    // A click there comes back in desktop coordinates.
+    // A click on its button reaches it: the server shows the overlay at its
+    // frame, and the point comes back in desktop coordinates.
     EXPECT_EQ(click(1240, 340), 0);
     EXPECT_TRUE(waitFor([&] { return taps == 1; }));
 }
@@ -149,38 +142,6 @@ TEST_F(WindowManagerTest, TheKeyOverlayStaysAboveOrdinaryWindowsAndGetsClicksAnd
     editor->activateWindow();
     EXPECT_EQ(click(260, 260), 0);
     EXPECT_TRUE(waitFor([&] { return taps == 2; })) << "the ordinary window came above";
-}
-
-TEST_F(WindowManagerTest, APassThroughOverlayLetsClicksThroughAndNeverTakesTheFocus) {
-    auto beneath = makeWindow({0, 0, 800, 600});
-    int beneathTaps = 0, escapes = 0;
-    addButton(*beneath, {0, 0, 800, 600}, beneathTaps);
-    countEscapes(*beneath, escapes);
-    host->start();
-    ASSERT_NE(exposedOverlay(*beneath), nullptr);
-    QWindow* beneathWindow = host->widgetFor(*beneath)->windowHandle();
-    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == beneathWindow; }));
-
-    auto indicator = std::make_shared<ui::Window>(app, ui::Rect{300, 200, 200, 200});
-    indicator->setWindowLevel(ui::kWindowLevelAlert + 2);
-    indicator->setPassesTouchesThrough(true);
-    auto root = std::make_shared<ui::ViewController>();
-    indicator->setRootViewController(root);
-    int indicatorTaps = 0;
-    addButton(*indicator, {0, 0, 40, 40}, indicatorTaps);
-    indicator->setHidden(false);
-    ASSERT_NE(exposedOverlay(*indicator), nullptr);
-    ASSERT_NE(showAlert(*root, "Copied"), nullptr);
-
-    EXPECT_EQ(click(450, 350), 0);  // in the indicator's frame, off its content
-    EXPECT_TRUE(waitFor([&] { return beneathTaps == 1; }));
-    EXPECT_EQ(click(310, 210), 0);
-    EXPECT_TRUE(waitFor([&] { return indicatorTaps == 1; }));
-    EXPECT_EQ(beneathTaps, 1);
-    // The keys still go to the window beneath.
-    EXPECT_EQ(xdotool({"key", "Escape"}), 0);
-    EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the focus moved";
-    EXPECT_EQ(QGuiApplication::focusWindow(), beneathWindow);
 }
 
 // The window manager puts a focused window that covers its monitor without

@@ -46,10 +46,6 @@ void stop(pid_t& pid) {
 
 }  // namespace
 
-Xvfb::Xvfb(const std::string& screen) {
-    start(screen);
-}
-
 Xvfb::Xvfb(const XvfbOptions& options) {
     start(std::to_string(options.width) + "x" + std::to_string(options.height) + "x24");
     if (pid_ <= 0) return;
@@ -142,7 +138,7 @@ bool Xvfb::startWindowManager() {
                     windowManagerPid_ = 0;
                     problem_ = "openbox exited at start (is it installed?)";
                 }
-                stopWindowManager();
+                stop(windowManagerPid_);
             }
         }
         if (fd >= 0) ::close(fd);
@@ -152,12 +148,8 @@ bool Xvfb::startWindowManager() {
     return ready;
 }
 
-void Xvfb::stopWindowManager() {
-    stop(windowManagerPid_);
-}
-
 Xvfb::~Xvfb() {
-    stopWindowManager();
+    stop(windowManagerPid_);
     stop(pid_);
 }
 

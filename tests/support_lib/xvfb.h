@@ -22,10 +22,9 @@ struct XvfbOptions {
 
 class Xvfb {
   public:
-    // Starts Xvfb with one screen of the given size; started() is false when
-    // it could not (not installed, or it failed).
-    explicit Xvfb(const std::string& screen = "1024x768x24");
-    explicit Xvfb(const XvfbOptions& options);
+    // Starts Xvfb as asked; started() is false when it could not (not
+    // installed, or it failed).
+    explicit Xvfb(const XvfbOptions& options = {});
     ~Xvfb();
     Xvfb(const Xvfb&) = delete;
     Xvfb& operator=(const Xvfb&) = delete;
@@ -36,10 +35,6 @@ class Xvfb {
     const std::string& display() const { return display_; }
     // Why it did not start, for the test's message; empty when it did.
     const std::string& problem() const { return problem_; }
-
-    // Stops the window manager (a test may need the bare display again).
-    void stopWindowManager();
-    bool hasWindowManager() const { return windowManagerPid_ > 0; }
 
   private:
     void start(const std::string& screen);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "ui/activity.h"
 #include "ui/alert.h"
 #include "ui/image_view.h"
 #include "ui_fixture.h"
@@ -18,36 +17,8 @@ struct ModelTest : ::testing::Test {
     }
 };
 
-TEST_F(ModelTest, AlertActionsDismissThenRunTheirHandler) {
-    auto alert = AlertController::alertControllerWithTitle("Edit", "", AlertControllerStyle::alert);
-    std::vector<std::string> events;
-    alert->addTextFieldWithConfigurationHandler([](TextField& field) {
-        field.setText("old");
-        field.becomeFirstResponder();
-    });
-    alert->addAction(AlertAction::actionWithTitle(
-        "OK", AlertActionStyle::destructive,
-        [&](AlertAction&) { events.push_back("ok:" + alert->textFields()[0]->text()); }));
-    alert->addAction(AlertAction::actionWithTitle(
-        "Cancel", AlertActionStyle::cancel, [&](AlertAction&) { events.push_back("cancel"); }));
-    bool presented = false;
-    root->presentViewController(alert, true, [&] { presented = true; });
-    ASSERT_EQ(p.presenter.shown.size(), 1u);
-    EXPECT_EQ(p.presenter.shown[0], alert);
-    EXPECT_EQ(root->presentedViewController(), alert.get());
-    EXPECT_FALSE(presented);
-    p.clock.runUntilIdle();
-    EXPECT_TRUE(presented);
-    ASSERT_EQ(alert->textFields().size(), 1u);
-    EXPECT_TRUE(alert->textFields()[0]->isFirstResponder());
-    alert->textFields()[0]->setText("new");  // the user edits the field
-    EXPECT_TRUE(alert->tapAction(0));
-    EXPECT_EQ(events, std::vector<std::string>{"ok:new"});
-    EXPECT_EQ(root->presentedViewController(), nullptr);
-    EXPECT_EQ(p.presenter.dismissed, std::vector<ViewController*>{alert.get()});
-    EXPECT_FALSE(alert->tapAction(7));
-}
-
+// An alert's text field and actions are checked through the board's tag
+// editor (tests/board/cell_test.cpp).
 TEST_F(ModelTest, EscapePicksTheCancelAction) {
     auto sheet = AlertController::alertControllerWithTitle(
         "Please select target language code to translate.", std::nullopt,
@@ -67,11 +38,14 @@ TEST_F(ModelTest, EscapePicksTheCancelAction) {
 TEST_F(ModelTest, PresentingTwiceOrWithoutAWindowIsIgnored) {
     auto first = AlertController::alertControllerWithTitle("A", "", AlertControllerStyle::alert);
     auto second = AlertController::alertControllerWithTitle("B", "", AlertControllerStyle::alert);
-    root->presentViewController(first, false);
-    bool called = false;
+    bool firstShown = false, called = false;
+    root->presentViewController(first, false, [&] { firstShown = true; });
     root->presentViewController(second, false, [&] { called = true; });
+    EXPECT_FALSE(firstShown);  // on the next turn
     p.clock.runUntilIdle();
+    EXPECT_TRUE(firstShown);
     EXPECT_FALSE(called);
+    EXPECT_FALSE(first->tapAction(7));
     EXPECT_EQ(p.presenter.shown.size(), 1u);
     auto loose = std::make_shared<ViewController>();
     loose->presentViewController(second, false);
@@ -85,73 +59,10 @@ TEST_F(ModelTest, PresentingTwiceOrWithoutAWindowIsIgnored) {
     EXPECT_EQ(first->presentedViewController(), nullptr);
 }
 
-struct Ocr : Activity {
-    int performed = 0;
-    std::shared_ptr<const Image> image;
-    std::string activityType() const override { return "fun.quorle.KernovaActivity"; }
-    std::string activityTitle() const override { return "OCR & Splode"; }
-    bool canPerformWithActivityItems(const std::vector<ActivityItem>& items) const override {
-        for (auto& i : items) {
-            if (i.kind() == ActivityItem::Kind::image) return true;
-        }
-        return false;
-    }
-    void prepareWithActivityItems(const std::vector<ActivityItem>& items) override {
-        for (auto& i : items) {
-            if (i.kind() == ActivityItem::Kind::image) {
-                image = i.imageValue();
-                break;
-            }
-        }
-    }
-    void performActivity() override { ++performed; }
-};
+// The share sheet's model is checked through the server's sheet
+// (tests/server/share_test.cpp) and its dialog (tests/desktop_ui).
 
-TEST_F(ModelTest, ShareSheetActivitiesAndCompletion) {
-    auto ocr = std::make_shared<Ocr>();
-    p.app.setActivityViewControllerHook([&](std::vector<std::shared_ptr<Activity>> list) {
-        list.push_back(ocr);
-        return list;
-    });
-    auto picture = Image::fromPaths(Size{10, 10}, {});
-    auto sheet = ActivityViewController::initWithActivityItems(
-        p.app, {ActivityItem::text("hello"), ActivityItem::image(picture)}, {});
-    ASSERT_EQ(sheet->applicationActivities().size(), 1u);
-    sheet->setExcludedActivityTypes({kActivityTypePrint});
-    std::vector<std::pair<std::string, bool>> results;
-    sheet->setCompletionWithItemsHandler(
-        [&](const std::string& type, bool completed) { results.emplace_back(type, completed); });
-    root->presentViewController(sheet, true);
-    EXPECT_FALSE(sheet->chooseActivity(kActivityTypePrint));
-    EXPECT_TRUE(sheet->chooseActivity("fun.quorle.KernovaActivity"));
-    EXPECT_EQ(ocr->performed, 1);
-    EXPECT_EQ(ocr->image, picture);
-    EXPECT_TRUE(results.empty());  // until the activity says it finished
-    ocr->activityDidFinish(true);
-    ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(results[0], std::make_pair(std::string("fun.quorle.KernovaActivity"), true));
-    EXPECT_EQ(root->presentedViewController(), nullptr);
-
-    auto textOnly =
-        ActivityViewController::initWithActivityItems(p.app, {ActivityItem::text("hello")}, {});
-    EXPECT_TRUE(textOnly->availableApplicationActivities().empty());
-    bool cancelled = false;
-    textOnly->setCompletionWithItemsHandler(
-        [&](const std::string& type, bool completed) { cancelled = type.empty() && !completed; });
-    textOnly->cancel();
-    EXPECT_TRUE(cancelled);
-}
-
-TEST(SmallViews, IndicatorAndImageView) {
-    ActivityIndicatorView spinner(ActivityIndicatorStyle::gray);
-    EXPECT_TRUE(spinner.isHidden());
-    spinner.startAnimating();
-    EXPECT_FALSE(spinner.isHidden());
-    spinner.stopAnimating();
-    EXPECT_TRUE(spinner.isHidden());
-    spinner.setHidesWhenStopped(false);
-    EXPECT_FALSE(spinner.isHidden());
-
+TEST(ImageView, FitsItsImageAndPixelsMustMatchTheirSize) {
     ImageView view(Rect(0, 0, 100, 50));
     view.setImage(Image::fromPaths(Size{20, 20}, {}));
     view.setContentMode(ContentMode::scaleAspectFit);
