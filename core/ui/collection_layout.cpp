@@ -97,26 +97,4 @@ std::vector<LayoutAttributes> CollectionViewLayout::visibleAttributesInRect(
     return visible;
 }
 
-std::vector<LayoutAttributes> IndexedCollectionViewLayout::layoutAttributesForElementsInRect(
-    const Rect& rect) const {
-    std::vector<LayoutAttributes> found;
-    for (std::size_t position : index_.positionsInRect(rect)) {
-        if (position < attributes_.size()) found.push_back(attributes_[position]);
-    }
-    return found;
-}
-
-std::optional<LayoutAttributes> IndexedCollectionViewLayout::layoutAttributesForItemAtIndexPath(
-    const IndexPath& indexPath) const {
-    // Attributes are kept in item order; look the item up directly first.
-    if (indexPath.item >= 0 && static_cast<std::size_t>(indexPath.item) < attributes_.size()) {
-        const auto& guess = attributes_[static_cast<std::size_t>(indexPath.item)];
-        if (guess.indexPath == indexPath) return guess;
-    }
-    for (const auto& attributes : attributes_) {
-        if (attributes.indexPath == indexPath) return attributes;
-    }
-    return std::nullopt;
-}
-
 }  // namespace kernova::ui

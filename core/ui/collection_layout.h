@@ -48,13 +48,6 @@ class LayoutAttributesIndex {
   public:
     // The list must stay as it is until the next rebuild or clear.
     void rebuild(const std::vector<LayoutAttributes>& attributes);
-    // The same for a list its maker knows to be in top-edge order, whose
-    // tallest frame is `tallest` high: nothing is read or copied.
-    void rebuildOrdered(const std::vector<LayoutAttributes>& attributes, double tallest) {
-        entries_.clear();
-        inPlace_ = &attributes;
-        tallest_ = tallest;
-    }
     void clear();
     // Positions (into the list given to rebuild) of the attributes whose frames
     // intersect `rect`, in item order.
@@ -101,38 +94,13 @@ class CollectionViewLayout {
     // intersect `rect`, in item order. The default filters what
     // layoutAttributesForElementsInRect answers, so it is as fast as that is: a
     // layout of many items answers rectangles from a LayoutAttributesIndex (as
-    // IndexedCollectionViewLayout does), or overrides this query with one.
+    // FlowLayout does), or overrides this query with one.
     virtual std::vector<LayoutAttributes> visibleAttributesInRect(const Rect& rect) const;
 
   private:
     friend class CollectionView;
     CollectionView* collectionView_ = nullptr;
     bool invalid_ = true;
-};
-
-// A layout that computes every item's attributes in prepareLayout (into
-// `attributes()`, then rebuildIndex()) and answers rectangle queries from the
-// index in O(log n + k). A subclass that keeps its own list instead overrides
-// layoutAttributesForElementsInRect; the collection view then still gets the
-// right cells, through that override.
-class IndexedCollectionViewLayout : public CollectionViewLayout {
-  public:
-    std::vector<LayoutAttributes> layoutAttributesForElementsInRect(
-        const Rect& rect) const override;
-    std::optional<LayoutAttributes> layoutAttributesForItemAtIndexPath(
-        const IndexPath& indexPath) const override;
-
-  protected:
-    std::vector<LayoutAttributes>& attributes() { return attributes_; }
-    const std::vector<LayoutAttributes>& attributes() const { return attributes_; }
-    // Call at the end of prepareLayout, after filling attributes().
-    void rebuildIndex() { index_.rebuild(attributes_); }
-    // The same when the list is known to be in top-edge order.
-    void rebuildOrderedIndex(double tallest) { index_.rebuildOrdered(attributes_, tallest); }
-
-  private:
-    std::vector<LayoutAttributes> attributes_;
-    LayoutAttributesIndex index_;
 };
 
 }  // namespace kernova::ui
