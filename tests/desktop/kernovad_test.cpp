@@ -102,50 +102,6 @@ TEST(Kernovad, ASecondInstanceRefusesToStartAndTheFirstStopsOnSigint) {
     EXPECT_EQ(first.process().exitCode(), 0);
 }
 
-TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
-    KernovadProcess daemon;
-    ASSERT_TRUE(daemon.started());
-    QDBusConnection bus = desktop::sessionConnection();
-    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
-    // Nothing to show: no dictionary while no enabled application is in front,
-    // an empty selection, a selection of the wrong type.
-    sender.sendMessageName("notifySplode");
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("")}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value(Array{})}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("你好 world")}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("second")}}));
-    std::optional<nlohmann::json> state;
-    ASSERT_TRUE(waitFor([&] {
-        auto received = receivedMessages(bus);
-        if (!received || received->size() != 5) return false;
-        state = screenState(bus);
-        return state.has_value();
-    }));
-    EXPECT_TRUE((*state)["shown"].get<bool>());
-    std::vector<std::string> texts;
-    for (const auto& tag : (*state)["tags"]) {
-        texts.push_back(tag["text"].get<std::string>());
-        EXPECT_GT(tag["width"].get<double>(), 0.0);
-        EXPECT_EQ(tag["selected"].get<int>(), 0);
-    }
-    // The first request with text wins; the second finds a panel on screen.
-    EXPECT_EQ(texts, (std::vector<std::string>{"你好", " ", "world"}));
-    EXPECT_TRUE((*state)["selection"].empty());
-    EXPECT_EQ(daemon.terminate(), 0);
-    std::string log = daemon.process().readAllStandardError().toStdString();
-    for (const char* outcome :
-         {"(no dictionary): dropped: the application in front is not enabled",
-          "(2 keys): refused: no text", "(2 keys): panel opened: 3 tags from 12 bytes",
-          "(2 keys): dropped: a panel has just popped up"})
-        EXPECT_NE(log.find(std::string("kernovad: info: server: notifySplode ") + outcome),
-                  std::string::npos)
-            << outcome << "\nin " << log;
-}
-
 TEST(Kernovad, WithoutAUsableDisplayItSaysSoAndExits) {
     for (const char* display : {"", ":4242"}) {
         QProcess process;
@@ -168,10 +124,14 @@ TEST(Kernovad, WithoutAUsableDisplayItSaysSoAndExits) {
     }
 }
 
-TEST(Kernovad, StartedByTheBusItNeverOpensThePreferencesAndItRefusesUnknownArguments) {
+// `kernova` starts it by bus activation; so started it never opens the
+// preferences, even without a settings file.
+TEST(Kernovad, StartedByTheCommandThroughTheBusItNeverOpensThePreferences) {
     std::filesystem::remove(preferencesDirectory(processEnvironment()) / kSettingsFileName);
-    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
-    ASSERT_TRUE(sender.startService());
+    QProcess cli;
+    cli.start(desktopCliPath(), {"send", "popButton"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
     QDBusConnection bus = desktop::sessionConnection();
     ASSERT_TRUE(waitFor([&] { return recentLaunches(bus).has_value(); }));
     EXPECT_EQ(recentLaunches(bus), std::optional(QStringList{}));
@@ -181,11 +141,10 @@ TEST(Kernovad, StartedByTheBusItNeverOpensThePreferencesAndItRefusesUnknownArgum
     EXPECT_TRUE(waitFor([&] { return !serviceRunning(bus, service()); }));
     setKernovaEnabled(true);
 
-    QProcess process;
-    process.start(kernovadPath(), {"--autostart", "--frobnicate"});
-    ASSERT_TRUE(process.waitForFinished(10000));
-    EXPECT_EQ(process.exitCode(), 2);
-    EXPECT_NE(process.readAllStandardError().toStdString().find("usage: kernovad [--autostart]"),
+    cli.start(kernovadPath(), {"--autostart", "--frobnicate"});
+    ASSERT_TRUE(cli.waitForFinished(10000));
+    EXPECT_EQ(cli.exitCode(), 2);
+    EXPECT_NE(cli.readAllStandardError().toStdString().find("usage: kernovad [--autostart]"),
               std::string::npos);
 }
 
