@@ -7,6 +7,7 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -32,6 +33,11 @@ QDBusConnection otherConnection(const QString& name);
 bool serviceRunning(const QDBusConnection& bus, const QString& name);
 // The process id of the name's owner, when it has one.
 std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString& name);
+
+// Calls `method` of kernovad's debug interface with `arguments`, without
+// starting kernovad; its answer, invalid when the call failed.
+QVariant debugCall(const QDBusConnection& bus, const char* method,
+                   const QVariantList& arguments = {});
 
 // kernovad's debug query: the last messages received (at most 100), oldest
 // first, as "<name> (<n> keys | no dictionary): <outcome>".
