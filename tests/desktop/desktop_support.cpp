@@ -121,6 +121,20 @@ QString desktopCliPath() {
     return QStringLiteral(KERNOVA_DESKTOP_CLI_PATH);
 }
 
+ProgramRun runProgram(const QString& program, const QStringList& arguments,
+                      const QProcessEnvironment& environment) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished();
+    }
+    const bool exited = process.exitStatus() == QProcess::NormalExit;
+    return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
+}
+
 KernovadProcess::KernovadProcess(const QProcessEnvironment& environment,
                                  const QStringList& arguments)
     : process_(std::make_unique<QProcess>()) {

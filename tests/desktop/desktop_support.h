@@ -12,6 +12,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
 
 namespace kernova::testing {
 
@@ -55,6 +56,17 @@ std::optional<QByteArray> screenshot(const QDBusConnection& bus);
 
 QString kernovadPath();
 QString desktopCliPath();
+
+// A program run to its end: its exit status (-1 when it crashed or took more
+// than 10 s) and what it wrote.
+struct ProgramRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+ProgramRun runProgram(
+    const QString& program, const QStringList& arguments,
+    const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
 // Starts kernovad and waits until it serves; stops it with SIGTERM at the end.
 class KernovadProcess {

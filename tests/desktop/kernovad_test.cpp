@@ -88,13 +88,9 @@ TEST(Kernovad, TheDebugInterfaceExistsOnlyWhenAskedFor) {
 TEST(Kernovad, ASecondInstanceRefusesToStartAndTheFirstStopsOnSigint) {
     KernovadProcess first;
     ASSERT_TRUE(first.started());
-    QProcess second;
-    second.start(kernovadPath(), {});
-    ASSERT_TRUE(second.waitForFinished(10000));
-    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second.exitCode(), 1);
-    std::string err = second.readAllStandardError().toStdString();
-    EXPECT_NE(err.find("kernovad is already running\n"), std::string::npos) << err;
+    ProgramRun second = runProgram(kernovadPath(), {});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.err.find("kernovad is already running\n"), std::string::npos) << second.err;
     ASSERT_EQ(first.process().state(), QProcess::Running);
     ::kill(static_cast<pid_t>(first.process().processId()), SIGINT);
     ASSERT_TRUE(first.process().waitForFinished(10000));
@@ -102,36 +98,28 @@ TEST(Kernovad, ASecondInstanceRefusesToStartAndTheFirstStopsOnSigint) {
     EXPECT_EQ(first.process().exitCode(), 0);
 }
 
-TEST(Kernovad, WithoutAUsableDisplayItSaysSoAndExits) {
-    for (const char* display : {"", ":4242"}) {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        if (*display == '\0')
-            env.remove(QStringLiteral("DISPLAY"));
-        else
-            env.insert(QStringLiteral("DISPLAY"), QString::fromLatin1(display));
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        process.setProcessEnvironment(env);
-        process.start(kernovadPath(), {});
-        ASSERT_TRUE(process.waitForFinished(10000));
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << display;
-        EXPECT_EQ(process.exitCode(), 1) << display;
-        std::string err = process.readAllStandardError().toStdString();
-        EXPECT_NE(err.find(*display ? "kernovad: cannot open the X display \":4242\""
-                                    : "kernovad: no X display"),
-                  std::string::npos)
-            << err;
-    }
+TEST(Kernovad, WithoutAUsableDisplayOrWithUnknownArgumentsItSaysSoAndExits) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    env.remove(QStringLiteral("DISPLAY"));
+    ProgramRun run = runProgram(kernovadPath(), {}, env);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("kernovad: no X display"), std::string::npos) << run.err;
+    env.insert(QStringLiteral("DISPLAY"), QStringLiteral(":4242"));
+    run = runProgram(kernovadPath(), {}, env);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("kernovad: cannot open the X display \":4242\""), std::string::npos)
+        << run.err;
+    run = runProgram(kernovadPath(), {"--autostart", "--frobnicate"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("usage: kernovad [--autostart]"), std::string::npos) << run.err;
 }
 
 // `kernova` starts it by bus activation; so started it never opens the
 // preferences, even without a settings file.
 TEST(Kernovad, StartedByTheCommandThroughTheBusItNeverOpensThePreferences) {
     std::filesystem::remove(preferencesDirectory(processEnvironment()) / kSettingsFileName);
-    QProcess cli;
-    cli.start(desktopCliPath(), {"send", "popButton"});
-    ASSERT_TRUE(cli.waitForFinished(10000));
-    EXPECT_EQ(cli.exitCode(), 0) << cli.readAllStandardError().toStdString();
+    EXPECT_EQ(runProgram(desktopCliPath(), {"send", "popButton"}).status, 0);
     QDBusConnection bus = desktop::sessionConnection();
     ASSERT_TRUE(waitFor([&] { return recentLaunches(bus).has_value(); }));
     EXPECT_EQ(recentLaunches(bus), std::optional(QStringList{}));
@@ -140,12 +128,6 @@ TEST(Kernovad, StartedByTheCommandThroughTheBusItNeverOpensThePreferences) {
     ::kill(static_cast<pid_t>(*pid), SIGTERM);
     EXPECT_TRUE(waitFor([&] { return !serviceRunning(bus, service()); }));
     setKernovaEnabled(true);
-
-    cli.start(kernovadPath(), {"--autostart", "--frobnicate"});
-    ASSERT_TRUE(cli.waitForFinished(10000));
-    EXPECT_EQ(cli.exitCode(), 2);
-    EXPECT_NE(cli.readAllStandardError().toStdString().find("usage: kernovad [--autostart]"),
-              std::string::npos);
 }
 
 }  // namespace
