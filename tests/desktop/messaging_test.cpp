@@ -36,10 +36,13 @@ TEST_F(Messaging, DeliversRegisteredNamesRepairedKeepingAbsentAndEmptyDictionari
     sender.sendMessageName("popButton");
     sender.sendMessageName("showRunning", Value(Dictionary{}));
     sender.sendMessageName("popButton", Value("not a dictionary"));
-    // Invalid UTF-8 in a name, a key or a value is repaired on the way.
+    // Invalid UTF-8 in a name, a key or a value is repaired on the way, and
+    // NUL, which the bus cannot carry, replaced.
     center.registerForMessageName("bad\xef\xbf\xbdname",
                                   [this](const Message& m) { got.push_back(m); });
-    sender.sendMessageName("bad\xffname", Value(Dictionary{{"k\xc3", Value("v\xe2\x82")}}));
+    sender.sendMessageName(
+        "bad\xffname",
+        Value(Dictionary{{"k\xc3", Value("v\xe2\x82")}, {"nul", Value(std::string("a\0b", 3))}}));
     ASSERT_TRUE(waitForCount(6));
     ASSERT_EQ(got.size(), 5u);
     EXPECT_EQ(got[0].name, "openUrl");
@@ -49,7 +52,9 @@ TEST_F(Messaging, DeliversRegisteredNamesRepairedKeepingAbsentAndEmptyDictionari
     ASSERT_NE(got[2].userInfo.asDictionary(), nullptr);
     EXPECT_TRUE(got[2].userInfo.asDictionary()->empty());
     EXPECT_TRUE(got[3].userInfo.isAbsent()) << "anything but a dictionary travels as absent";
-    EXPECT_EQ(got[4].userInfo, Value(Dictionary{{"k\xef\xbf\xbd", Value("v\xef\xbf\xbd")}}));
+    EXPECT_EQ(got[4].userInfo, Value(Dictionary{{"k\xef\xbf\xbd", Value("v\xef\xbf\xbd")},
+                                                {"nul", Value("a\xef\xbf\xbd"
+                                                              "b")}}));
 }
 
 TEST_F(Messaging, EveryValueTypeKeepsItsType) {
