@@ -37,37 +37,15 @@ std::filesystem::path settingsFile() {
     return preferencesDirectory(processEnvironment()) / kSettingsFileName;
 }
 
-class TrayEndToEnd : public PanelEndToEnd {
-  protected:
-    // Sends `kernova splode words` and returns kernovad's last outcome.
-    std::string splode() {
-        QDBusConnection bus = desktop::sessionConnection();
-        std::optional<qulonglong> before = receivedCount(bus);
-        if (!before || !kernova({"splode", "two words"})) return "(not sent)";
-        if (!waitFor([&] { return receivedCount(bus) > before; })) return "(not received)";
-        return receivedMessages(bus)->back().toStdString();
-    }
-};
+using TrayEndToEnd = PanelEndToEnd;
 
-TEST_F(TrayEndToEnd, TheMasterSwitchWritesTheFileAndTheNextRequestFollowsIt) {
+// What the switch writes and how the next request follows it is the simulated
+// device's; here: no tray without a host, and Quit ends kernovad.
+TEST_F(TrayEndToEnd, WithoutATrayHostNoTrayShowsAndQuitEndsKernovad) {
     nlohmann::json menu = trayItems();
     ASSERT_TRUE(menu.is_object());
     EXPECT_FALSE(menu["shown"].get<bool>()) << "no tray host on the test display";
     EXPECT_TRUE(menu["items"][0]["checked"].get<bool>());
-    savePropertyList(settingsFile(),
-                     Value(Dictionary{{"enabled", Value(true)}, {"historyCount", Value(3)}}));
-
-    ASSERT_TRUE(trayAction("enabled"));
-    const Value file = loadDictionary(settingsFile());
-    EXPECT_EQ(file["enabled"].boolValue(), false);
-    EXPECT_EQ(file["historyCount"].integerValue(), 3) << "other keys are kept";
-    EXPECT_FALSE(trayItems()["items"][0]["checked"].get<bool>());
-    EXPECT_NE(splode().find("switched off"), std::string::npos);
-
-    ASSERT_TRUE(trayAction("enabled"));
-    EXPECT_EQ(loadDictionary(settingsFile())["enabled"].boolValue(), true);
-    EXPECT_NE(splode().find("panel opened"), std::string::npos);
-
     ASSERT_TRUE(trayAction("quit"));
     EXPECT_TRUE(waitFor([&] { return daemon_->process().state() == QProcess::NotRunning; }));
     EXPECT_EQ(daemon_->process().exitCode(), 0);
@@ -89,13 +67,8 @@ TEST_F(TrayEndToEnd, AnAutostartWithoutSettingsOpensThePreferencesAndOnlyThen) {
     EXPECT_EQ(dir.read("bin/kernova.args"), "prefs --first-run kernova-prefs:/General\n");
     EXPECT_FALSE(std::filesystem::exists(settingsFile())) << "nothing is written until a save";
 
-    // Autostarted with a settings file: nothing opens (started by the bus,
-    // neither: the kernovad tests).
-    std::filesystem::remove(dir / "bin/kernova.args");
-    setKernovaEnabled(false);
-    ASSERT_TRUE(restartDaemon({"--autostart"}));
-    EXPECT_EQ(launches(), std::optional(QStringList{}));
-    EXPECT_TRUE(dir.read("bin/kernova.args").empty());
+    // Autostarted with a settings file, or started otherwise, nothing opens:
+    // the simulated device's and the kernovad tests.
     setKernovaEnabled(true);
 }
 
@@ -167,6 +140,7 @@ TEST_F(TrayEndToEnd, WithATrayHostTheMenuIsExportedAndItsSwitchWorks) {
           << QVariant::fromValue(QDBusVariant(0)) << 0u;
     bus.call(event);
     EXPECT_TRUE(waitFor([] { return !loadDictionary(settingsFile())["enabled"].boolValue(); }));
+    EXPECT_FALSE(trayItems()["items"][0]["checked"].get<bool>());
     EXPECT_EQ(daemon_->terminate(), 0);
     bus.unregisterService(QStringLiteral("org.kde.StatusNotifierWatcher"));
     setKernovaEnabled(true);
