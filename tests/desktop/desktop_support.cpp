@@ -102,10 +102,6 @@ std::optional<qulonglong> receivedCount(const QDBusConnection& bus) {
     return debugAnswer<qulonglong>(bus, "ReceivedCount");
 }
 
-std::optional<QByteArray> screenshot(const QDBusConnection& bus) {
-    return debugAnswer<QByteArray>(bus, "Screenshot");
-}
-
 std::optional<nlohmann::json> screenState(const QDBusConnection& bus) {
     std::optional<QString> reply = debugAnswer<QString>(bus, "ScreenState");
     if (!reply) return std::nullopt;

@@ -51,8 +51,6 @@ std::optional<qulonglong> receivedCount(const QDBusConnection& bus);
 // kernovad's debug query of the board on screen, parsed; absent when the
 // query failed.
 std::optional<nlohmann::json> screenState(const QDBusConnection& bus);
-// kernovad's debug screenshot: PNG bytes.
-std::optional<QByteArray> screenshot(const QDBusConnection& bus);
 
 QString kernovadPath();
 QString desktopCliPath();

@@ -8,13 +8,14 @@
 // to the desktop's browser. What the panel shows is read through kernovad's
 // debug query. kernovad maps no GL or web engine library until the browser
 // first shows.
-#include <QFile>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "base/paths.h"
+#include "base/plist.h"
 #include "e2e_fixture.h"
 #include "loopback_http.h"
 #include "support_lib/temp_dir.h"
@@ -118,27 +119,17 @@ TEST_F(PanelEndToEnd, ThePanelOpensOnTheMonitorUnderThePointer) {
     }
 }
 
-QString preferencesFile(const char* name) {
-    return qEnvironmentVariable("KERNOVA_PREFERENCES_DIR") + QLatin1Char('/') + QLatin1String(name);
-}
-
-bool writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
-
-QByteArray itemsPlist(const QByteArray& items) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-           "<key>items</key><array>" +
-           items + "</array></dict></plist>\n";
+// Writes `items` into the preferences file `name` as its "items".
+SaveResult saveItems(const char* name, Array items) {
+    return savePropertyList(preferencesDirectory(processEnvironment()) / name,
+                            Value(Dictionary{{"items", Value(std::move(items))}}));
 }
 
 // "showHistory" lists the history file in a sheet the keyboard drives; Enter
 // on the first entry opens a panel on it.
 TEST_F(PanelEndToEnd, TheHistorySheetOpensAPanelOnTheEntryPickedByKeyboard) {
-    ASSERT_TRUE(writeFile(preferencesFile("fun.quorle.kernova.history.plist"),
-                          itemsPlist("<string>first entry</string><string>older</string>")));
+    ASSERT_TRUE(
+        saveItems("fun.quorle.kernova.history.plist", {Value("first entry"), Value("older")}));
     ASSERT_TRUE(kernova({"send", "showHistory"}));
     ASSERT_TRUE(waitFor([&] {
         const nlohmann::json alerts = shown("alerts");
@@ -238,9 +229,9 @@ std::vector<std::string> filesUnder(const std::filesystem::path& folder) {
 // from inside the page; "open in browser" hands the page to the desktop's
 // handler for http; and nothing of the engine lands in the home folder.
 TEST_F(BrowserEndToEnd, UrlTemplatesAndSearchPagesGoToTheDesktopsHandlers) {
-    ASSERT_TRUE(writeFile(preferencesFile("fun.quorle.kernova.schemes.plist"),
-                          itemsPlist("<dict><key>name</key><string>Test</string><key>scheme</key>"
-                                     "<string>kernovatest://open?q=%s#top</string></dict>")));
+    ASSERT_TRUE(saveItems("fun.quorle.kernova.schemes.plist",
+                          {Value(Dictionary{{"name", Value("Test")},
+                                            {"scheme", Value("kernovatest://open?q=%s#top")}})}));
     ASSERT_TRUE(setSearchEngine("/search"));
     ASSERT_TRUE(openPanel(QString::fromUtf8("hello 世界")));
     ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));

@@ -29,10 +29,6 @@ bool trayAction(const char* name) {
         .toBool();
 }
 
-std::optional<QStringList> launches() {
-    return recentLaunches(desktop::sessionConnection());
-}
-
 std::filesystem::path settingsFile() {
     return preferencesDirectory(processEnvironment()) / kSettingsFileName;
 }
@@ -61,7 +57,7 @@ TEST_F(TrayEndToEnd, AnAutostartWithoutSettingsOpensThePreferencesAndOnlyThen) {
     std::filesystem::remove(settingsFile());
     ASSERT_TRUE(restartDaemon({"--autostart"}));
     const QStringList expected{"kernova prefs --first-run kernova-prefs:/General"};
-    EXPECT_EQ(launches(), std::optional(expected));
+    EXPECT_EQ(recentLaunches(desktop::sessionConnection()), std::optional(expected));
     // The file may exist a moment before its line is in it.
     ASSERT_TRUE(waitFor([&] { return !dir.read("bin/kernova.args").empty(); }));
     EXPECT_EQ(dir.read("bin/kernova.args"), "prefs --first-run kernova-prefs:/General\n");
