@@ -7,7 +7,6 @@
 #include <QDBusMetaType>
 #include <QMap>
 #include <QObject>
-#include <QProcess>
 #include <QProcessEnvironment>
 
 #include "base/plist.h"
@@ -51,11 +50,8 @@ class AppsTest : public ::testing::Test {
                    QString::fromStdString((data / "none").string()));
     }
     std::pair<int, std::string> apps(const QStringList& args) {
-        QProcess cli;
-        cli.setProcessEnvironment(env);
-        cli.start(desktopCliPath(), QStringList{"apps"} + args);
-        if (!cli.waitForFinished(10000)) return {-1, {}};
-        return {cli.exitCode(), cli.readAllStandardOutput().toStdString()};
+        ProgramRun run = runProgram(desktopCliPath(), QStringList{"apps"} + args, env);
+        return {run.status, run.out};
     }
     Value enabledFile() {
         return loadPropertyList(preferencesDirectory(processEnvironment()) /

@@ -6,8 +6,7 @@
 //
 // As a text field the mouse selects in: `--select-text TEXT` takes PRIMARY as
 // soon as the left button drags (as most toolkits do) and gives TEXT to whoever
-// asks; `--select-silent` takes PRIMARY as the left button goes up and never
-// answers a request for it.
+// asks.
 //
 // As another program's global shortcut: `--grab-ctrl-alt K` first holds
 // Ctrl+Alt+K (K a lower-case letter) on the root window and prints "grabbed"
@@ -85,19 +84,17 @@ void answer(xcb_connection_t* connection, const xcb_selection_request_event_t& r
 }  // namespace
 
 int main(int argc, char** argv) {
-    enum class Selecting { no, text, silent } selecting = Selecting::no;
+    bool selecting = false;
     std::string text;
     char grabLetter = 0;
     if (argc == 3 && std::strcmp(argv[1], "--select-text") == 0) {
-        selecting = Selecting::text;
+        selecting = true;
         text = argv[2];
-    } else if (argc == 2 && std::strcmp(argv[1], "--select-silent") == 0) {
-        selecting = Selecting::silent;
     } else if (argc == 3 && std::strcmp(argv[1], "--grab-ctrl-alt") == 0) {
         grabLetter = argv[2][0];
     } else if (argc != 1) {
         std::fprintf(stderr,
-                     "usage: kernova_click_target [--select-text TEXT | --select-silent | "
+                     "usage: kernova_click_target [--select-text TEXT | "
                      "--grab-ctrl-alt K]\n");
         return 2;
     }
@@ -128,12 +125,6 @@ int main(int argc, char** argv) {
     const xcb_atom_t targets = atom(connection, "TARGETS");
     const xcb_atom_t utf8 = atom(connection, "UTF8_STRING");
     bool taken = false;  // PRIMARY taken in this press's selection
-    auto takePrimary = [&](xcb_timestamp_t time) {
-        if (taken) return;
-        taken = true;
-        xcb_set_selection_owner(connection, window, XCB_ATOM_PRIMARY, time);
-        xcb_flush(connection);
-    };
     xcb_map_window(connection, window);
     xcb_flush(connection);
     std::printf("window %u\n", window);
@@ -152,12 +143,12 @@ int main(int argc, char** argv) {
                 std::printf("press %d %d\n", press->event_x, press->event_y);
                 std::fflush(stdout);
                 taken = false;
-            } else if (type == XCB_MOTION_NOTIFY && selecting == Selecting::text) {
-                takePrimary(reinterpret_cast<xcb_motion_notify_event_t*>(event)->time);
-            } else if (type == XCB_BUTTON_RELEASE && selecting == Selecting::silent) {
-                auto* release = reinterpret_cast<xcb_button_release_event_t*>(event);
-                if (release->detail == 1) takePrimary(release->time);
-            } else if (type == XCB_SELECTION_REQUEST && selecting == Selecting::text) {
+            } else if (type == XCB_MOTION_NOTIFY && selecting && !taken) {
+                taken = true;
+                xcb_set_selection_owner(connection, window, XCB_ATOM_PRIMARY,
+                                        reinterpret_cast<xcb_motion_notify_event_t*>(event)->time);
+                xcb_flush(connection);
+            } else if (type == XCB_SELECTION_REQUEST && selecting) {
                 answer(connection, *reinterpret_cast<xcb_selection_request_event_t*>(event), text,
                        targets, utf8);
             }

@@ -68,40 +68,42 @@ std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString&
     return static_cast<qint64>(reply.value());
 }
 
-namespace {
-
-// Calls a method of kernovad's debug interface without starting kernovad.
-template <class Result>
-std::optional<Result> debugCall(const QDBusConnection& bus, const char* method) {
+QVariant debugCall(const QDBusConnection& bus, const char* method, const QVariantList& arguments) {
     QDBusMessage call = QDBusMessage::createMethodCall(
         QString::fromLatin1(desktop::kMessagesService), QString::fromLatin1(daemon::kDebugPath),
         QString::fromLatin1(daemon::kDebugInterface), QString::fromLatin1(method));
+    call.setArguments(arguments);
     call.setAutoStartService(false);
-    QDBusReply<Result> reply = bus.call(call, QDBus::Block, 5000);
-    if (!reply.isValid()) return std::nullopt;
-    return reply.value();
+    QDBusMessage reply = bus.call(call, QDBus::Block, 5000);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return {};
+    return reply.arguments().front();
+}
+
+namespace {
+
+template <class Result>
+std::optional<Result> debugAnswer(const QDBusConnection& bus, const char* method) {
+    QVariant answer = debugCall(bus, method);
+    if (!answer.isValid() || !answer.canConvert<Result>()) return std::nullopt;
+    return answer.value<Result>();
 }
 
 }  // namespace
 
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus) {
-    return debugCall<QStringList>(bus, "ReceivedMessages");
+    return debugAnswer<QStringList>(bus, "ReceivedMessages");
 }
 
 std::optional<QStringList> recentLaunches(const QDBusConnection& bus) {
-    return debugCall<QStringList>(bus, "Launches");
+    return debugAnswer<QStringList>(bus, "Launches");
 }
 
 std::optional<qulonglong> receivedCount(const QDBusConnection& bus) {
-    return debugCall<qulonglong>(bus, "ReceivedCount");
-}
-
-std::optional<QByteArray> screenshot(const QDBusConnection& bus) {
-    return debugCall<QByteArray>(bus, "Screenshot");
+    return debugAnswer<qulonglong>(bus, "ReceivedCount");
 }
 
 std::optional<nlohmann::json> screenState(const QDBusConnection& bus) {
-    std::optional<QString> reply = debugCall<QString>(bus, "ScreenState");
+    std::optional<QString> reply = debugAnswer<QString>(bus, "ScreenState");
     if (!reply) return std::nullopt;
     nlohmann::json state = nlohmann::json::parse(reply->toStdString(), nullptr, false);
     if (state.is_discarded()) return std::nullopt;
@@ -113,6 +115,20 @@ QString kernovadPath() {
 }
 QString desktopCliPath() {
     return QStringLiteral(KERNOVA_DESKTOP_CLI_PATH);
+}
+
+ProgramRun runProgram(const QString& program, const QStringList& arguments,
+                      const QProcessEnvironment& environment) {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished();
+    }
+    const bool exited = process.exitStatus() == QProcess::NormalExit;
+    return {exited ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
+            process.readAllStandardError().toStdString()};
 }
 
 KernovadProcess::KernovadProcess(const QProcessEnvironment& environment,

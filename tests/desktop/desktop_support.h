@@ -7,10 +7,12 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QVariant>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
 
 namespace kernova::testing {
 
@@ -33,6 +35,11 @@ bool serviceRunning(const QDBusConnection& bus, const QString& name);
 // The process id of the name's owner, when it has one.
 std::optional<qint64> serviceOwnerPid(const QDBusConnection& bus, const QString& name);
 
+// Calls `method` of kernovad's debug interface with `arguments`, without
+// starting kernovad; its answer, invalid when the call failed.
+QVariant debugCall(const QDBusConnection& bus, const char* method,
+                   const QVariantList& arguments = {});
+
 // kernovad's debug query: the last messages received (at most 100), oldest
 // first, as "<name> (<n> keys | no dictionary): <outcome>".
 std::optional<QStringList> receivedMessages(const QDBusConnection& bus);
@@ -44,11 +51,20 @@ std::optional<qulonglong> receivedCount(const QDBusConnection& bus);
 // kernovad's debug query of the board on screen, parsed; absent when the
 // query failed.
 std::optional<nlohmann::json> screenState(const QDBusConnection& bus);
-// kernovad's debug screenshot: PNG bytes.
-std::optional<QByteArray> screenshot(const QDBusConnection& bus);
 
 QString kernovadPath();
 QString desktopCliPath();
+
+// A program run to its end: its exit status (-1 when it crashed or took more
+// than 10 s) and what it wrote.
+struct ProgramRun {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+ProgramRun runProgram(
+    const QString& program, const QStringList& arguments,
+    const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
 // Starts kernovad and waits until it serves; stops it with SIGTERM at the end.
 class KernovadProcess {

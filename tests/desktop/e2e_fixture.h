@@ -1,5 +1,6 @@
 // The fixture of the end-to-end tests: kernovad on the private Xvfb display,
-// the X tools (xdotool, xclip) run there, and kernovad's debug query.
+// the X tools (xdotool, xclip) run there, kernovad's debug query, the test
+// window (kernova_click_target) and selections held by xclip.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -54,6 +55,13 @@ class PanelEndToEnd : public ::testing::Test {
     }
 
     void TearDown() override {
+        for (QProcess* process : {&target_, &holder_}) {
+            if (process->state() == QProcess::NotRunning) continue;
+            process->closeWriteChannel();
+            process->terminate();
+            if (!process->waitForFinished(2000)) process->kill();
+            process->waitForFinished();
+        }
         if (daemon_ && daemon_->process().state() == QProcess::Running) {
             EXPECT_EQ(daemon_->terminate(), 0);
         }
@@ -61,21 +69,70 @@ class PanelEndToEnd : public ::testing::Test {
             std::cerr << daemon_->process().readAllStandardError().toStdString();
     }
 
-    // Runs a program on the test display; its exit status and standard output.
-    std::pair<int, std::string> run(const QString& program, const QStringList& args) {
+    // Stops kernovad and starts it again with `env_` (changed by the test).
+    bool restartDaemon(const QStringList& arguments = {}) {
+        if (daemon_->terminate() != 0) return false;
+        daemon_ = std::make_unique<KernovadProcess>(env_, arguments);
+        return daemon_->started();
+    }
+
+    // Runs a program on the test display, the event loop turning meanwhile
+    // (for the test's own servers), standard input from `input` when given;
+    // its exit status and standard output (standard error in `lastError_`).
+    std::pair<int, std::string> run(const QString& program, const QStringList& args,
+                                    const QString& input = {}) {
         QProcess process;
         process.setProcessEnvironment(env_);
+        if (!input.isEmpty()) process.setStandardInputFile(input);
         process.start(program, args);
-        if (!process.waitForFinished(20000)) {
+        if (!waitFor([&] { return process.state() == QProcess::NotRunning; }, 20000)) {
             process.kill();
             process.waitForFinished();
             return {-1, {}};
         }
+        lastError_ = process.readAllStandardError().toStdString();
         int status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
         return {status, process.readAllStandardOutput().toStdString()};
     }
     bool xdotool(const QStringList& args) {
         return run(QStringLiteral("xdotool"), args).first == 0;
+    }
+    bool kernova(const QStringList& args) { return run(desktopCliPath(), args).first == 0; }
+
+    // Starts the test window with `args` at (300, 200), in front; its X id,
+    // empty when it did not come up.
+    QString startTarget(const QStringList& args = {}) {
+        target_.setProcessEnvironment(env_);
+        target_.start(QStringLiteral(KERNOVA_CLICK_TARGET_PATH), args);
+        if (!waitFor([&] { return !targetLines().isEmpty(); })) return {};
+        const QString window = targetLines().front().section(' ', 1);
+        return xdotool({"windowmove", "--sync", window, "300", "200"}) &&
+                       xdotool({"windowactivate", "--sync", window})
+                   ? window
+                   : QString();
+    }
+    // The test window's lines so far ("window ID", "press X Y").
+    QStringList targetLines() {
+        target_.waitForReadyRead(50);
+        targetOutput_ += QString::fromUtf8(target_.readAllStandardOutput());
+        return targetOutput_.split('\n', Qt::SkipEmptyParts);
+    }
+    int presses() {
+        return static_cast<int>(targetLines().filter(QStringLiteral("press ")).size());
+    }
+
+    // Another client (xclip) holds `selection` ("primary", "clipboard") with
+    // `text`, as after the user selected or copied it.
+    bool holdSelection(const char* selection, const QString& text) {
+        holder_.setProcessEnvironment(env_);
+        holder_.start(QStringLiteral("xclip"), {"-quiet", "-selection", selection});
+        if (!holder_.waitForStarted()) return false;
+        holder_.write(text.toUtf8());
+        holder_.closeWriteChannel();
+        return waitFor([&] {
+            return run(QStringLiteral("xclip"), {"-o", "-selection", selection}).second ==
+                   text.toStdString();
+        });
     }
 
     std::optional<nlohmann::json> state() { return screenState(desktop::sessionConnection()); }
@@ -97,6 +154,18 @@ class PanelEndToEnd : public ::testing::Test {
     std::vector<std::string> selection() {
         auto s = state();
         return s ? texts((*s)["selection"]) : std::vector<std::string>{"(no state)"};
+    }
+    // What the debug query shows under `key`; null when absent.
+    nlohmann::json shown(const char* key) {
+        auto s = state();
+        return s && s->contains(key) ? (*s)[key] : nlohmann::json();
+    }
+    std::vector<std::string> tags() { return texts(shown("tags")); }
+    std::string shownText() {
+        std::string all;
+        for (const std::string& tag : tags())
+            all += tag;
+        return all;
     }
 
     // A point inside `tag` in device pixels, `fraction` of the way across it.
@@ -156,6 +225,18 @@ class PanelEndToEnd : public ::testing::Test {
                        QString::fromStdString(window).trimmed());
         });
     }
+    // The window named `title` has the keyboard, and keeps it (the window
+    // manager may activate the window behind it once more meanwhile).
+    bool keepsKeyboard(const std::string& title) {
+        int steady = 0;
+        return waitFor([&] {
+            const bool focused =
+                run(QStringLiteral("xdotool"), {"getwindowfocus", "getwindowname"}).second ==
+                title + "\n";
+            steady = focused ? steady + 1 : 0;
+            return steady >= 5;
+        });
+    }
     // Opens the panel on `text` and waits until its window is mapped and has
     // the keyboard (a loaded machine may map it well after the panel shows).
     // For half a second after the panel copied, kernovad takes the request
@@ -176,6 +257,10 @@ class PanelEndToEnd : public ::testing::Test {
 
     QProcessEnvironment env_;
     std::unique_ptr<KernovadProcess> daemon_;
+    std::string lastError_;
+    QProcess target_;
+    QString targetOutput_;
+    QProcess holder_;
 };
 
 }  // namespace

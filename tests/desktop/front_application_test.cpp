@@ -122,27 +122,18 @@ TEST_F(FrontApplicationTest, FollowsTheActiveWindowButNotKernovasOwnOrTheDesktop
     ASSERT_TRUE(heard(XCB_NONE));
     EXPECT_EQ(host->frontmostApplicationId(), "");
 
-    activate(alphaWindow);
-    EXPECT_TRUE(frontBecomes("alpha.desktop"));
-    activate(betaWindow);
-    EXPECT_TRUE(frontBecomes("org-example-Beta.desktop"));
-    activate(ownWindow);
-    ASSERT_TRUE(heard(ownWindow));
-    EXPECT_EQ(host->frontmostApplicationId(), "org-example-Beta.desktop");
-
-    activate(desktopWindow);
-    EXPECT_TRUE(frontBecomes(""));
-    activate(alphaWindow);
-    EXPECT_TRUE(frontBecomes("alpha.desktop"));
-    activate(root);
-    ASSERT_TRUE(heard(root));
-    EXPECT_EQ(host->frontmostApplicationId(), "");
-    activate(betaWindow);
-    EXPECT_TRUE(frontBecomes("org-example-Beta.desktop"));
-    activate(XCB_NONE);
-    ASSERT_TRUE(heard(XCB_NONE));
-    EXPECT_EQ(host->frontmostApplicationId(), "");
-
+    // Each window in turn and the application in front after it: Kernova's
+    // own window leaves the one before in front; the desktop, the root window
+    // and no window leave none.
+    const std::pair<xcb_window_t, const char*> steps[] = {
+        {alphaWindow, "alpha.desktop"},           {betaWindow, "org-example-Beta.desktop"},
+        {ownWindow, "org-example-Beta.desktop"},  {desktopWindow, ""},
+        {alphaWindow, "alpha.desktop"},           {root, ""},
+        {betaWindow, "org-example-Beta.desktop"}, {XCB_NONE, ""}};
+    for (auto [window, id] : steps) {
+        activate(window);
+        EXPECT_TRUE(heard(window) && frontBecomes(id)) << window << " " << id;
+    }
     beta.closeWriteChannel();
     EXPECT_TRUE(beta.waitForFinished());
 }

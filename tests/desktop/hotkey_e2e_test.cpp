@@ -2,8 +2,6 @@
 // and pressing it (whatever the locks; held, once) opens the panel on PRIMARY; a changed
 // "hotkey" takes effect on ReloadPreferences; a key another client holds is
 // reported as refused and taken once that client lets go.
-#include <QDBusMessage>
-
 #include "desktop/dbus_messaging.h"
 #include "desktop/x11_hotkey.h"
 #include "e2e_fixture.h"
@@ -18,43 +16,18 @@ class HotkeyEndToEnd : public PanelEndToEnd {
         if (!haveTool("xclip")) GTEST_SKIP() << "needs xclip";
     }
     void TearDown() override {
-        if (primary_.state() != QProcess::NotRunning) {
-            primary_.kill();
-            primary_.waitForFinished();
-        }
         PanelEndToEnd::TearDown();
         setKernovaEnabled(true);  // the default key again
     }
 
     // kernovad's debug report of its hotkey: "Ctrl+Alt+S: grabbed".
     std::string hotkeyReport() {
-        QDBusMessage reply = desktop::sessionConnection().call(
-            QDBusMessage::createMethodCall(QStringLiteral("fun.quorle.kernova.prefs"),
-                                           QStringLiteral("/fun/quorle/kernova/debug"),
-                                           QStringLiteral("fun.quorle.kernova.Debug"),
-                                           QStringLiteral("Hotkey")),
-            QDBus::Block, 5000);
-        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return {};
-        return reply.arguments().front().toString().toStdString();
+        return debugCall(desktop::sessionConnection(), "Hotkey").toString().toStdString();
     }
     bool reportIs(const std::string& expected) {
         return waitFor([&] { return hotkeyReport() == expected; });
     }
-    // Another application holds PRIMARY with `text`, as after the user selected it.
-    bool select(const QString& text) {
-        primary_.setProcessEnvironment(env_);
-        primary_.start(QStringLiteral("xclip"), {"-quiet", "-selection", "primary"});
-        if (!primary_.waitForStarted()) return false;
-        primary_.write(text.toUtf8());
-        primary_.closeWriteChannel();
-        return waitFor([&] {
-            return run(QStringLiteral("xclip"), {"-o", "-selection", "primary"}).second ==
-                   text.toStdString();
-        });
-    }
-    bool setHotkey(const QString& value) {
-        return run(desktopCliPath(), {"set", "hotkey", value}).first == 0;
-    }
+    bool setHotkey(const QString& value) { return kernova({"set", "hotkey", value}); }
     // Presses `key`: true when it opened the panel (then closed again).
     bool opensPanel(const QString& key) {
         if (!xdotool({"key", key}) || !waitForShown(true) || !panelHasKeyboard()) return false;
@@ -68,20 +41,20 @@ class HotkeyEndToEnd : public PanelEndToEnd {
         waitFor([] { return false; }, 700);
         return receivedCount(bus) == before;
     }
-    std::vector<std::string> tags() {
-        auto shown = state();
-        return shown ? texts((*shown)["tags"]) : std::vector<std::string>{};
-    }
-
-    QProcess primary_;
 };
 
 TEST_F(HotkeyEndToEnd, CtrlAltSOpensThePanelOnThePrimarySelectionWhateverTheLocks) {
     ASSERT_TRUE(reportIs("Ctrl+Alt+S: grabbed")) << hotkeyReport();
-    ASSERT_TRUE(select(QStringLiteral("selected words")));
+    ASSERT_TRUE(holdSelection("primary", QString::fromUtf8("selected 文字")));
     ASSERT_TRUE(xdotool({"key", "ctrl+alt+s"}));
     ASSERT_TRUE(waitForShown(true));
-    EXPECT_EQ(tags(), (std::vector<std::string>{"selected", " ", "words"}));
+    EXPECT_EQ(tags(), (std::vector<std::string>{"selected", " ", "文字"}));
+    ASSERT_TRUE(panelHasKeyboard());
+    ASSERT_TRUE(xdotool({"key", "Escape"}) && waitForShown(false));
+    // The hotkey's command reads it the same way.
+    ASSERT_TRUE(kernova({"splode", "--primary"})) << lastError_;
+    ASSERT_TRUE(waitForShown(true));
+    EXPECT_EQ(tags(), (std::vector<std::string>{"selected", " ", "文字"}));
     ASSERT_TRUE(panelHasKeyboard());
     ASSERT_TRUE(xdotool({"key", "Escape"}) && waitForShown(false));
 
@@ -105,7 +78,7 @@ TEST_F(HotkeyEndToEnd, CtrlAltSOpensThePanelOnThePrimarySelectionWhateverTheLock
 }
 
 TEST_F(HotkeyEndToEnd, AChangedKeyIsTakenOnReloadAndAHeldOneIsReported) {
-    ASSERT_TRUE(select(QStringLiteral("picked")));
+    ASSERT_TRUE(holdSelection("primary", QStringLiteral("picked")));
     ASSERT_TRUE(reportIs("Ctrl+Alt+S: grabbed"));
     ASSERT_TRUE(setHotkey(QStringLiteral("Ctrl+Alt+K")));
     ASSERT_TRUE(reportIs("Ctrl+Alt+K: grabbed")) << hotkeyReport();

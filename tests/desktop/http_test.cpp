@@ -1,192 +1,60 @@
-// CurlHttpClient against a loopback HTTP server that the test runs on threads
-// of its own: answers (any status, any bytes), what the server received,
-// transport errors, the size limit and cancellation.
-#include <arpa/inet.h>
+// CurlHttpClient against a loopback HTTP server on the same event loop:
+// answers (any status, any bytes), what the server received, transport
+// errors, the size limit and cancellation.
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QEventLoop>
-#include <QTimer>
-#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "base/log.h"
 #include "desktop/curl_http_client.h"
 #include "desktop/qt_run_loop.h"
+#include "desktop_support.h"
+#include "loopback_http.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova::desktop {
 namespace {
 
+using testing::LoopbackAnswer;
+using testing::LoopbackRequest;
+using testing::waitFor;
+
 constexpr std::size_t kMax = HttpClient::kMaxResponseBytes;
 
-void sendAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        ssize_t n = ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (n <= 0) return;
-        bytes.remove_prefix(static_cast<std::size_t>(n));
-    }
+QByteArray head(int status, std::size_t length, const char* headers = "") {
+    return "HTTP/1.1 " + QByteArray::number(status) +
+           " X\r\nContent-Length: " + QByteArray::number(qsizetype(length)) + "\r\n" + headers +
+           "\r\n";
 }
 
-std::string answer(int status, std::string_view body, std::string_view extraHeaders = "") {
-    return "HTTP/1.1 " + std::to_string(status) +
-           " X\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" +
-           std::string(extraHeaders) + "\r\n" + std::string(body);
-}
-
-// One connection per request; the path chooses the answer.
-class LoopbackServer {
-  public:
-    struct Received {
-        std::string head;  // request line and headers
-        std::string body;
+// The path chooses the answer.
+LoopbackAnswer answerFor(const LoopbackRequest& request) {
+    const std::string path = request.line.substr(
+        request.line.find(' ') + 1, request.line.rfind(' ') - request.line.find(' ') - 1);
+    const QByteArray raw("\xff\xfe\0\x80 \xc3(", 7);
+    auto rawAnswer = [](QByteArray bytes) {
+        return LoopbackAnswer{200, "", bytes, 0, false, true};
     };
-
-    LoopbackServer() {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto* a = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(listener_, a, sizeof address) != 0 || ::listen(listener_, 16) != 0 ||
-            ::getsockname(listener_, a, &length) != 0)
-            std::abort();
-        port_ = ntohs(address.sin_port);
-        acceptor_ = std::thread([this] { acceptLoop(); });
-    }
-    ~LoopbackServer() {
-        stopping_ = true;
-        ::shutdown(listener_, SHUT_RDWR);
-        acceptor_.join();
-        for (auto& t : handlers_)
-            t.join();
-        ::close(listener_);
-    }
-
-    std::string url(std::string_view path) const {
-        return "http://127.0.0.1:" + std::to_string(port_) + std::string(path);
-    }
-    std::vector<Received> received() {
-        std::lock_guard lock(mutex_);
-        return received_;
-    }
-    int closedByClient() const { return closedByClient_; }
-
-  private:
-    void acceptLoop() {
-        while (true) {
-            int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-            if (fd < 0) return;
-            handlers_.emplace_back([this, fd] {
-                serve(fd);
-                ::close(fd);
-            });
-        }
-    }
-
-    // Waits for the client to close (true) or the server to stop (false).
-    bool waitForClose(int fd) {
-        while (!stopping_) {
-            pollfd p{fd, POLLIN, 0};
-            if (::poll(&p, 1, 20) > 0) {
-                char c;
-                if (::recv(fd, &c, 1, 0) <= 0) return true;
-            }
-        }
-        return false;
-    }
-
-    void serve(int fd) {
-        std::string in;
-        char buffer[65536];
-        std::size_t headEnd;
-        while ((headEnd = in.find("\r\n\r\n")) == std::string::npos) {
-            ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
-            if (n <= 0) return;
-            in.append(buffer, static_cast<std::size_t>(n));
-            if (in[0] == '\x16') {  // a TLS handshake: this server speaks plain HTTP only
-                sendAll(fd, "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
-                return;
-            }
-        }
-        Received r{in.substr(0, headEnd), in.substr(headEnd + 4)};
-        std::size_t length = 0;
-        if (auto at = r.head.find("Content-Length: "); at != std::string::npos)
-            length = std::stoul(r.head.substr(at + 16));
-        while (r.body.size() < length) {
-            ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
-            if (n <= 0) return;
-            r.body.append(buffer, static_cast<std::size_t>(n));
-        }
-        std::string path = r.head.substr(r.head.find(' ') + 1);
-        path = path.substr(0, path.find(' '));
-        {
-            std::lock_guard lock(mutex_);
-            received_.push_back(r);
-        }
-        if (path == "/echo") {
-            sendAll(fd, answer(200, r.body));
-        } else if (path.starts_with("/status/")) {
-            sendAll(fd, answer(std::stoi(path.substr(8)), "oops", "Retry-After: 7\r\n"));
-        } else if (path.starts_with("/delay/")) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(path.substr(7))));
-            sendAll(fd, answer(200, path));
-        } else if (path == "/bytes") {
-            sendAll(fd, answer(200, std::string("\xff\xfe\0\x80 \xc3(", 7), "X-Kind: raw\r\n"));
-        } else if (path == "/redirect") {
-            sendAll(fd, answer(302, "", "Location: /bytes\r\nX-First: 1\r\n"));
-        } else if (path == "/hang") {
-            if (waitForClose(fd)) ++closedByClient_;
-        } else if (path == "/truncated") {
-            sendAll(fd, "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly ten b");
-        } else if (path == "/exact") {
-            sendAll(fd, answer(200, std::string(kMax, 'x')));
-        } else if (path == "/huge") {
-            sendAll(fd, answer(200, std::string(kMax + 1, 'x')));
-        } else if (path == "/huge-unsized") {
-            sendAll(fd, "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n");
-            sendAll(fd, std::string(kMax + 1, 'x'));
-        }
-    }
-
-    int listener_ = -1;
-    int port_ = 0;
-    std::atomic<bool> stopping_{false};
-    std::atomic<int> closedByClient_{0};
-    std::thread acceptor_;
-    std::vector<std::thread> handlers_;  // touched by the acceptor only, joined after it
-    std::mutex mutex_;
-    std::vector<Received> received_;
-};
-
-bool waitFor(const std::function<bool()>& condition, int timeoutMs = 10000) {
-    QDeadlineTimer deadline(timeoutMs);
-    QEventLoop loop;
-    while (!condition()) {
-        if (deadline.hasExpired()) return false;
-        loop.processEvents(QEventLoop::WaitForMoreEvents, 20);
-    }
-    return true;
-}
-
-// Lets the loop run for a moment, for what must not happen.
-void spin(int ms) {
-    QDeadlineTimer deadline(ms);
-    while (!deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    if (path == "/echo") return {200, "text/plain", request.body};
+    if (path.starts_with("/status/"))
+        return rawAnswer(head(std::stoi(path.substr(8)), 4, "Retry-After: 7\r\n") + "oops");
+    if (path.starts_with("/delay/"))
+        return {200, "text/plain", QByteArray::fromStdString(path), std::stoi(path.substr(7))};
+    if (path == "/bytes") return rawAnswer(head(200, 7, "X-Kind: raw\r\n") + raw);
+    if (path == "/redirect") return rawAnswer(head(302, 0, "Location: /bytes\r\nX-First: 1\r\n"));
+    if (path == "/truncated") return rawAnswer(head(200, 100) + "only ten b");
+    if (path == "/exact") return {200, "text/plain", QByteArray(qsizetype(kMax), 'x')};
+    if (path == "/huge") return {200, "text/plain", QByteArray(qsizetype(kMax + 1), 'x')};
+    if (path == "/huge-unsized")
+        return rawAnswer("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" +
+                         QByteArray(qsizetype(kMax + 1), 'x'));
+    return {200, "", {}, 0, true};
 }
 
 // A run loop whose posted work waits until the test releases it.
@@ -202,18 +70,13 @@ struct HeldPosts final : RunLoop {
     }
     void cancel(TimerId id) override { loop.cancel(id); }
     void cancelAll(Owner owner) override { loop.cancelAll(owner); }
-    void release() {
-        for (auto& fn : posted)
-            fn();
-        posted.clear();
-    }
     RunLoop& loop;
     std::vector<std::function<void()>> posted;
 };
 
 class CurlHttp : public ::testing::Test {
   protected:
-    // Sends and waits for the result.
+    // Sends and waits for the result: the answer's status and bytes, or the error's kind.
     HttpResult fetch(HttpRequest request) {
         std::optional<HttpResult> result;
         auto task = client.send(std::move(request), [&](HttpResult r) { result = std::move(r); });
@@ -221,7 +84,7 @@ class CurlHttp : public ::testing::Test {
         return result.value_or(HttpError{});
     }
     HttpRequest get(const std::string& path, double timeout = 0) {
-        HttpRequest request = httpGet(server.url(path));
+        HttpRequest request = httpGet(server.url(path.c_str()).toStdString());
         request.timeout = timeout;
         return request;
     }
@@ -241,7 +104,7 @@ class CurlHttp : public ::testing::Test {
         EXPECT_FALSE(client.timerPending());
     }
 
-    LoopbackServer server;
+    testing::LoopbackHttpServer server{answerFor};
     QtRunLoop loop;
     Logger log{"test", LogLevel::error};
     CurlHttpClient client{loop, log};
@@ -257,50 +120,41 @@ bool libcurlMapped() {
 
 TEST_F(CurlHttp, LibcurlIsLoadedAtTheFirstRequest) {
     if (libcurlMapped()) GTEST_SKIP() << "an earlier test in this process loaded it";
-    spin(20);
+    waitFor([] { return false; }, 20);
     EXPECT_FALSE(libcurlMapped());
     fetch(get("/echo"));
     EXPECT_TRUE(libcurlMapped());
 }
 
-TEST_F(CurlHttp, EveryStatusIsAnAnswerWithItsHeadersAndBytes) {
+TEST_F(CurlHttp, EveryStatusIsAnAnswerWithItsHeadersAndBytesAndPostsArriveAsGiven) {
     HttpResponse raw = response(fetch(get("/bytes")));
     EXPECT_EQ(raw.status, 200);
     EXPECT_EQ(raw.data, std::string("\xff\xfe\0\x80 \xc3(", 7)) << "bytes as sent, not repaired";
     EXPECT_EQ(raw.header("x-kind"), "raw");
-
     for (int status : {404, 429, 500, 503}) {
         HttpResponse r = response(fetch(get("/status/" + std::to_string(status))));
         EXPECT_EQ(r.status, status);
         EXPECT_EQ(r.data, "oops");
         EXPECT_EQ(r.header("Retry-After"), "7");
     }
-
     HttpResponse redirected = response(fetch(get("/redirect")));
     EXPECT_EQ(redirected.status, 200);
     EXPECT_EQ(redirected.data.size(), 7u);
     EXPECT_FALSE(redirected.header("X-First")) << "headers of the final answer only";
-    expectIdle();
-}
 
-TEST_F(CurlHttp, PostBodyAndHeadersArriveAsGiven) {
     const std::string body("\x00\x01 name=\xe4\xb8\xad&\xff", 14);
     HttpResponse echoed = response(fetch(
-        httpPost(server.url("/echo"), body,
+        httpPost(server.url("/echo").toStdString(), body,
                  {{"Content-Type", "application/x-form"}, {"X-Token", "a b:c"}, {"X-Empty", ""}})));
     EXPECT_EQ(echoed.data, body);
-    fetch(get("/echo"));
-
-    std::vector<LoopbackServer::Received> got = server.received();
-    ASSERT_EQ(got.size(), 2u);
-    EXPECT_TRUE(got[0].head.starts_with("POST /echo HTTP/1.1\r\n")) << got[0].head;
-    EXPECT_EQ(got[0].body, body);
+    const LoopbackRequest& post = server.requests().back();
+    EXPECT_EQ(post.line, "POST /echo HTTP/1.1");
+    EXPECT_EQ(post.body.toStdString(), body);
     for (const char* line : {"\r\nContent-Type: application/x-form", "\r\nX-Token: a b:c",
                              "\r\nX-Empty:", "\r\nContent-Length: 14"})
-        EXPECT_NE(got[0].head.find(line), std::string::npos) << line;
-    EXPECT_EQ(got[0].head.find("Expect:"), std::string::npos) << "no wait for 100-continue";
-    EXPECT_TRUE(got[1].head.starts_with("GET /echo HTTP/1.1\r\n"));
-    EXPECT_EQ(got[1].body, "");
+        EXPECT_TRUE(post.head.contains(line)) << line;
+    EXPECT_FALSE(post.head.contains("Expect:")) << "no wait for 100-continue";
+    expectIdle();
 }
 
 TEST_F(CurlHttp, TransportFailuresAreErrorsOfTheirKind) {
@@ -312,26 +166,14 @@ TEST_F(CurlHttp, TransportFailuresAreErrorsOfTheirKind) {
     EXPECT_EQ(kindOf(fetch(get("/huge-unsized"))), "tooLarge");
     EXPECT_EQ(response(fetch(get("/exact"))).data.size(), kMax);
 
-    // A port nobody listens on.
-    int probe = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ::bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    ::getsockname(probe, reinterpret_cast<sockaddr*>(&address), &length);
-    ::close(probe);
-    std::string refused = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/";
-    EXPECT_EQ(kindOf(fetch(httpGet(refused))), "connect");
-
-    std::string https = server.url("/echo");
-    https.insert(4, "s");
-    EXPECT_EQ(kindOf(fetch(httpGet(https))), "tls");
-
-    for (std::string bad : {"ftp://127.0.0.1/", "file:///etc/passwd", "http:///x", "http://a b/"})
-        EXPECT_EQ(kindOf(fetch(httpGet(bad))), "badRequest") << bad;
-    EXPECT_EQ(kindOf(fetch(httpGet(server.url("/echo"), {{"X", "a\r\nInjected: 1"}}))),
-              "badRequest");
+    QTcpServer closed;
+    ASSERT_TRUE(closed.listen(QHostAddress::LocalHost));
+    const std::string nowhere = "http://127.0.0.1:" + std::to_string(closed.serverPort()) + "/";
+    closed.close();
+    EXPECT_EQ(kindOf(fetch(httpGet(nowhere))), "connect");
+    EXPECT_EQ(kindOf(fetch(httpGet("https" + server.url("/echo").toStdString().substr(4)))), "tls");
+    // What cannot be sent never reaches curl.
+    EXPECT_EQ(kindOf(fetch(httpGet("ftp://127.0.0.1/"))), "badRequest");
     expectIdle();
 }
 
@@ -354,9 +196,9 @@ TEST_F(CurlHttp, RequestsRunSideBySideAndAnswerAsTheyFinish) {
 TEST_F(CurlHttp, CancelledRequestsNeverAnswer) {
     int replies = 0;
     auto hanging = client.send(get("/hang"), [&](HttpResult) { ++replies; });
-    ASSERT_TRUE(waitFor([&] { return server.received().size() == 1; }));
+    ASSERT_TRUE(waitFor([&] { return server.requests().size() == 1; }));
     hanging.reset();
-    EXPECT_TRUE(waitFor([&] { return server.closedByClient() == 1; })) << "connection dropped";
+    EXPECT_TRUE(waitFor([&] { return server.dropped() == 1; })) << "connection dropped";
     expectIdle();
 
     // Answered, but the handle goes before the reply's turn.
@@ -365,7 +207,8 @@ TEST_F(CurlHttp, CancelledRequestsNeverAnswer) {
     auto quick = heldClient.send(get("/echo"), [&](HttpResult) { ++replies; });
     ASSERT_TRUE(waitFor([&] { return held.posted.size() == 1; }));
     quick.reset();
-    held.release();
+    for (auto& fn : held.posted)
+        fn();
 
     // A handle destroyed inside its own reply.
     std::unique_ptr<HttpTask> self;
@@ -379,11 +222,11 @@ TEST_F(CurlHttp, CancelledRequestsNeverAnswer) {
     // handles may outlive it.
     auto survivor = std::make_unique<CurlHttpClient>(loop, log);
     auto orphan = survivor->send(get("/hang"), [&](HttpResult) { ++replies; });
-    ASSERT_TRUE(waitFor([&] { return server.received().size() == 4; }));
+    ASSERT_TRUE(waitFor([&] { return server.requests().size() == 4; }));
     survivor.reset();
-    EXPECT_TRUE(waitFor([&] { return server.closedByClient() == 2; }));
+    EXPECT_TRUE(waitFor([&] { return server.dropped() == 2; }));
     orphan.reset();
-    spin(100);
+    waitFor([] { return false; }, 100);
     EXPECT_EQ(replies, 1);
 }
 

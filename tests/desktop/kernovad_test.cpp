@@ -79,22 +79,18 @@ TEST(Kernovad, TheDebugInterfaceExistsOnlyWhenAskedFor) {
         auto state = screenState(desktop::sessionConnection());
         return state && (*state)["shown"].get<bool>();
     }));
-    std::optional<QByteArray> png = screenshot(desktop::sessionConnection());
-    ASSERT_TRUE(png.has_value());
-    EXPECT_TRUE(png->startsWith("\x89PNG")) << "the screenshot comes back as PNG bytes";
+    EXPECT_TRUE(
+        debugCall(desktop::sessionConnection(), "Screenshot").toByteArray().startsWith("\x89PNG"))
+        << "the screenshot comes back as PNG bytes";
     EXPECT_EQ(daemon.terminate(), 0);
 }
 
 TEST(Kernovad, ASecondInstanceRefusesToStartAndTheFirstStopsOnSigint) {
     KernovadProcess first;
     ASSERT_TRUE(first.started());
-    QProcess second;
-    second.start(kernovadPath(), {});
-    ASSERT_TRUE(second.waitForFinished(10000));
-    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(second.exitCode(), 1);
-    std::string err = second.readAllStandardError().toStdString();
-    EXPECT_NE(err.find("kernovad is already running\n"), std::string::npos) << err;
+    ProgramRun second = runProgram(kernovadPath(), {});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_NE(second.err.find("kernovad is already running\n"), std::string::npos) << second.err;
     ASSERT_EQ(first.process().state(), QProcess::Running);
     ::kill(static_cast<pid_t>(first.process().processId()), SIGINT);
     ASSERT_TRUE(first.process().waitForFinished(10000));
@@ -102,76 +98,28 @@ TEST(Kernovad, ASecondInstanceRefusesToStartAndTheFirstStopsOnSigint) {
     EXPECT_EQ(first.process().exitCode(), 0);
 }
 
-TEST(Kernovad, NotifySplodeOpensOneBoardOnTheSelection) {
-    KernovadProcess daemon;
-    ASSERT_TRUE(daemon.started());
-    QDBusConnection bus = desktop::sessionConnection();
-    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
-    // Nothing to show: no dictionary while no enabled application is in front,
-    // an empty selection, a selection of the wrong type.
-    sender.sendMessageName("notifySplode");
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("")}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value(Array{})}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("你好 world")}}));
-    sender.sendMessageName("notifySplode", Value(Dictionary{{"callFromResponder", Value(true)},
-                                                            {"selection", Value("second")}}));
-    std::optional<nlohmann::json> state;
-    ASSERT_TRUE(waitFor([&] {
-        auto received = receivedMessages(bus);
-        if (!received || received->size() != 5) return false;
-        state = screenState(bus);
-        return state.has_value();
-    }));
-    EXPECT_TRUE((*state)["shown"].get<bool>());
-    std::vector<std::string> texts;
-    for (const auto& tag : (*state)["tags"]) {
-        texts.push_back(tag["text"].get<std::string>());
-        EXPECT_GT(tag["width"].get<double>(), 0.0);
-        EXPECT_EQ(tag["selected"].get<int>(), 0);
-    }
-    // The first request with text wins; the second finds a panel on screen.
-    EXPECT_EQ(texts, (std::vector<std::string>{"你好", " ", "world"}));
-    EXPECT_TRUE((*state)["selection"].empty());
-    EXPECT_EQ(daemon.terminate(), 0);
-    std::string log = daemon.process().readAllStandardError().toStdString();
-    for (const char* outcome :
-         {"(no dictionary): dropped: the application in front is not enabled",
-          "(2 keys): refused: no text", "(2 keys): panel opened: 3 tags from 12 bytes",
-          "(2 keys): dropped: a panel has just popped up"})
-        EXPECT_NE(log.find(std::string("kernovad: info: server: notifySplode ") + outcome),
-                  std::string::npos)
-            << outcome << "\nin " << log;
+TEST(Kernovad, WithoutAUsableDisplayOrWithUnknownArgumentsItSaysSoAndExits) {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    env.remove(QStringLiteral("DISPLAY"));
+    ProgramRun run = runProgram(kernovadPath(), {}, env);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("kernovad: no X display"), std::string::npos) << run.err;
+    env.insert(QStringLiteral("DISPLAY"), QStringLiteral(":4242"));
+    run = runProgram(kernovadPath(), {}, env);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.err.find("kernovad: cannot open the X display \":4242\""), std::string::npos)
+        << run.err;
+    run = runProgram(kernovadPath(), {"--autostart", "--frobnicate"});
+    EXPECT_EQ(run.status, 2);
+    EXPECT_NE(run.err.find("usage: kernovad [--autostart]"), std::string::npos) << run.err;
 }
 
-TEST(Kernovad, WithoutAUsableDisplayItSaysSoAndExits) {
-    for (const char* display : {"", ":4242"}) {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        if (*display == '\0')
-            env.remove(QStringLiteral("DISPLAY"));
-        else
-            env.insert(QStringLiteral("DISPLAY"), QString::fromLatin1(display));
-        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        process.setProcessEnvironment(env);
-        process.start(kernovadPath(), {});
-        ASSERT_TRUE(process.waitForFinished(10000));
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << display;
-        EXPECT_EQ(process.exitCode(), 1) << display;
-        std::string err = process.readAllStandardError().toStdString();
-        EXPECT_NE(err.find(*display ? "kernovad: cannot open the X display \":4242\""
-                                    : "kernovad: no X display"),
-                  std::string::npos)
-            << err;
-    }
-}
-
-TEST(Kernovad, StartedByTheBusItNeverOpensThePreferencesAndItRefusesUnknownArguments) {
+// `kernova` starts it by bus activation; so started it never opens the
+// preferences, even without a settings file.
+TEST(Kernovad, StartedByTheCommandThroughTheBusItNeverOpensThePreferences) {
     std::filesystem::remove(preferencesDirectory(processEnvironment()) / kSettingsFileName);
-    desktop::DBusMessageSender sender(otherConnection(QStringLiteral("app")));
-    ASSERT_TRUE(sender.startService());
+    EXPECT_EQ(runProgram(desktopCliPath(), {"send", "popButton"}).status, 0);
     QDBusConnection bus = desktop::sessionConnection();
     ASSERT_TRUE(waitFor([&] { return recentLaunches(bus).has_value(); }));
     EXPECT_EQ(recentLaunches(bus), std::optional(QStringList{}));
@@ -180,13 +128,6 @@ TEST(Kernovad, StartedByTheBusItNeverOpensThePreferencesAndItRefusesUnknownArgum
     ::kill(static_cast<pid_t>(*pid), SIGTERM);
     EXPECT_TRUE(waitFor([&] { return !serviceRunning(bus, service()); }));
     setKernovaEnabled(true);
-
-    QProcess process;
-    process.start(kernovadPath(), {"--autostart", "--frobnicate"});
-    ASSERT_TRUE(process.waitForFinished(10000));
-    EXPECT_EQ(process.exitCode(), 2);
-    EXPECT_NE(process.readAllStandardError().toStdString().find("usage: kernovad [--autostart]"),
-              std::string::npos);
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
-// A web server on the loopback interface for the end-to-end tests: each
-// request is read whole (head and body, by its Content-Length) and kept, and
-// answered by the test's responder after the responder's delay; a responder
-// may also leave a request unanswered (a server that hangs).
+// A web server on the loopback interface for the tests: each request is read
+// whole (head and body, by its Content-Length) and kept, and answered by the
+// test's responder after the responder's delay; a responder may also leave a
+// request unanswered (a server that hangs). Bytes that are not HTTP (a TLS
+// handshake) get a plain 400.
 #pragma once
 
 #include <QByteArray>
@@ -40,8 +41,15 @@ class LoopbackHttpServer {
         QObject::connect(&server_, &QTcpServer::newConnection, [this] {
             while (QTcpSocket* socket = server_.nextPendingConnection()) {
                 auto buffer = std::make_shared<QByteArray>();
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket, buffer] {
+                auto answered = std::make_shared<bool>(false);
+                QObject::connect(socket, &QTcpSocket::readyRead, socket, [=, this] {
                     buffer->append(socket->readAll());
+                    if (buffer->startsWith('\x16')) {
+                        *answered = true;
+                        socket->write("HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\n\r\n");
+                        socket->disconnectFromHost();
+                        return;
+                    }
                     const qsizetype end = buffer->indexOf("\r\n\r\n");
                     if (end < 0) return;
                     LoopbackRequest request;
@@ -58,7 +66,8 @@ class LoopbackHttpServer {
                     requests_.push_back(request);
                     const LoopbackAnswer answer = responder_(request);
                     if (answer.hang) return;
-                    QTimer::singleShot(answer.delayMs, socket, [socket, answer] {
+                    QTimer::singleShot(answer.delayMs, socket, [socket, answer, answered] {
+                        *answered = true;
                         if (answer.raw) {
                             socket->write(answer.body);
                         } else {
@@ -71,7 +80,11 @@ class LoopbackHttpServer {
                         socket->disconnectFromHost();
                     });
                 });
-                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+                QObject::connect(socket, &QTcpSocket::disconnected, socket,
+                                 [this, socket, answered] {
+                                     if (!*answered) ++dropped_;
+                                     socket->deleteLater();
+                                 });
             }
         });
         server_.listen(QHostAddress::LocalHost);
@@ -82,11 +95,14 @@ class LoopbackHttpServer {
         return "http://127.0.0.1:" + QByteArray::number(port()) + path;
     }
     const std::vector<LoopbackRequest>& requests() const { return requests_; }
+    // Connections the client closed before they were answered.
+    int dropped() const { return dropped_; }
 
   private:
     Responder responder_;
     QTcpServer server_;
     std::vector<LoopbackRequest> requests_;
+    int dropped_ = 0;
 };
 
 }  // namespace kernova::testing

@@ -5,7 +5,6 @@
 
 #include <QBuffer>
 #include <QImage>
-#include <QProcess>
 #include <QStandardPaths>
 #include <sstream>
 
@@ -122,11 +121,9 @@ TEST(OcrEntry, TheEntryAndItsRenamedCopyAreValidAndTheCopyFollowsTheSetting) {
     if (QStandardPaths::findExecutable(QStringLiteral("desktop-file-validate")).isEmpty())
         GTEST_SKIP() << "needs desktop-file-validate (desktop-file-utils)";
     auto validate = [](const std::filesystem::path& file) {
-        QProcess validator;
-        validator.start(QStringLiteral("desktop-file-validate"),
-                        {QString::fromStdString(file.string())});
-        validator.waitForFinished(20000);
-        return validator.exitCode() == 0 && validator.readAllStandardOutput().trimmed().isEmpty();
+        ProgramRun run = runProgram(QStringLiteral("desktop-file-validate"),
+                                    {QString::fromStdString(file.string())});
+        return run.status == 0 && run.out.empty();
     };
     const std::filesystem::path installed = KERNOVA_OCR_ENTRY_PATH;
     ASSERT_TRUE(validate(installed));

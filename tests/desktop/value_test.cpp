@@ -1,4 +1,5 @@
-// The conversion between values and D-Bus data, apart from the bus.
+// The conversion between values and D-Bus data, apart from the bus (text
+// repair is the messaging tests').
 #include <gtest/gtest.h>
 
 #include <QDBusObjectPath>
@@ -11,20 +12,6 @@
 
 namespace kernova::desktop {
 namespace {
-
-TEST(DBusValue, TextIsRepairedOnTheWayOut) {
-    EXPECT_EQ(toBusString("caf\xc3\xa9"), QStringLiteral(u"café"));
-    EXPECT_EQ(fromBusString(toBusString("a\xff"
-                                        "b")),
-              "a\xef\xbf\xbd"
-              "b");
-    EXPECT_EQ(fromBusString(toBusString(std::string("a\0b", 3))),
-              "a\xef\xbf\xbd"
-              "b")
-        << "the bus cannot carry NUL";
-    QVariant v = toDBusVariant(Value(std::string("\xc3")));
-    EXPECT_EQ(v.toString(), QString(QChar(QChar::ReplacementCharacter)));
-}
 
 TEST(DBusValue, ContainersDeeperThanTheBusAllowsAreLeftOut) {
     Value deep = Value("leaf");

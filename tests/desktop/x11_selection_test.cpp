@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/log.h"
+#include "base/paths.h"
 #include "desktop/x11_selection_gestures.h"
 #include "desktop_support.h"
 
@@ -20,13 +21,6 @@ namespace kernova::desktop {
 namespace {
 
 using kernova::testing::waitFor;
-
-EnvironmentLookup environment() {
-    return [](const std::string& name) -> std::optional<std::string> {
-        const char* value = std::getenv(name.c_str());
-        return value ? std::optional<std::string>(value) : std::nullopt;
-    };
-}
 
 class Recorder final : public capture::SelectionGestures::Listener {
   public:
@@ -123,7 +117,8 @@ TEST_F(X11SelectionTest, GesturesReportButtonsOwnersAndTrackedInputInOrder) {
     const xcb_window_t own = xcb_generate_id(client);
     xcb_create_window(client, XCB_COPY_FROM_PARENT, own, owner, 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-    X11SelectionGestures gestures(environment(), log, [own](std::uint32_t w) { return w == own; });
+    X11SelectionGestures gestures(processEnvironment(), log,
+                                  [own](std::uint32_t w) { return w == own; });
     Recorder recorder;
     ASSERT_TRUE(gestures.start(recorder));
     std::vector<std::string> expected;
@@ -173,7 +168,7 @@ TEST_F(X11SelectionTest, GesturesReportButtonsOwnersAndTrackedInputInOrder) {
 }
 
 TEST_F(X11SelectionTest, PrimaryReadsTellTextEmptyAndFailedApart) {
-    X11Selections selections(environment(), log);
+    X11Selections selections(processEnvironment(), log);
     // No owner: empty.
     EXPECT_EQ(read(selections).outcome, X11Selections::Outcome::empty);
     // An owner that never answers fails after 500 ms; the loop goes on.
