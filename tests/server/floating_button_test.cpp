@@ -1,11 +1,9 @@
 // The floating button: its geometry from the settings, one button at a time,
 // its timers, and what a tap and a long press open.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "floating/splode_button.h"
-#include "panel/screen_report.h"
 #include "server_fixture.h"
 
 namespace kernova::testing {
