@@ -37,32 +37,7 @@ Outcome runInProcess(const Args& args, const std::string& input) {
     return r;
 }
 
-TEST(SplitArguments, ModesAndText) {
-    auto plain = parse({});
-    ASSERT_TRUE(plain.options);
-    EXPECT_EQ(plain.options->mode, SplitOptions::Mode::splode);
-    EXPECT_FALSE(plain.options->text);
-    EXPECT_FALSE(plain.options->json);
-
-    auto all = parse({"--json", "--all", "hi there"});
-    ASSERT_TRUE(all.options);
-    EXPECT_EQ(all.options->mode, SplitOptions::Mode::all);
-    EXPECT_TRUE(all.options->json);
-    EXPECT_EQ(all.options->text, "hi there");
-
-    auto option = parse({"--option", "5", "-"});
-    ASSERT_TRUE(option.options);
-    EXPECT_EQ(option.options->mode, SplitOptions::Mode::option);
-    EXPECT_EQ(option.options->option, 5u);
-    EXPECT_FALSE(option.options->text);  // "-" reads stdin
-
-    auto dashed = parse({"--", "--all"});
-    ASSERT_TRUE(dashed.options);
-    EXPECT_EQ(dashed.options->text, "--all");
-    EXPECT_TRUE(parse({"--help"}).options->help);
-}
-
-TEST(SplitArguments, BadArgumentsAreErrors) {
+TEST(SplitArguments, BadArgumentsAreErrorsAndDashesEndOptions) {
     for (const Args& args : std::vector<Args>{{"--all", "--option", "1"},
                                               {"--all", "--all"},
                                               {"--option"},
@@ -75,6 +50,8 @@ TEST(SplitArguments, BadArgumentsAreErrors) {
         EXPECT_FALSE(result.options) << args.front();
         EXPECT_FALSE(result.error.empty());
     }
+    // The modes run in SplitRun; after "--" an option is the text.
+    EXPECT_EQ(parse({"--", "--all"}).options->text, "--all");
 }
 
 TEST(SplitFormat, PlainLinesAndJsonArrayOfLiterals) {
