@@ -33,43 +33,32 @@ std::vector<std::size_t> lineLengths(const std::string& s) {
     return lengths;
 }
 
-TEST(Base64Categories, WrapWidthCutsPiecesOfMultiplesOfFour) {
-    const Bytes data = sequence(30);  // 40 characters
-    const auto unbroken = base64EncodedString(data);
-    ASSERT_TRUE(unbroken);
-    EXPECT_EQ(unbroken->size(), 40u);
-    const auto wrapped = base64EncodedStringWithWrapWidth(data, 10);
-    ASSERT_TRUE(wrapped);
-    EXPECT_EQ(lineLengths(*wrapped), (std::vector<std::size_t>{8, 8, 8, 8, 8}));
-    std::string joined;
-    for (const auto& line : splitLines(*wrapped))
-        joined += line;
-    EXPECT_EQ(joined, *unbroken);
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 4)).size(), 10u);
-}
-
-TEST(Base64Categories, WrapWidthKeepsShortOrUnbreakableEncodings) {
-    const Bytes data = sequence(30);
-    EXPECT_EQ(base64EncodedStringWithWrapWidth(data, 0), base64EncodedString(data));
-    EXPECT_EQ(base64EncodedStringWithWrapWidth(data, 40), base64EncodedString(data));
-    for (const std::size_t width : {1u, 2u, 3u}) {
-        EXPECT_EQ(base64EncodedStringWithWrapWidth(data, width), base64EncodedString(data));
+// Lines are cut in pieces of whole multiples of four characters; widths under
+// four, zero, or at least the length keep one line.
+TEST(Base64Categories, WrapWidthsGiveTheirLineLengthsAndDecodeBack) {
+    struct Row {
+        std::size_t bytes, width;
+        std::vector<std::size_t> lengths;
+    };
+    const Row rows[] = {
+        {30, 10, {8, 8, 8, 8, 8}},
+        {30, 4, std::vector<std::size_t>(10, 4)},
+        {30, 0, {40}},
+        {30, 40, {40}},
+        {30, 3, {40}},
+        {30, 1, {40}},
+        {100, 64, {64, 64, 8}},
+        {100, 76, {76, 60}},
+        {48, 64, {64}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::to_string(row.bytes) + " bytes at " + std::to_string(row.width));
+        const auto wrapped = base64EncodedStringWithWrapWidth(sequence(row.bytes), row.width);
+        ASSERT_TRUE(wrapped);
+        EXPECT_EQ(lineLengths(*wrapped), row.lengths);
+        EXPECT_EQ(dataWithBase64EncodedString(*wrapped), sequence(row.bytes));
     }
     EXPECT_EQ(base64EncodedStringWithWrapWidth(Bytes{}, 10), std::nullopt);
-}
-
-TEST(Base64Categories, PlatformLineLengths) {
-    const Bytes data = sequence(100);  // 136 characters
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 64)),
-              (std::vector<std::size_t>{64, 64, 8}));
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 76)),
-              (std::vector<std::size_t>{76, 60}));
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(sequence(48), 64)),
-              (std::vector<std::size_t>{64}));
-    for (const std::size_t width : {64u, 76u}) {
-        EXPECT_EQ(dataWithBase64EncodedString(*base64EncodedStringWithWrapWidth(data, width)),
-                  data);
-    }
 }
 
 TEST(Base64Categories, DecodeIgnoresUnknownCharactersButNeedsPadding) {

@@ -108,7 +108,7 @@ TEST(GTMBase64, NulEndsTheInput) {
     EXPECT_EQ(GTMBase64::decodeString("\0Zm9v"s), std::nullopt);
 }
 
-TEST(GTMBase64, RandomRoundTrips) {
+TEST(GTMBase64, RandomRoundTripsAndHostileInput) {
     std::mt19937 rng(20240611);
     for (std::size_t n = 1; n <= 300; ++n) {
         const Bytes data = randomBytes(rng, n);
@@ -117,31 +117,13 @@ TEST(GTMBase64, RandomRoundTrips) {
         const auto padded = GTMBase64::webSafeEncodeData(data, true);
         EXPECT_EQ(padded->size() % 4, 0u);
         EXPECT_EQ(GTMBase64::webSafeDecodeBytes(padded->data(), padded->size()), data);
+        (void)GTMBase64::decodeData(data);  // garbage never crashes
+        (void)GTMBase64::webSafeDecodeData(data);
     }
-}
-
-TEST(GTMBase64, HostileInputNeverCrashes) {
-    std::mt19937 rng(7);
-    for (int b = 0; b < 256; ++b) {
-        const std::string one(1, static_cast<char>(b));
-        EXPECT_EQ(GTMBase64::decodeString(one), std::nullopt);
-        (void)GTMBase64::webSafeDecodeString(one + one + one + one + "==");
-    }
-    Bytes all(256);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        all[i] = static_cast<std::uint8_t>(i);
-    EXPECT_EQ(GTMBase64::decodeData(all), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeData(*GTMBase64::encodeData(all)), all);
-    for (int round = 0; round < 200; ++round) {
-        const Bytes garbage = randomBytes(rng, 1 + static_cast<std::size_t>(round) % 17);
-        (void)GTMBase64::decodeData(garbage);
-        (void)GTMBase64::webSafeDecodeData(garbage);
-    }
+    for (int b = 0; b < 256; ++b)
+        EXPECT_EQ(GTMBase64::decodeString(std::string(1, static_cast<char>(b))), std::nullopt);
     const Bytes huge = randomBytes(rng, 4u << 20);
-    const auto encoded = GTMBase64::encodeData(huge);
-    ASSERT_TRUE(encoded);
-    EXPECT_EQ(encoded->size(), (huge.size() + 2) / 3 * 4);
-    EXPECT_EQ(GTMBase64::decodeData(*encoded), huge);
+    EXPECT_EQ(GTMBase64::decodeData(*GTMBase64::encodeData(huge)), huge);
     EXPECT_EQ(GTMBase64::decodeData(Bytes(1u << 20, '=')), std::nullopt);
 }
 
