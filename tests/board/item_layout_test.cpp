@@ -225,53 +225,6 @@ TEST(TagLinePass, AsksEachSizeTwiceAndNothingForNoItems) {
     EXPECT_EQ(*content, (Size{0, 60}));
 }
 
-TEST(TagLinePass, SlicesGiveTheFramesOfOnePass) {
-    TagLineMetrics m{GTagFlowView::kDefaultEdgeInsets, 10, 4, 375};
-    auto sizeAt = [](std::int64_t i) {
-        return Size{20.0 + static_cast<double>((i * 37) % 150), 30};
-    };
-    std::vector<Rect> whole, sliced;
-    auto content =
-        layoutTagLines(500, m, sizeAt, [&](std::int64_t, const Rect& f) { whole.push_back(f); });
-
-    TagLinePass pass(500, m);
-    EXPECT_FALSE(pass.run(0, sizeAt, [](std::int64_t, const Rect&) {}));
-    EXPECT_EQ(pass.laidBottom(), 0);
-    std::int64_t expected = 0;
-    auto emit = [&](std::int64_t i, const Rect& f) {
-        EXPECT_EQ(i, expected++);
-        sliced.push_back(f);
-    };
-    // The first slice is final at once: the lines above its bottom stay.
-    EXPECT_FALSE(pass.run(40, sizeAt, emit));
-    EXPECT_EQ(pass.done(), 40);
-    EXPECT_EQ(pass.laidBottom(), sliced.back().maxY());
-    EXPECT_FALSE(pass.contentSize());
-    while (!pass.run(7, sizeAt, emit)) {
-    }
-    EXPECT_EQ(sliced, whole);
-    EXPECT_EQ(pass.contentSize(), content);
-    EXPECT_TRUE(pass.run(7, sizeAt, emit));  // nothing more to do
-    EXPECT_EQ(sliced.size(), 500u);
-
-    // A pass that grows after it finished resumes with the items added, as a
-    // pass over all of them would have laid them out.
-    std::vector<Rect> grown;
-    TagLinePass growing(123, m);
-    auto keep = [&](std::int64_t, const Rect& f) { grown.push_back(f); };
-    EXPECT_TRUE(growing.run(1000, sizeAt, keep));
-    growing.extend(100);  // smaller: nothing changes
-    EXPECT_TRUE(growing.finished());
-    growing.extend(301);
-    EXPECT_FALSE(growing.contentSize());
-    EXPECT_FALSE(growing.run(50, sizeAt, keep));
-    growing.extend(500);
-    while (!growing.run(64, sizeAt, keep)) {
-    }
-    EXPECT_EQ(grown, whole);
-    EXPECT_EQ(growing.contentSize(), content);
-}
-
 TEST_F(LayoutTest, AppendedTagsKeepTheFramesMadeAndLayOutOnlyThemselves) {
     auto makeItems = [&](std::size_t from, std::size_t to) {
         std::vector<GTagFlowItemRef> items;
