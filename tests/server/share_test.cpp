@@ -49,26 +49,16 @@ class ShareTest : public ServerFixture {
   protected:
     ShareTest() {
         const fs::path home = data / "home" / "applications";
-        const fs::path system = data / "system" / "applications";
         writeFile(home / "zed.desktop",
                   "[Desktop Entry]\nType=Application\nName=Zed Editor\nName[fr]=Éditeur Zed\n"
                   "Icon=zed-icon\nExec=zed --new %f\nMimeType=text/plain;\n");
         writeFile(home / "alpha.desktop",
                   "[Desktop Entry]\nType=Application\nName=Alpha Notes\nIcon=/icons/alpha.png\n"
                   "Exec=alpha %F\nMimeType=text/markdown;text/plain;\n");
-        writeFile(home / "quiet.desktop",
-                  "[Desktop Entry]\nType=Application\nName=Quiet\nExec=quiet %f\n"
-                  "NoDisplay=true\nMimeType=text/plain;\n");
-        writeFile(home / "gone.desktop",
-                  "[Desktop Entry]\nType=Application\nName=Gone\nExec=gone %f\nHidden=true\n"
-                  "MimeType=text/plain;\n");
+        // Which entries open text (shown ones only) is the desktop-entry tests'.
         writeFile(home / "viewer.desktop",
                   "[Desktop Entry]\nType=Application\nName=Viewer\nExec=viewer %f\n"
                   "MimeType=image/png;\n");
-        // The home folder's "gone" hides this one.
-        writeFile(system / "gone.desktop",
-                  "[Desktop Entry]\nType=Application\nName=Gone Too\nExec=gone %f\n"
-                  "MimeType=text/plain;\n");
         host.setEnvironment({{"XDG_DATA_HOME", (data / "home").string()},
                              {"XDG_DATA_DIRS", (data / "system").string()},
                              {"LANG", "fr_FR.UTF-8"}});
