@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -17,17 +16,11 @@
 #include "sim/device.h"
 #include "sim/driver.h"
 #include "sim/sim_server_host.h"
+#include "support_lib/fake_environment.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova::capture {
 namespace {
-
-EnvironmentLookup lookupIn(std::map<std::string, std::string> env) {
-    return [env = std::move(env)](const char* name) -> std::optional<std::string> {
-        auto it = env.find(name);
-        return it == env.end() ? std::nullopt : std::optional(it->second);
-    };
-}
 
 std::string app(const std::string& name, const std::string& more = "") {
     return "[Desktop Entry]\nType=Application\nName=" + name + "\n" + more;
@@ -45,10 +38,11 @@ TEST(ApplicationList, ListsWhatTheMenusShowNamedInTheUsersLanguageOnRequest) {
     dir.write("data/applications/kernovad.desktop", app("Kernova"));
     dir.write("data/applications/my-kernova.desktop",
               app("Mine", "Exec=/opt/bin/kernova splode\n"));
-    const EnvironmentLookup env = lookupIn({{"XDG_DATA_HOME", (dir / "data").string()},
-                                            {"XDG_DATA_DIRS", (dir / "none").string()},
-                                            {"XDG_CURRENT_DESKTOP", "GNOME"},
-                                            {"LANG", "de_DE.UTF-8"}});
+    const EnvironmentLookup env =
+        testing::environmentOf({{"XDG_DATA_HOME", (dir / "data").string()},
+                                {"XDG_DATA_DIRS", (dir / "none").string()},
+                                {"XDG_CURRENT_DESKTOP", "GNOME"},
+                                {"LANG", "de_DE.UTF-8"}});
     const ApplicationList expected{{"nameless.desktop", kNamelessApplication},
                                    {"org.example.Editor.desktop", "Bearbeiter"}};
     EXPECT_EQ(applicationList(DesktopEntries::load(env)), expected);

@@ -4,7 +4,6 @@
 #include <unicode/locid.h>
 
 #include <algorithm>
-#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -13,6 +12,7 @@
 #include "base/text.h"
 #include "base/value.h"
 #include "segment/break_text.h"
+#include "support_lib/fake_environment.h"
 
 namespace kernova {
 namespace {
@@ -187,12 +187,7 @@ TEST(IsEmptAllSapce, NilStringsAndOtherValues) {
 }
 
 TEST(SegmentationLocale, ComesFromTheUsersLanguageNeverFromTheProcessLocale) {
-    auto env = [](std::map<std::string, std::string> vars) -> EnvironmentLookup {
-        return [vars](const char* name) -> std::optional<std::string> {
-            auto it = vars.find(name);
-            return it == vars.end() ? std::nullopt : std::optional(it->second);
-        };
-    };
+    auto env = testing::environmentOf;
     EXPECT_EQ(segmentationLocale(env({})), "en");
     EXPECT_EQ(segmentationLocale(env({{"LANG", "C.UTF-8"}, {"LANGUAGE", "de:en"}})), "de");
     EXPECT_EQ(

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <map>
 #include <set>
 
 #include "base/virtual_run_loop.h"
+#include "support_lib/fake_environment.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova {
@@ -33,13 +33,7 @@ class SettingsTest : public ::testing::Test {
 };
 
 TEST_F(SettingsTest, PreferencesFolderComesFromTheEnvironment) {
-    auto env = [](std::map<std::string, std::string> vars) {
-        return [vars](const char* name) -> std::optional<std::string> {
-            auto it = vars.find(name);
-            if (it == vars.end()) return std::nullopt;
-            return it->second;
-        };
-    };
+    auto env = testing::environmentOf;
     EXPECT_EQ(
         preferencesDirectory(env({{"KERNOVA_PREFERENCES_DIR", "/p"}, {"XDG_CONFIG_HOME", "/x"}})),
         "/p");
