@@ -36,34 +36,20 @@ class ServerTest : public ServerFixture {
     const Server::MessageRecord& last() { return theServer.recentMessages().back(); }
 };
 
-TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsOnlyNamesSizesAndOutcomes) {
+// The table served, each message's record in the log without its text, and
+// unknown names dropped are proven through kernovad; here the records' bound.
+TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsABoundedRecord) {
     std::vector<std::string> table(kMessageTable.begin(), kMessageTable.end());
     EXPECT_EQ(device.messageCenter().registeredNames(), table);
-
     splodeSelection("secret words");
-    ASSERT_NE(theServer.panel(), nullptr);
-    EXPECT_EQ(last().name, "notifySplode");
     EXPECT_EQ(last().keys, 2u);
-    EXPECT_EQ(last().outcome.rfind("panel opened: 3 tags", 0), 0u) << last().outcome;
-
-    app.messageSender().sendMessageName("doOCR", Value(Dictionary{{"image", Value("secret")}}));
-    app.messageSender().sendMessageName("copyText");
-    app.messageSender().sendMessageName("noSuchMessage", Value(Dictionary{}));
-    device.runUntilIdle();
-    const auto& recent = theServer.recentMessages();
-    ASSERT_EQ(recent.size(), 4u);
-    EXPECT_EQ(recent[1].outcome, "refused: the image could not be read");
-    EXPECT_FALSE(recent[2].keys.has_value());
-    EXPECT_EQ(recent[3].name, "noSuchMessage");
-    EXPECT_EQ(recent[3].outcome.rfind("dropped", 0), 0u);
     expectNotInTheLog("secret");
-    EXPECT_GE(logLines.size(), 4u);
-
     for (int i = 0; i < 150; ++i)
         app.messageSender().sendMessageName("copyText");
     device.runUntilIdle();
     EXPECT_EQ(theServer.recentMessages().size(), Server::kRecentMessageLimit);
-    EXPECT_EQ(theServer.receivedCount(), 154u);
+    EXPECT_FALSE(last().keys.has_value());
+    EXPECT_EQ(theServer.receivedCount(), 151u);
 }
 
 TEST_F(ServerTest, TheMasterSwitchIsReadAgainOnTheNotificationAndOnAFileChange) {
