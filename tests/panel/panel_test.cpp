@@ -61,8 +61,7 @@ TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
     const ui::Rect board = panel.flowView()->frame();
     const double content = panel.flowView()->collectionView()->contentSize().height;
     EXPECT_EQ(board, ui::Rect(0, 125 + (H - 350 - content) * 0.5, W, content));
-    EXPECT_EQ(panel.selectAllBtn()->frame(), ui::Rect((W - 130) / 2, board.maxY() + 20, 35, 35));
-    EXPECT_EQ(panel.inverseBtn()->frame(), ui::Rect((W + 30) / 2, board.maxY() + 20, 35, 35));
+    EXPECT_EQ(panel.selectAllBtn()->frame().origin.y, board.maxY() + 20) << "below the board";
 
     // Content as tall as the band scrolls; one point less is centred.
     panel.relodLayoutWithCollectionHeight(panel.maxFlowViewHeight());
@@ -70,13 +69,12 @@ TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
     panel.relodLayoutWithCollectionHeight(panel.maxFlowViewHeight() - 1);
     EXPECT_EQ(panel.flowView()->frame(), ui::Rect(0, 125.5, W, H - 351));
 
-    // The default bar: six actions in six equal slots of the 300-point strip.
+    // The default bar's six actions (their slots are the menus file test's).
     std::vector<std::string> names;
     for (const ButtonState& button : reportPanel(panel).actions)
         names.push_back(button.name);
     EXPECT_EQ(names, (std::vector<std::string>{"Copy", "UrlScheme", "Translate", "Search", "Share",
                                                "History"}));
-    EXPECT_EQ(action("Search").frame().origin, (ui::Point{50 * 3 + 7.5, 20}));
 }
 
 TEST_F(PanelTest, TipsComeShortLongOrNotAtAll) {
