@@ -98,15 +98,12 @@ TEST(TranslateAnswers, ValuesAppendAsTheyPrint) {
     EXPECT_EQ(youdaoResult(std::string_view("{\"translateResult\":\"\xff\"}")), kConnectFailed);
 }
 
-TEST(TranslateAnswers, BaiduRetriesOnlyOnTheBusyCode) {
+TEST(TranslateAnswers, BaiduRetriesOnlyOnTheBusyCodeAndTheDialogAndChineseTests) {
     EXPECT_TRUE(baiduResult(R"({"error_code":"54003"})").again);
     EXPECT_FALSE(baiduResult(R"({"error_code":54003})").again);
     EXPECT_EQ(baiduResult(R"({"error_code":"54001","trans_result":[{"dst":"x"}]})").result, "x");
     EXPECT_EQ(baiduResult(R"({"trans_result":[{"dst":"你"},{"dst":"好"}]})").result, "你好");
     EXPECT_EQ(baiduResult(std::nullopt).result, kConnectFailed);
-}
-
-TEST(TranslateAnswers, DialogTextAndChineseTest) {
     EXPECT_EQ(resultForDialog(std::nullopt), kNoTranslation);
     EXPECT_EQ(resultForDialog(std::string(" \n\t\u3000")), kNoTranslation);
     EXPECT_EQ(resultForDialog(std::string(" a\n")), " a\n");
