@@ -8,20 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "support_lib/fake_environment.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova {
 namespace {
 
 using Environment = std::map<std::string, std::string>;
-
-EnvironmentLookup lookupIn(Environment env) {
-    return [env = std::move(env)](const char* name) -> std::optional<std::string> {
-        auto it = env.find(name);
-        if (it == env.end()) return std::nullopt;
-        return it->second;
-    };
-}
+using testing::environmentOf;
 
 std::string app(const std::string& name, const std::string& more = "") {
     return "[Desktop Entry]\nType=Application\nName=" + name + "\n" + more;
@@ -71,7 +65,7 @@ TEST(DesktopEntries, FoldersIdsPrecedenceHiddenAndBrokenFiles) {
     Environment env{{"XDG_DATA_HOME", home},
                     {"XDG_DATA_DIRS", first + ":relative/ignored:" + second},
                     {"HOME", "/nonexistent"}};
-    DesktopEntries entries = DesktopEntries::load(lookupIn(env));
+    DesktopEntries entries = DesktopEntries::load(environmentOf(env));
     EXPECT_EQ(idsOf(entries), (std::vector<std::string>{
                                   "editor.desktop", "org-example-Tool.desktop", "viewer.desktop"}));
     ASSERT_NE(entries.find("editor.desktop"), nullptr);
@@ -85,13 +79,13 @@ TEST(DesktopEntries, FoldersIdsPrecedenceHiddenAndBrokenFiles) {
 
     // The folders: defaults, and relative paths ignored.
     using Paths = std::vector<std::filesystem::path>;
-    EXPECT_EQ(DesktopEntries::applicationFolders(lookupIn({{"HOME", "/h"}})),
+    EXPECT_EQ(DesktopEntries::applicationFolders(environmentOf({{"HOME", "/h"}})),
               (Paths{"/h/.local/share/applications", "/usr/local/share/applications",
                      "/usr/share/applications"}));
-    EXPECT_EQ(DesktopEntries::applicationFolders(lookupIn(
+    EXPECT_EQ(DesktopEntries::applicationFolders(environmentOf(
                   {{"HOME", "/h"}, {"XDG_DATA_HOME", "rel"}, {"XDG_DATA_DIRS", "/a:b:/c/"}})),
               (Paths{"/h/.local/share/applications", "/a/applications", "/c/applications"}));
-    EXPECT_EQ(DesktopEntries::applicationFolders(lookupIn({{"XDG_DATA_DIRS", ""}})),
+    EXPECT_EQ(DesktopEntries::applicationFolders(environmentOf({{"XDG_DATA_DIRS", ""}})),
               (Paths{"/usr/local/share/applications", "/usr/share/applications"}));
 
     EXPECT_TRUE(sameDesktopEntryId("org.a.B", "org.a.B.desktop"));
@@ -122,7 +116,7 @@ TEST(DesktopEntries, FieldsLocalizedNamesEscapesAndVisibility) {
         "[Desktop Action new]\n"
         "Name=Not this one\n";
     auto nameIn = [&](Environment env) {
-        std::optional<DesktopEntry> e = parseDesktopEntry(text, lookupIn(std::move(env)));
+        std::optional<DesktopEntry> e = parseDesktopEntry(text, environmentOf(std::move(env)));
         return e ? e->name : std::string("(none)");
     };
     EXPECT_EQ(nameIn({}), "Editor");
@@ -137,7 +131,7 @@ TEST(DesktopEntries, FieldsLocalizedNamesEscapesAndVisibility) {
     EXPECT_EQ(nameIn({{"LC_ALL", "de"}, {"LC_MESSAGES", "sr_RS"}, {"LANG", "fr"}}), "Bearbeiter");
     EXPECT_EQ(nameIn({{"LC_ALL", ""}, {"LC_MESSAGES", "sr_RS"}, {"LANG", "de"}}), "Уредник");
 
-    std::optional<DesktopEntry> e = parseDesktopEntry(text, lookupIn({}));
+    std::optional<DesktopEntry> e = parseDesktopEntry(text, environmentOf({}));
     ASSERT_TRUE(e);
     EXPECT_EQ(e->icon, "ed icon");
     EXPECT_EQ(e->exec, "ed\tit\nnow \\ \r");
@@ -146,17 +140,17 @@ TEST(DesktopEntries, FieldsLocalizedNamesEscapesAndVisibility) {
     EXPECT_FALSE(e->noDisplay);
     EXPECT_TRUE(e->shownHere);
     // [Desktop Entry] must come first; a file without it is none.
-    EXPECT_FALSE(parseDesktopEntry("[Other]\nA=b\n" + app("X"), lookupIn({})));
-    EXPECT_FALSE(parseDesktopEntry("Type=Application\nName=X\n", lookupIn({})));
+    EXPECT_FALSE(parseDesktopEntry("[Other]\nA=b\n" + app("X"), environmentOf({})));
+    EXPECT_FALSE(parseDesktopEntry("Type=Application\nName=X\n", environmentOf({})));
     bool hidden = false;
-    EXPECT_FALSE(parseDesktopEntry(app("X", "Hidden=true\n"), lookupIn({}), &hidden));
+    EXPECT_FALSE(parseDesktopEntry(app("X", "Hidden=true\n"), environmentOf({}), &hidden));
     EXPECT_TRUE(hidden);
 
     // OnlyShowIn / NotShowIn against the colon-separated current desktops.
     auto shown = [](const std::string& keys, const std::string& current) {
         Environment env;
         if (!current.empty()) env["XDG_CURRENT_DESKTOP"] = current;
-        return parseDesktopEntry(app("X", keys), lookupIn(env))->shownHere;
+        return parseDesktopEntry(app("X", keys), environmentOf(env))->shownHere;
     };
     EXPECT_TRUE(shown("OnlyShowIn=GNOME;KDE;\n", "ubuntu:GNOME"));
     EXPECT_FALSE(shown("OnlyShowIn=KDE;\n", "ubuntu:GNOME"));
@@ -173,9 +167,10 @@ TEST(DesktopEntries, FieldsLocalizedNamesEscapesAndVisibility) {
     dir.write("applications/aaa.desktop", app("Ant", mime + "NoDisplay=true\n"));
     dir.write("applications/kde.desktop", app("Kay", mime + "OnlyShowIn=KDE;\n"));
     dir.write("applications/other.desktop", app("Cat", "MimeType=image/png;\n"));
-    DesktopEntries entries = DesktopEntries::load(lookupIn({{"XDG_DATA_HOME", dir.path().string()},
-                                                            {"XDG_DATA_DIRS", "/nonexistent"},
-                                                            {"XDG_CURRENT_DESKTOP", "GNOME"}}));
+    DesktopEntries entries =
+        DesktopEntries::load(environmentOf({{"XDG_DATA_HOME", dir.path().string()},
+                                            {"XDG_DATA_DIRS", "/nonexistent"},
+                                            {"XDG_CURRENT_DESKTOP", "GNOME"}}));
     EXPECT_EQ(namesOf(entries.handling("text/plain")), (std::vector<std::string>{"Bee", "Zed"}));
     EXPECT_EQ(namesOf(entries.handling("image/png")), (std::vector<std::string>{"Cat"}));
     EXPECT_TRUE(entries.handling("audio/ogg").empty());
@@ -233,7 +228,7 @@ TEST(DesktopEntries, WindowToEntry) {
     dir.write("applications/shell.desktop", app("Shell", "Exec=paint --shell\nNoDisplay=true\n"));
     dir.write("applications/xterm.desktop", app("XTerm", "Exec=uxterm\n"));
     DesktopEntries entries = DesktopEntries::load(
-        lookupIn({{"XDG_DATA_HOME", dir.path().string()}, {"XDG_DATA_DIRS", "/nonexistent"}}));
+        environmentOf({{"XDG_DATA_HOME", dir.path().string()}, {"XDG_DATA_DIRS", "/nonexistent"}}));
 
     struct Row {
         WindowIdentity window;

@@ -5,7 +5,7 @@
 namespace kernova {
 namespace {
 
-TEST(Utf16, LengthsCountSurrogatePairsAsTwo) {
+TEST(Utf16, LengthsCountSurrogatePairsAsTwoAndLoneOnesAreReplaced) {
     EXPECT_EQ(utf16Length(""), 0u);
     EXPECT_EQ(utf16Length("abc"), 3u);
     EXPECT_EQ(utf16Length("中文"), 2u);
@@ -13,9 +13,7 @@ TEST(Utf16, LengthsCountSurrogatePairsAsTwo) {
     EXPECT_EQ(utf16Length("👍🏽"), 4u);
     EXPECT_EQ(toUtf16("a😀").size(), 3u);
     EXPECT_EQ(fromUtf16(toUtf16("héllo 中文 😀")), "héllo 中文 😀");
-}
-
-TEST(Utf16, LoneSurrogatesBecomeReplacementCharacters) {
+    // A lone surrogate becomes a replacement character.
     std::u16string lone = {u'a', static_cast<char16_t>(0xD800), u'b'};
     EXPECT_EQ(fromUtf16(lone),
               "a\xEF\xBF\xBD"

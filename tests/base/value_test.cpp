@@ -66,7 +66,7 @@ TEST(LenientReads, OtherTypesReadAsNothing) {
     }
 }
 
-TEST(ValueLookup, MissingKeysAndWrongContainersReadAbsent) {
+TEST(ValueLookup, MissingKeysAndWrongContainersReadAbsentAndEqualityIsDeep) {
     Value dict(Dictionary{{"list", Value(Array{Value("x")})}, {"n", Value(3)}});
     EXPECT_EQ(dict["n"].integerValue(), 3);
     EXPECT_TRUE(dict["missing"].isAbsent());
@@ -74,9 +74,8 @@ TEST(ValueLookup, MissingKeysAndWrongContainersReadAbsent) {
     EXPECT_EQ(*dict["list"].at(0).asString(), "x");
     EXPECT_TRUE(dict["list"].at(1).isAbsent());
     EXPECT_TRUE(Value("text")["key"].isAbsent());
-}
 
-TEST(ValueEquality, ComparesContentsDeeply) {
+    // Equality compares contents deeply.
     Value a(Dictionary{{"k", Value(Array{Value(1), Value("s")})}});
     Value b(Dictionary{{"k", Value(Array{Value(1), Value("s")})}});
     Value c(Dictionary{{"k", Value(Array{Value(1), Value("t")})}});

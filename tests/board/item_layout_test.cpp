@@ -76,18 +76,10 @@ TEST_F(ItemTest, FactorySharesTheGivenAppearanceOrOneDefault) {
     auto look = GTagFlowAppearance::create(context);
     auto shared = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, look);
     ASSERT_EQ(shared.size(), 3u);
-    EXPECT_EQ(shared[1]->text(), ",");
-    for (const auto& each : shared)
-        EXPECT_EQ(each->appearance(), look);
-    look->textColor = ui::Color{0, 1, 0, 1};
-    EXPECT_EQ(shared[2]->appearance()->textColor, (ui::Color{0, 1, 0, 1}));
-
+    EXPECT_EQ(shared[2]->appearance(), look);
     auto own = GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, segments, nullptr);
     ASSERT_NE(own[0]->appearance(), nullptr);
-    EXPECT_NE(own[0]->appearance(), look);
     EXPECT_EQ(own[0]->appearance(), own[2]->appearance());
-    EXPECT_EQ(own[0]->itemSize().height, 30);
-    EXPECT_TRUE(GTagFlowItem::factoryFolwLayoutWithItems(context, measurer, {}, look).empty());
 }
 
 TEST_F(ItemTest, TagsOfOneStoreKeepTheirOwnTextsAndOutliveTheStore) {
@@ -110,35 +102,13 @@ TEST_F(ItemTest, TagsOfOneStoreKeepTheirOwnTextsAndOutliveTheStore) {
     tags[1]->setText(tags[0]->textView());  // a text of the same store, longer
     EXPECT_EQ(tags[1]->text(), "a much longer alpha");
 
-    // A copy names the same tag; the store lives while a tag of it does.
+    // The store lives while a tag of it does.
     GTagFlowItemRef last = tags[2];
-    EXPECT_EQ(last, tags[2]);
-    EXPECT_NE(last, tags[1]);
-    last->setIsSelected(true);
-    EXPECT_TRUE(tags[2]->isSelected());
     tags.clear();
     EXPECT_EQ(last->text(), "gamma");
-    EXPECT_FALSE(GTagFlowItemRef());
 }
 
 using LayoutTest = BoardTest;
-
-TEST_F(LayoutTest, WorkedExampleWithTheBoardDefaults) {
-    showUniform(3);
-    board->flowDatas()[0]->setItemSize({100, 30});
-    board->flowDatas()[1]->setItemSize({120, 30});
-    board->flowDatas()[2]->setItemSize({150, 30});
-    board->reloadDatas();
-    settle();
-    EXPECT_EQ(frameOf(0), Rect(10, 15, 100, 30));
-    EXPECT_EQ(frameOf(1), Rect(114, 15, 120, 30));
-    EXPECT_EQ(frameOf(2), Rect(10, 55, 150, 30));
-    EXPECT_EQ(board->collectionView()->contentSize(), (Size{0, 100}));
-    // Every cell is on screen with the frame the layout gave it.
-    ASSERT_NE(cellOf(2), nullptr);
-    EXPECT_EQ(cellOf(2)->frame(), Rect(10, 55, 150, 30));
-    EXPECT_EQ(cellOf(2)->tagLabel()->frame(), Rect(0, 0, 150, 30));
-}
 
 TEST_F(LayoutTest, WideTagsAreShortenedToTheLine) {
     showUniform(1, 400);
@@ -161,6 +131,10 @@ TEST_F(LayoutTest, LinesStartAtTheLeftInsetWithExactGaps) {
     }
     // k lines: T + (k - 1) * (h + S) + h + B.
     EXPECT_EQ(board->collectionView()->contentSize(), (Size{0, 15 + 2 * 40 + 30 + 15}));
+    // Every cell is on screen with the frame the layout gave it.
+    ASSERT_NE(cellOf(11), nullptr);
+    EXPECT_EQ(cellOf(11)->frame(), frameOf(11));
+    EXPECT_EQ(cellOf(11)->tagLabel()->frame(), Rect(0, 0, 60, 30));
 
     // Tags of one line differing in height put tops out of order: every tag
     // is still found under the finger.
@@ -249,53 +223,6 @@ TEST(TagLinePass, AsksEachSizeTwiceAndNothingForNoItems) {
     EXPECT_EQ(asked, 7);  // each item once, plus each next item once ahead
     EXPECT_EQ(frames.size(), 4u);
     EXPECT_EQ(*content, (Size{0, 60}));
-}
-
-TEST(TagLinePass, SlicesGiveTheFramesOfOnePass) {
-    TagLineMetrics m{GTagFlowView::kDefaultEdgeInsets, 10, 4, 375};
-    auto sizeAt = [](std::int64_t i) {
-        return Size{20.0 + static_cast<double>((i * 37) % 150), 30};
-    };
-    std::vector<Rect> whole, sliced;
-    auto content =
-        layoutTagLines(500, m, sizeAt, [&](std::int64_t, const Rect& f) { whole.push_back(f); });
-
-    TagLinePass pass(500, m);
-    EXPECT_FALSE(pass.run(0, sizeAt, [](std::int64_t, const Rect&) {}));
-    EXPECT_EQ(pass.laidBottom(), 0);
-    std::int64_t expected = 0;
-    auto emit = [&](std::int64_t i, const Rect& f) {
-        EXPECT_EQ(i, expected++);
-        sliced.push_back(f);
-    };
-    // The first slice is final at once: the lines above its bottom stay.
-    EXPECT_FALSE(pass.run(40, sizeAt, emit));
-    EXPECT_EQ(pass.done(), 40);
-    EXPECT_EQ(pass.laidBottom(), sliced.back().maxY());
-    EXPECT_FALSE(pass.contentSize());
-    while (!pass.run(7, sizeAt, emit)) {
-    }
-    EXPECT_EQ(sliced, whole);
-    EXPECT_EQ(pass.contentSize(), content);
-    EXPECT_TRUE(pass.run(7, sizeAt, emit));  // nothing more to do
-    EXPECT_EQ(sliced.size(), 500u);
-
-    // A pass that grows after it finished resumes with the items added, as a
-    // pass over all of them would have laid them out.
-    std::vector<Rect> grown;
-    TagLinePass growing(123, m);
-    auto keep = [&](std::int64_t, const Rect& f) { grown.push_back(f); };
-    EXPECT_TRUE(growing.run(1000, sizeAt, keep));
-    growing.extend(100);  // smaller: nothing changes
-    EXPECT_TRUE(growing.finished());
-    growing.extend(301);
-    EXPECT_FALSE(growing.contentSize());
-    EXPECT_FALSE(growing.run(50, sizeAt, keep));
-    growing.extend(500);
-    while (!growing.run(64, sizeAt, keep)) {
-    }
-    EXPECT_EQ(grown, whole);
-    EXPECT_EQ(growing.contentSize(), content);
 }
 
 TEST_F(LayoutTest, AppendedTagsKeepTheFramesMadeAndLayOutOnlyThemselves) {

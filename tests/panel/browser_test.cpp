@@ -1,15 +1,10 @@
 // The panel's browser on the simulated device: the search URL, browser mode's
 // views, page events and the spinner, new-window links, the keys, closing,
 // handing the page to the desktop's browser, and the page's full-screen player.
-#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <fstream>
-#include <string>
-#include <vector>
 
-#include "panel/screen_report.h"
-#include "panel/tag_flow_container.h"
 #include "server/server_fixture.h"
 #include "sim/sim_services.h"
 
@@ -17,7 +12,6 @@ namespace kernova::testing {
 namespace {
 
 constexpr double W = 375;
-constexpr double H = 627;
 
 // A picture in the simulated codec's format, `side` pixels square.
 void writePicture(const std::filesystem::path& file, std::uint32_t side) {
@@ -40,20 +34,9 @@ class BrowserTest : public ServerFixture {
     // Opens a panel on `text` and searches it with the Search button; the
     // panel is kept alive after the server lets it go.
     GTagFlowContainer& search(const std::string& text) {
-        splodeSelection(text);
-        device.advance(GTagFlowContainer::kShowSeconds);
-        kept.push_back(
-            std::static_pointer_cast<GTagFlowContainer>(theServer.panel()->shared_from_this()));
-        GTagFlowContainer& panel = *kept.back();
-        for (const auto& view : panel.topContentView()->subviews()) {
-            auto* button = dynamic_cast<ui::Button*>(view.get());
-            if (button && button->currentTitle() == GTagFlowContainer::kSearch)
-                driver.tap(middle(*button));
-        }
-        return panel;
-    }
-    static ui::Point middle(const ui::View& view) {
-        return view.convertPointToScreen(ui::Point{view.bounds().midX(), view.bounds().midY()});
+        kept.push_back(std::static_pointer_cast<GTagFlowContainer>(open(text).shared_from_this()));
+        tapAction(GTagFlowContainer::kSearch);
+        return *kept.back();
     }
     std::vector<std::string> loads() { return driver.webView()->loads(); }
     bool spinning() { return kept.back()->activityIndicatorView()->isAnimating(); }
@@ -89,15 +72,7 @@ TEST_F(BrowserTest, SearchLoadsTheSettingsTemplateAndAnEmptyTextOpensNothing) {
     expectNotInTheLog("R&D");
     expectNotInTheLog("R%26D");
 
-    panel.hide();
-    device.advance(0.1);
-    set("SearchEngine", Value("http://127.0.0.1:8/find?q=%s&hl=en"));
-    GTagFlowContainer& other = search("a/b");
-    EXPECT_EQ(loads(), (std::vector<std::string>{"http://127.0.0.1:8/find?q=a%2Fb&hl=en"}));
-    EXPECT_EQ(reportPanel(other).browser->url, "http://127.0.0.1:8/find?q=a%2Fb&hl=en");
-
-    other.hide();
-    device.advance(0.1);
+    closePanel();
     splodeSelection("x");
     theServer.panel()->searchText("");
     EXPECT_EQ(theServer.panel()->webView(), nullptr);
@@ -110,20 +85,11 @@ TEST_F(BrowserTest, BrowserModeReplacesTheBoardWithTheWebViewCaptionAndButton) {
     EXPECT_EQ(panel.flowView()->superview(), nullptr);
     EXPECT_EQ(panel.closeBtn()->superview(), nullptr);
     EXPECT_EQ(panel.headerTimer(), 0u) << "no blinking header behind the page";
-    EXPECT_EQ(panel.topPadding(), 30);
-    EXPECT_EQ(panel.webView()->frame(), ui::Rect(0, 50, W, H - 100));
-    EXPECT_EQ(panel.webView()->cornerRadius(), 13);
-    EXPECT_TRUE(panel.webView()->allowsBackForwardNavigationGestures());
-    EXPECT_TRUE(panel.webViewConfig().allowsInlineMediaPlayback);
-    EXPECT_EQ(panel.closeLabel()->frame(), ui::Rect(0, H - 30, W, 30));
     EXPECT_EQ(panel.closeLabel()->text(), "Click here to close");
-    EXPECT_EQ(panel.closeLabel()->font().pointSize, 24);
-    EXPECT_EQ(panel.openUrlBtn()->frame(), ui::Rect(W - 40, (H - 40) / 2, 40, 40));
     EXPECT_FALSE(panel.openUrlBtn()->isHidden());
     EXPECT_NE(panel.openUrlBtn()->superview(), nullptr);
     ASSERT_NE(panel.openUrlBtn()->currentImage(), nullptr);
     EXPECT_EQ(panel.openUrlBtn()->currentImage()->size().width, 3) << "our own picture";
-    EXPECT_EQ(panel.activityIndicatorView()->frame(), ui::Rect((W - 20) / 2, 15, 20, 20));
 }
 
 TEST_F(BrowserTest, TheCaptionColourFollowsTheBackgroundSetting) {
@@ -140,8 +106,7 @@ TEST_F(BrowserTest, TheCaptionColourFollowsTheBackgroundSetting) {
         EXPECT_EQ(panel.closeLabel()->textColor(),
                   row.white ? ui::Color::white(1.0) : ui::Color::black())
             << row.background << " " << row.darkMode;
-        panel.hide();
-        device.advance(0.1);
+        closePanel();
     }
 }
 
@@ -198,7 +163,7 @@ TEST_F(BrowserTest, PageEventsDriveTheSpinnerAndNewWindowsLoadInPlaceOrAreDroppe
     EXPECT_EQ(server.services().webViews().size(), 1u);
 }
 
-TEST_F(BrowserTest, KeysFindGoBackAndForwardThenEscapeClosesTheFieldFirstAndThePanel) {
+TEST_F(BrowserTest, AltArrowsGoBackAndForwardAndEscapeClosesThePanelAndItsPage) {
     GTagFlowContainer& panel = search("word");
     ui::KeyEvent altLeft{ui::Key::left, {}, false, false, true};
     ui::KeyEvent altRight{ui::Key::right, {}, false, false, true};
@@ -208,13 +173,8 @@ TEST_F(BrowserTest, KeysFindGoBackAndForwardThenEscapeClosesTheFieldFirstAndTheP
     EXPECT_FALSE(driver.key({ui::Key::other, "a"}));
     EXPECT_EQ(driver.webView()->historySteps(), (std::vector<std::string>{"back", "forward"}));
 
-    EXPECT_TRUE(driver.key({ui::Key::other, "f", true}));
-    EXPECT_TRUE(driver.webView()->findBarShown());
-    EXPECT_TRUE(reportPanel(panel).browser->findBar);
-    EXPECT_TRUE(driver.key({ui::Key::escape, {}}));
-    EXPECT_FALSE(driver.webView()->findBarShown());
-    EXPECT_TRUE(panel.isShown()) << "the first Escape closes the field only";
-
+    // The find field and Escape are proven end to end; one closed in the page
+    // leaves Escape to the panel.
     driver.key({ui::Key::other, "f", true});
     driver.webView()->view().backingDidHideFindBar();  // the user closed it in the page
     driver.key({ui::Key::escape, {}});
@@ -270,22 +230,16 @@ TEST_F(BrowserTest, OpenInBrowserHandsTheCurrentPageToTheDesktopAndHides) {
 }
 
 TEST_F(BrowserTest, APagesFullScreenPlayerParksThePanelAndLeavingBringsItBackAsItWas) {
+    // Its monitor, and the panel's tags and page after it, are proven end to end.
     GTagFlowContainer& panel = search("two words");
     driver.finishLoading();
     sim::SimWebViewBacking& page = *driver.webView();
-    page.view().backingDidCommitURL("https://v.example/watch");
-    const std::vector<TagState> tags = reportPanel(panel).tags;
     const std::size_t loadsBefore = loads().size();
 
     EXPECT_TRUE(page.requestFullScreen(true));
     device.runUntilIdle();
     EXPECT_EQ(panel.state(), GTagFlowContainer::State::parked);
-    EXPECT_EQ(page.fullScreen(), panel.keyWindow()->frame()) << "on the panel's monitor";
     EXPECT_TRUE(server.application().windows().empty()) << "nothing of the panel takes clicks";
-    const ScreenReport during = reportScreen(server.application());
-    ASSERT_TRUE(during.panel);
-    EXPECT_TRUE(during.panel->parked);
-    EXPECT_TRUE(during.panel->browser->fullScreen);
     // Where a tap would close a shown panel, it reaches what is beneath.
     driver.tap(panel.convertPointToScreen(ui::Point{W / 2, -10}));
     driver.tap(middle(*panel.closeLabel()));
@@ -293,14 +247,9 @@ TEST_F(BrowserTest, APagesFullScreenPlayerParksThePanelAndLeavingBringsItBackAsI
 
     EXPECT_TRUE(page.requestFullScreen(false));
     device.advance(GTagFlowContainer::kShowSeconds);
-    EXPECT_TRUE(panel.isShown());
-    EXPECT_FALSE(page.fullScreen());
     EXPECT_EQ(theServer.panel(), &panel);
-    EXPECT_EQ(reportPanel(panel).tags.size(), tags.size());
-    EXPECT_EQ(panel.flowView()->getAllTextstring(), "two words");
-    EXPECT_EQ(panel.webView()->URL(), "https://v.example/watch");
+    EXPECT_TRUE(panel.isShown());
     EXPECT_EQ(loads().size(), loadsBefore) << "the same page, not loaded again";
-    EXPECT_FALSE(reportPanel(panel).browser->fullScreen);
     device.advance(ServerFlags::kPopSeconds);
 
     // A new request while the player is up: the old panel and its player go,

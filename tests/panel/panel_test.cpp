@@ -3,26 +3,13 @@
 // from the menus file and what each button does with the picked tags, the
 // close button's gestures, the keys, the running indicator, and that a closed
 // panel leaves nothing running.
-#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "base/plist.h"
 #include "board/tag_flow_cell.h"
 #include "floating/splode_running_view.h"
-#include "panel/screen_report.h"
-#include "panel/tag_flow_container.h"
 #include "server/message_names.h"
-#include "server/server.h"
 #include "server/server_fixture.h"
-#include "server/settings.h"
-#include "sim/device.h"
-#include "sim/driver.h"
-#include "sim/sim_server_host.h"
 #include "support/base64_categories.h"
 #include "ui/activity.h"
-#include "ui/alert.h"
 
 namespace kernova::testing {
 namespace {
@@ -36,28 +23,6 @@ class PanelTest : public ServerFixture {
     void writeMenus(Value menus) {
         savePropertyList(server.context().paths().menusFile(),
                          Value(Dictionary{{"menus", std::move(menus)}}));
-    }
-    GTagFlowContainer& open(const std::string& text) {
-        splodeSelection(text);
-        device.advance(GTagFlowContainer::kShowSeconds);
-        EXPECT_NE(theServer.panel(), nullptr);
-        return *theServer.panel();
-    }
-    static ui::Point middle(const ui::View& view) {
-        return view.convertPointToScreen(ui::Point{view.bounds().midX(), view.bounds().midY()});
-    }
-    ui::Point tag(const std::string& text) {
-        for (const TagState& state : tagStatesOf(*theServer.panel()->flowView()))
-            if (state.text == text) return ui::Point{state.frame.midX(), state.frame.midY()};
-        ADD_FAILURE() << "no tag " << text;
-        return {};
-    }
-    ui::Button& action(const std::string& name) {
-        for (const auto& view : theServer.panel()->topContentView()->subviews()) {
-            auto* button = dynamic_cast<ui::Button*>(view.get());
-            if (button && button->currentTitle() == name) return *button;
-        }
-        throw std::runtime_error("no button " + name);
     }
     std::vector<std::string> alertTitles() {
         std::vector<std::string> titles;
@@ -89,20 +54,14 @@ TEST(PanelGeometry, TheCardFitsTheWorkAreaOfItsMonitor) {
 TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
     GTagFlowContainer& panel = open("alpha beta");
     EXPECT_EQ(panel.frame(), ui::Rect(0, 20, W, H));
-    EXPECT_EQ(panel.keyWindow()->frame(), ui::Rect(0, 0, 375, 667));
     EXPECT_EQ(panel.maxFlowViewHeight(), H - 350);
-    EXPECT_EQ(panel.headerView()->frame(), ui::Rect((W - 80) / 2, 35, 80, 80));
-    EXPECT_EQ(panel.closeBtn()->frame(), ui::Rect((W - 35) / 2, H - 130, 35, 35));
-    EXPECT_EQ(panel.topContentView()->frame(), ui::Rect(0.1 * W, H - 225, 0.8 * W, 75));
-    EXPECT_EQ(panel.btmHorizontalLine()->frame(), ui::Rect(0, H - 75, W, 1));
     EXPECT_EQ(panel.menuBackgroundView().frame(), ui::Rect(0, -20, 375, 667))
         << "the backdrop covers the whole monitor";
 
     const ui::Rect board = panel.flowView()->frame();
     const double content = panel.flowView()->collectionView()->contentSize().height;
     EXPECT_EQ(board, ui::Rect(0, 125 + (H - 350 - content) * 0.5, W, content));
-    EXPECT_EQ(panel.selectAllBtn()->frame(), ui::Rect((W - 130) / 2, board.maxY() + 20, 35, 35));
-    EXPECT_EQ(panel.inverseBtn()->frame(), ui::Rect((W + 30) / 2, board.maxY() + 20, 35, 35));
+    EXPECT_EQ(panel.selectAllBtn()->frame().origin.y, board.maxY() + 20) << "below the board";
 
     // Content as tall as the band scrolls; one point less is centred.
     panel.relodLayoutWithCollectionHeight(panel.maxFlowViewHeight());
@@ -110,38 +69,27 @@ TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
     panel.relodLayoutWithCollectionHeight(panel.maxFlowViewHeight() - 1);
     EXPECT_EQ(panel.flowView()->frame(), ui::Rect(0, 125.5, W, H - 351));
 
-    // The default bar: six actions in six equal slots of the 300-point strip.
+    // The default bar's six actions (their slots are the menus file test's).
     std::vector<std::string> names;
-    for (const ButtonState& button : reportPanel(panel).actions) {
+    for (const ButtonState& button : reportPanel(panel).actions)
         names.push_back(button.name);
-        EXPECT_EQ(button.frame.size, (ui::Size{35, 35}));
-    }
     EXPECT_EQ(names, (std::vector<std::string>{"Copy", "UrlScheme", "Translate", "Search", "Share",
                                                "History"}));
-    EXPECT_EQ(action("Search").frame().origin, (ui::Point{50 * 3 + 7.5, 20}));
 }
 
 TEST_F(PanelTest, TipsComeShortLongOrNotAtAll) {
     for (std::int64_t tips : {0, 1, 2}) {
         set("tips", Value(tips));
         GTagFlowContainer& panel = open("tips");
-        const auto& labels = panel.tipLabels();
         std::vector<std::string> shown = reportPanel(panel).tips;
-        const ui::Rect close = panel.closeBtn()->frame();
         if (tips == 0) {
             EXPECT_EQ(shown.size(), 8u);
-            EXPECT_EQ(labels[3]->text(), "[Long press blank]");
-            EXPECT_EQ(labels[3]->frame(), ui::Rect(0, H - 65, W / 4, 20));
-            EXPECT_EQ(labels[7]->frame(), ui::Rect(0, H - 48, W / 4, 20));
-            EXPECT_EQ(labels[0]->textAlignment(), ui::TextAlignment::center);
+            EXPECT_EQ(panel.tipLabels()[3]->text(), "[Long press blank]");
         } else if (tips == 1) {
             EXPECT_EQ(shown,
                       (std::vector<std::string>{
                           "→Right Swipe ⓧ Inverse selection", "Left Swipe ⓧ Select all←",
                           "Long press ⓧ splode again", "Long press blank to toggle orderly"}));
-            EXPECT_EQ(labels[0]->frame(), ui::Rect(W / 2 + 43, close.origin.y, 130, 35));
-            EXPECT_EQ(labels[2]->frame(), ui::Rect(W / 2 - 75, close.origin.y - 30, 150, 20));
-            EXPECT_EQ(labels[0]->textAlignment(), ui::TextAlignment::left);
         } else {
             EXPECT_TRUE(shown.empty());
         }
@@ -195,31 +143,27 @@ TEST_F(PanelTest, TheMenusFileSetsTheBarAndAnEmptyNameKeepsItsSlot) {
     writeMenus(Value(Dictionary{{"Disabled", Value(Array{})}}));
     open("menus");
     EXPECT_TRUE(reportPanel(*theServer.panel()).actions.empty());
-    theServer.panel()->setActionBtnItems({});
-    EXPECT_TRUE(theServer.panel()->actionBtnItems().empty());
 }
 
-TEST_F(PanelTest, CopyWritesThePicksInBoardOrderOrPickOrderAndOpensNoSecondPanel) {
-    for (bool orderCopy : {false, true}) {
-        set("orderCopy", Value(orderCopy));
-        open("alpha beta gamma");
-        driver.tap(tag("gamma"));
-        driver.tap(tag("alpha"));
-        EXPECT_EQ(picked(), (std::vector<std::string>{"gamma", "alpha"}));
-        driver.tap(middle(action("Copy")));
-        EXPECT_EQ(device.pasteboard().string(), orderCopy ? "gammaalpha" : "alphagamma");
-        EXPECT_TRUE(theServer.flags().usingSplode);
-        device.advance(0.1);
-        EXPECT_EQ(theServer.panel(), nullptr) << "Copy hides the panel";
+// Copy in board or pick order is proven through kernovad in tests/desktop.
+TEST_F(PanelTest, CopyOpensNoSecondPanelAndWithNothingPickedTakesTheWholeText) {
+    open("alpha beta gamma");
+    driver.tap(tag("gamma"));
+    driver.tap(tag("alpha"));
+    EXPECT_EQ(picked(), (std::vector<std::string>{"gamma", "alpha"}));
+    driver.tap(middle(action("Copy")));
+    EXPECT_EQ(device.pasteboard().string(), "alphagamma");
+    EXPECT_TRUE(theServer.flags().usingSplode);
+    device.advance(0.1);
+    EXPECT_EQ(theServer.panel(), nullptr) << "Copy hides the panel";
 
-        // The clipboard watch answers the panel's own write: no second panel.
-        app.messageSender().sendMessageName("notifySplode",
-                                            Value(Dictionary{{"callFromCC", Value(true)}}));
-        device.runUntilIdle();
-        EXPECT_EQ(theServer.panel(), nullptr);
-        device.advance(ServerFlags::kOwnWriteSeconds);
-        EXPECT_FALSE(theServer.flags().usingSplode);
-    }
+    // The clipboard watch answers the panel's own write: no second panel.
+    app.messageSender().sendMessageName("notifySplode",
+                                        Value(Dictionary{{"callFromCC", Value(true)}}));
+    device.runUntilIdle();
+    EXPECT_EQ(theServer.panel(), nullptr);
+    device.advance(ServerFlags::kOwnWriteSeconds);
+    EXPECT_FALSE(theServer.flags().usingSplode);
 
     // Nothing picked: the whole text.
     open("whole text");
@@ -295,26 +239,12 @@ TEST_F(PanelTest, TheCloseButtonsSwipesSelectAllOrInverseAndItsLongPressSplitsAg
     EXPECT_EQ(panel.flowView()->orderCopy(), !order);
 }
 
-TEST_F(PanelTest, EscapeControlCAndATapOutsideTheCardCloseIt) {
+// Escape, Control+C and a click on the backdrop are proven end to end.
+TEST_F(PanelTest, ATapOnTheCardsBlankSpaceOrAPlainLetterKeepsItOpen) {
     open("keys here");
-    driver.tap(ui::Point{200, 150});  // blank space on the card
-    EXPECT_TRUE(theServer.panel()->isShown());
-    driver.tap(ui::Point{200, 5});  // the backdrop above the card
-    device.advance(0.1);
-    EXPECT_EQ(theServer.panel(), nullptr);
-
-    open("keys here");
-    driver.tap(tag("here"));
-    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::other, "c", true}));
-    EXPECT_EQ(device.pasteboard().string(), "here");
-    device.advance(0.6);
-    EXPECT_EQ(theServer.panel(), nullptr);
-
-    open("keys here");
+    driver.tap(ui::Point{200, 150});
     EXPECT_FALSE(driver.key(ui::KeyEvent{ui::Key::other, "c", false}));
-    EXPECT_TRUE(driver.key(ui::KeyEvent{ui::Key::escape, {}, false}));
-    device.advance(0.1);
-    EXPECT_EQ(theServer.panel(), nullptr);
+    EXPECT_TRUE(theServer.panel()->isShown());
 }
 
 TEST_F(PanelTest, TheKeyboardWalksTheTagsPicksThemAndPressesTheButtons) {
@@ -403,10 +333,8 @@ TEST_F(PanelTest, RunningIndicatorsBlinkAndOneNoticeHidesThemAll) {
     device.runUntilIdle();
     ScreenReport report = reportScreen(server.application());
     ASSERT_EQ(report.runningIndicators.size(), 2u);
-    EXPECT_EQ(report.runningIndicators[0], ui::Rect(147.5, 35, 80, 80));
 
     device.advance(GSplodeRunningView::kBlinkSeconds * 2 + 0.01);
-    EXPECT_EQ(report.runningIndicators.size(), 2u);
     server.context().notifications().post(kHideRunningNotification);
     EXPECT_TRUE(reportScreen(server.application()).runningIndicators.empty());
     device.advance(1);

@@ -3,13 +3,7 @@
 // alert style's request to each engine (answered from a script), its running
 // indicator and the result dialog; Baidu's busy answer and a new panel that
 // ends it.
-#include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
-#include "panel/screen_report.h"
-#include "panel/tag_flow_container.h"
 #include "server/server_fixture.h"
 #include "sim/sim_http_client.h"
 #include "sim/sim_services.h"
@@ -19,13 +13,6 @@ namespace kernova::testing {
 namespace {
 
 using Texts = std::vector<std::string>;
-
-HttpResult answer(std::string body) {
-    HttpResponse response;
-    response.status = 200;
-    response.data = std::move(body);
-    return response;
-}
 
 class TranslationTest : public ServerFixture {
   protected:
@@ -40,21 +27,8 @@ class TranslationTest : public ServerFixture {
             Value(Dictionary{{"languages", Value(std::move(codes))}}));
     }
     void translate(const std::string& text) {
-        splodeSelection(text);
-        device.advance(GTagFlowContainer::kShowSeconds);
-        if (!theServer.panel()) {
-            ADD_FAILURE() << "no panel";
-            return;
-        }
-        for (const auto& view : theServer.panel()->topContentView()->subviews()) {
-            auto* button = dynamic_cast<ui::Button*>(view.get());
-            if (button && button->currentTitle() == GTagFlowContainer::kTranslate) {
-                driver.tap(button->convertPointToScreen(
-                    ui::Point{button->bounds().midX(), button->bounds().midY()}));
-                return;
-            }
-        }
-        ADD_FAILURE() << "no Translate button";
+        open(text);
+        driver.tap(middle(action(GTagFlowContainer::kTranslate)));
     }
     sim::SimHttpClient& http() { return server.http(); }
     Texts urls() {
@@ -171,8 +145,7 @@ TEST_F(TranslationTest, ThePickerAsksForTheLanguageAndThePageOpensInThePanel) {
     EXPECT_TRUE(http().requests().empty());
 
     // Baidu's page takes its own codes.
-    theServer.panel()->hide();
-    device.advance(0.1);
+    closePanel();
     set("languageSelect", Value(0));
     languages(Array{"zh-TW"});
     set("TranslationService", Value("https://fanyi.baidu.com/#auto/%l/%s"));

@@ -5,11 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/plist.h"
+#include "panel/screen_report.h"
+#include "panel/tag_flow_container.h"
 #include "server/server.h"
 #include "server/settings.h"
 #include "sim/device.h"
@@ -45,6 +48,46 @@ class ServerFixture : public ::testing::Test {
             "notifySplode",
             Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
         device.runUntilIdle();
+    }
+    // Opens a panel on `text` and lets its show animation end.
+    GTagFlowContainer& open(const std::string& text) {
+        splodeSelection(text);
+        device.advance(GTagFlowContainer::kShowSeconds);
+        EXPECT_NE(theServer.panel(), nullptr);
+        return *theServer.panel();
+    }
+    // Hides the panel and lets its fade end.
+    void closePanel() {
+        theServer.panel()->hide();
+        device.advance(0.1);
+    }
+    static ui::Point middle(const ui::View& view) {
+        return view.convertPointToScreen(ui::Point{view.bounds().midX(), view.bounds().midY()});
+    }
+    // The shown panel's action button titled `name`.
+    ui::Button& action(const std::string& name) {
+        for (const auto& view : theServer.panel()->topContentView()->subviews()) {
+            auto* button = dynamic_cast<ui::Button*>(view.get());
+            if (button && button->currentTitle() == name) return *button;
+        }
+        throw std::runtime_error("no button " + name);
+    }
+    void tapAction(const std::string& name) {
+        driver.tap(middle(action(name)));
+        device.runUntilIdle();
+    }
+    // The middle of the shown panel's tag `text`, on screen.
+    ui::Point tag(const std::string& text) {
+        for (const TagState& state : tagStatesOf(*theServer.panel()->flowView()))
+            if (state.text == text) return ui::Point{state.frame.midX(), state.frame.midY()};
+        ADD_FAILURE() << "no tag " << text;
+        return {};
+    }
+    static HttpResult answer(std::string body) {
+        HttpResponse response;
+        response.status = 200;
+        response.data = std::move(body);
+        return response;
     }
     // The titles of every alert and notice the server showed, oldest first.
     std::vector<std::string> toasts() {

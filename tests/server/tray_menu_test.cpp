@@ -1,14 +1,8 @@
-// The tray menu and the first run on the simulated device: the master switch
-// written into the settings file (other keys kept) and followed by the next
-// request, each item's request reaching the server's handlers, and the
-// preferences opened only for an autostarted first run.
+// The tray menu on the simulated device: each item's request reaches the
+// server's handlers (the master switch and the first run are proven through
+// kernovad in tests/desktop/tray_e2e_test.cpp).
 #include "server/tray_menu.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-
-#include "server/first_run.h"
 #include "server_fixture.h"
 
 namespace kernova::testing {
@@ -16,35 +10,11 @@ namespace {
 
 class TrayMenuTest : public ServerFixture {
   protected:
-    TrayMenuTest() {
-        set("style", Value(std::int64_t{2}));
-        device.runUntilIdle();
-    }
-    bool checked() { return menu.items().front().checked; }
     std::string lastOutcome() { return theServer.recentMessages().back().outcome; }
 
     int quits = 0;
     TrayMenu menu{server.context(), {&theServer.loopback(), &host, "kernova", [this] { ++quits; }}};
 };
-
-TEST_F(TrayMenuTest, TheMasterSwitchWritesTheFileKeepsOtherKeysAndTheNextRequestFollowsIt) {
-    ASSERT_TRUE(checked());
-    ASSERT_TRUE(menu.trigger(TrayMenu::kEnabled));
-    device.runUntilIdle();
-    SettingsSnapshot file = readSettings(server.context());
-    EXPECT_FALSE(file.get(settings_key::kEnabled));
-    EXPECT_EQ(file.get(settings_key::kStyle), 2);
-    EXPECT_FALSE(checked());
-    splodeSelection("words");
-    EXPECT_EQ(theServer.panel(), nullptr);
-    EXPECT_EQ(toasts().back(), "Please turn on tweak switch to use it!");
-
-    ASSERT_TRUE(menu.trigger(TrayMenu::kEnabled));
-    device.runUntilIdle();
-    EXPECT_TRUE(checked());
-    splodeSelection("words");
-    EXPECT_NE(theServer.panel(), nullptr);
-}
 
 TEST_F(TrayMenuTest, ItemsSendTheirRequestsThroughTheServersHandlers) {
     std::vector<std::string> titles;
@@ -80,21 +50,6 @@ TEST_F(TrayMenuTest, ItemsSendTheirRequestsThroughTheServersHandlers) {
     EXPECT_EQ(quits, 0);
     menu.trigger(TrayMenu::kQuit);
     EXPECT_EQ(quits, 1);
-}
-
-TEST_F(TrayMenuTest, OnlyAnAutostartWithoutSettingsOpensThePreferencesAndNothingIsWritten) {
-    EXPECT_FALSE(openPreferencesOnFirstRun(server.context(), host, "kernova", true));
-    std::filesystem::remove(server.context().paths().settingsFile());
-    EXPECT_FALSE(openPreferencesOnFirstRun(server.context(), host, "kernova", false));
-    device.runUntilIdle();
-    EXPECT_TRUE(host.launches().empty());
-
-    EXPECT_TRUE(openPreferencesOnFirstRun(server.context(), host, "/opt/k/kernova", true));
-    device.runUntilIdle();
-    EXPECT_EQ(host.launches(),
-              (std::vector<std::vector<std::string>>{
-                  {"/opt/k/kernova", "prefs", "--first-run", "kernova-prefs:/General"}}));
-    EXPECT_FALSE(std::filesystem::exists(server.context().paths().settingsFile()));
 }
 
 }  // namespace

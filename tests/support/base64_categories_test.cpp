@@ -1,3 +1,5 @@
+// Base64 as the server reads images and the OCR activity writes them, and the
+// conveniences built on it (no caller uses those yet: one test keeps them).
 #include "support/base64_categories.h"
 
 #include <gtest/gtest.h>
@@ -16,106 +18,59 @@ Bytes sequence(std::size_t n) {
     return b;
 }
 
-std::vector<std::string> splitLines(const std::string& s) {
-    std::vector<std::string> lines;
-    std::size_t at = 0;
-    for (std::size_t br; (br = s.find("\r\n", at)) != std::string::npos; at = br + 2) {
-        lines.push_back(s.substr(at, br - at));
-    }
-    lines.push_back(s.substr(at));
-    return lines;
-}
-
 std::vector<std::size_t> lineLengths(const std::string& s) {
     std::vector<std::size_t> lengths;
-    for (const auto& line : splitLines(s))
-        lengths.push_back(line.size());
+    std::size_t at = 0;
+    for (std::size_t br; (br = s.find("\r\n", at)) != std::string::npos; at = br + 2)
+        lengths.push_back(br - at);
+    lengths.push_back(s.size() - at);
     return lengths;
 }
 
-TEST(Base64Categories, WrapWidthCutsPiecesOfMultiplesOfFour) {
-    const Bytes data = sequence(30);  // 40 characters
-    const auto unbroken = base64EncodedString(data);
-    ASSERT_TRUE(unbroken);
-    EXPECT_EQ(unbroken->size(), 40u);
-    const auto wrapped = base64EncodedStringWithWrapWidth(data, 10);
-    ASSERT_TRUE(wrapped);
-    EXPECT_EQ(lineLengths(*wrapped), (std::vector<std::size_t>{8, 8, 8, 8, 8}));
-    std::string joined;
-    for (const auto& line : splitLines(*wrapped))
-        joined += line;
-    EXPECT_EQ(joined, *unbroken);
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 4)).size(), 10u);
-}
-
-TEST(Base64Categories, WrapWidthKeepsShortOrUnbreakableEncodings) {
-    const Bytes data = sequence(30);
-    EXPECT_EQ(base64EncodedStringWithWrapWidth(data, 0), base64EncodedString(data));
-    EXPECT_EQ(base64EncodedStringWithWrapWidth(data, 40), base64EncodedString(data));
-    for (const std::size_t width : {1u, 2u, 3u}) {
-        EXPECT_EQ(base64EncodedStringWithWrapWidth(data, width), base64EncodedString(data));
-    }
-    EXPECT_EQ(base64EncodedStringWithWrapWidth(Bytes{}, 10), std::nullopt);
-}
-
-TEST(Base64Categories, PlatformLineLengths) {
-    const Bytes data = sequence(100);  // 136 characters
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 64)),
+TEST(PlatformBase64, LinesOf64Or76CharactersAndRandomRoundTrips) {
+    EXPECT_EQ(lineLengths(platformBase64Encode(sequence(100), Base64Lines::Width64)),
               (std::vector<std::size_t>{64, 64, 8}));
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 76)),
+    EXPECT_EQ(lineLengths(platformBase64Encode(sequence(100), Base64Lines::Width76)),
               (std::vector<std::size_t>{76, 60}));
-    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(sequence(48), 64)),
+    EXPECT_EQ(lineLengths(platformBase64Encode(sequence(48), Base64Lines::Width64)),
               (std::vector<std::size_t>{64}));
-    for (const std::size_t width : {64u, 76u}) {
-        EXPECT_EQ(dataWithBase64EncodedString(*base64EncodedStringWithWrapWidth(data, width)),
-                  data);
-    }
-}
-
-TEST(Base64Categories, DecodeIgnoresUnknownCharactersButNeedsPadding) {
-    EXPECT_EQ(dataWithBase64EncodedString(""), std::nullopt);
-    EXPECT_EQ(dataWithBase64EncodedString("Zm9v"), (Bytes{'f', 'o', 'o'}));
-    EXPECT_EQ(dataWithBase64EncodedString("Z*m9\r\nv \xC3\xA9-_"), (Bytes{'f', 'o', 'o'}));
-    EXPECT_EQ(dataWithBase64EncodedString("Zg=="), Bytes{'f'});
-    EXPECT_EQ(dataWithBase64EncodedString("Zg"), std::nullopt);
-    EXPECT_EQ(dataWithBase64EncodedString("Zm9"), std::nullopt);
-    EXPECT_EQ(dataWithBase64EncodedString("Zg=a"), std::nullopt);
-    EXPECT_EQ(dataWithBase64EncodedString("Z==="), std::nullopt);
-    EXPECT_EQ(dataWithBase64EncodedString("Zg==Zg=="), std::nullopt);
-    EXPECT_EQ(dataWithBase64EncodedString("!!!!"), std::nullopt);  // zero bytes
-    EXPECT_EQ(platformBase64Decode("Zm-9v", false), std::nullopt);
-    EXPECT_EQ(platformBase64Decode("Zm-9v", true), (Bytes{'f', 'o', 'o'}));
-    EXPECT_EQ(platformBase64Decode("", false), Bytes{});
-}
-
-TEST(Base64Categories, TextForms) {
-    EXPECT_EQ(base64EncodedString(std::string_view("hello")), "aGVsbG8=");
-    EXPECT_EQ(base64EncodedString(std::string_view("")), std::nullopt);
-    EXPECT_EQ(base64EncodedString(std::string_view("\xFF")), "77+9");  // repaired to U+FFFD
-    EXPECT_EQ(base64EncodedStringWithWrapWidth(std::string_view("hello world"), 8),
-              "aGVsbG8g\r\nd29ybGQ=");
-    EXPECT_EQ(stringWithBase64EncodedString("aGVsbG8="), "hello");
-    EXPECT_EQ(base64DecodedString("5Lit5paH"), "\xE4\xB8\xAD\xE6\x96\x87");
-    EXPECT_EQ(base64DecodedString("/w=="), std::nullopt);  // not UTF-8
-    EXPECT_EQ(base64DecodedString("@@@"), std::nullopt);
-    EXPECT_EQ(base64DecodedData("aGk="), (Bytes{'h', 'i'}));
-}
-
-TEST(Base64Categories, RandomRoundTripsAndHostileInput) {
+    EXPECT_EQ(platformBase64Encode(Bytes{'f'}, Base64Lines::None), "Zg==");
     std::mt19937 rng(99);
     std::uniform_int_distribution<int> byte(0, 255);
     for (std::size_t n = 1; n <= 200; ++n) {
         Bytes data(n);
         for (auto& x : data)
             x = static_cast<std::uint8_t>(byte(rng));
-        EXPECT_EQ(base64DecodedData(*base64EncodedStringWithWrapWidth(data, n % 90)), data);
-        std::string garbage(data.begin(), data.end());
-        (void)dataWithBase64EncodedString(garbage);
-        (void)platformBase64Decode(garbage, false);
-        (void)stringWithBase64EncodedString(garbage);
+        for (Base64Lines lines : {Base64Lines::None, Base64Lines::Width64, Base64Lines::Width76})
+            EXPECT_EQ(platformBase64Decode(platformBase64Encode(data, lines), true), data) << n;
+        (void)platformBase64Decode(std::string(data.begin(), data.end()), false);  // garbage
     }
     const Bytes huge(3u << 20, 0xAB);
-    EXPECT_EQ(dataWithBase64EncodedString(*base64EncodedStringWithWrapWidth(huge, 76)), huge);
+    EXPECT_EQ(platformBase64Decode(platformBase64Encode(huge, Base64Lines::Width76), true), huge);
+}
+
+TEST(PlatformBase64, DecodeNeedsPaddingAndSkipsOtherCharactersOnlyWhenAsked) {
+    EXPECT_EQ(platformBase64Decode("Zm9v", false), (Bytes{'f', 'o', 'o'}));
+    EXPECT_EQ(platformBase64Decode("Z*m9\r\nv \xC3\xA9-_", true), (Bytes{'f', 'o', 'o'}));
+    EXPECT_EQ(platformBase64Decode("Zm-9v", false), std::nullopt);
+    EXPECT_EQ(platformBase64Decode("Zg==", false), Bytes{'f'});
+    EXPECT_EQ(platformBase64Decode("", false), Bytes{});
+    for (const char* bad : {"Zg", "Zm9", "Zg=a", "Z===", "Zg==Zg=="})
+        EXPECT_EQ(platformBase64Decode(bad, true), std::nullopt) << bad;
+}
+
+TEST(Base64Categories, WrapWidthsTextFormsAndNothingForEmpty) {
+    const Bytes data = sequence(30);  // 40 characters
+    EXPECT_EQ(lineLengths(*base64EncodedStringWithWrapWidth(data, 10)),
+              (std::vector<std::size_t>{8, 8, 8, 8, 8}));
+    for (const std::size_t width : {0u, 3u, 40u})
+        EXPECT_EQ(base64EncodedStringWithWrapWidth(data, width)->size(), 40u) << width;
+    EXPECT_EQ(base64EncodedStringWithWrapWidth(Bytes{}, 10), std::nullopt);
+    EXPECT_EQ(base64EncodedString(std::string_view("\xFF")), "77+9");  // repaired to U+FFFD
+    EXPECT_EQ(stringWithBase64EncodedString("aGVsbG8="), "hello");
+    EXPECT_EQ(base64DecodedString("/w=="), std::nullopt);          // not UTF-8
+    EXPECT_EQ(dataWithBase64EncodedString("!!!!"), std::nullopt);  // zero bytes
+    EXPECT_EQ(base64DecodedData("aGk="), (Bytes{'h', 'i'}));
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
+// GTMBase64 is not called by the product yet; its vectors, both alphabets,
+// its decoding rules and hostile input keep it honest until it is.
 #include "support/gtm_base64.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
 #include <string>
 #include <utility>
@@ -14,134 +15,47 @@ Bytes bytesOf(std::string_view s) {
     return Bytes(s.begin(), s.end());
 }
 
-std::optional<std::string> decodeToText(const std::optional<Bytes>& b) {
-    if (!b) return std::nullopt;
-    return std::string(b->begin(), b->end());
-}
-
-Bytes randomBytes(std::mt19937& rng, std::size_t n) {
-    std::uniform_int_distribution<int> byte(0, 255);
-    Bytes b(n);
-    for (auto& x : b)
-        x = static_cast<std::uint8_t>(byte(rng));
-    return b;
-}
-
-TEST(GTMBase64, Rfc4648Vectors) {
+TEST(GTMBase64, VectorsAndBothAlphabets) {
     const std::pair<const char*, const char*> vectors[] = {
-        {"f", "Zg=="},        {"fo", "Zm8="},        {"foo", "Zm9v"},
-        {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="}, {"foobar", "Zm9vYmFy"}};
+        {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foobar", "Zm9vYmFy"}};
     for (const auto& [plain, encoded] : vectors) {
         EXPECT_EQ(GTMBase64::stringByEncodingData(bytesOf(plain)), encoded);
-        EXPECT_EQ(GTMBase64::stringByEncodingBytes(plain, std::strlen(plain)), encoded);
-        EXPECT_EQ(GTMBase64::encodeData(bytesOf(plain)), bytesOf(encoded));
-        EXPECT_EQ(decodeToText(GTMBase64::decodeString(encoded)), plain);
-        EXPECT_EQ(decodeToText(GTMBase64::webSafeDecodeString(encoded)), plain);
+        EXPECT_EQ(GTMBase64::decodeString(encoded), bytesOf(plain));
+        EXPECT_EQ(GTMBase64::webSafeDecodeString(encoded), bytesOf(plain));
     }
-}
-
-TEST(GTMBase64, PaddingOnEncode) {
-    EXPECT_EQ(GTMBase64::stringByEncodingData({0xFB}), "+w==");
-    EXPECT_EQ(GTMBase64::stringByEncodingData({0xFB, 0xFF}), "+/8=");
     EXPECT_EQ(GTMBase64::stringByEncodingData({0xFB, 0xFF, 0xBF}), "+/+/");
-    EXPECT_EQ(GTMBase64::stringByWebSafeEncodingData({0xFB}, false), "-w");
     EXPECT_EQ(GTMBase64::stringByWebSafeEncodingData({0xFB, 0xFF}, false), "-_8");
-    EXPECT_EQ(GTMBase64::stringByWebSafeEncodingData({0xFB, 0xFF, 0xBF}, false), "-_-_");
     EXPECT_EQ(GTMBase64::stringByWebSafeEncodingData({0xFB}, true), "-w==");
-    EXPECT_EQ(GTMBase64::stringByWebSafeEncodingBytes("\xFB\xFF", 2, true), "-_8=");
-    EXPECT_EQ(GTMBase64::webSafeEncodeBytes("A", 1, false), bytesOf("QQ"));
-}
-
-TEST(GTMBase64, EmptyOrMissingInputGivesNothing) {
-    EXPECT_EQ(GTMBase64::encodeData({}), std::nullopt);
-    EXPECT_EQ(GTMBase64::encodeBytes(nullptr, 5), std::nullopt);
-    EXPECT_EQ(GTMBase64::webSafeEncodeData({}, true), std::nullopt);
-    EXPECT_EQ(GTMBase64::stringByEncodingBytes("abc", 0), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeData({}), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeBytes(nullptr, 4), std::nullopt);
-    EXPECT_EQ(GTMBase64::webSafeDecodeString(""), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString(" \r\n\t"), std::nullopt);
-}
-
-TEST(GTMBase64, DecodeFailureRules) {
-    EXPECT_EQ(GTMBase64::decodeString("QQ"), std::nullopt);  // padding required
-    EXPECT_EQ(GTMBase64::webSafeDecodeString("QQ"), Bytes{0x41});
-    EXPECT_EQ(GTMBase64::webSafeDecodeString("Q"), std::nullopt);  // lone leftover character
-    EXPECT_EQ(GTMBase64::decodeString("QR=="), std::nullopt);      // non-zero leftover bits
-    EXPECT_EQ(GTMBase64::decodeString("QUJ="), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("QUI="), bytesOf("AB"));
-    EXPECT_EQ(GTMBase64::decodeString("Q==="), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("===="), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("QQ==x"), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("QQ==="), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("QQ="), std::nullopt);
-    EXPECT_EQ(GTMBase64::webSafeDecodeString("QQ="), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("QQ== \n"), Bytes{0x41});
-    EXPECT_EQ(GTMBase64::webSafeDecodeString("QUI"), bytesOf("AB"));
-}
-
-TEST(GTMBase64, AlphabetsDoNotMix) {
-    EXPECT_EQ(GTMBase64::decodeString("ab-_"), std::nullopt);
+    EXPECT_EQ(GTMBase64::decodeString("ab-_"), std::nullopt) << "the alphabets do not mix";
     EXPECT_EQ(GTMBase64::webSafeDecodeString("ab+/"), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("ab+/"), (Bytes{0x69, 0xBF, 0xBF}));
-    EXPECT_EQ(GTMBase64::webSafeDecodeString("ab-_"), (Bytes{0x69, 0xBF, 0xBF}));
-    EXPECT_EQ(GTMBase64::decodeString("a-=="), std::nullopt);
 }
 
-TEST(GTMBase64, SkippableBytesAnywhere) {
-    for (const int skip : {9, 10, 11, 12, 13, 32, 160, 255}) {
-        const char c = static_cast<char>(skip);
-        const std::string in = std::string{c, 'Z', 'm', c, '9', 'v', 'Y', 'g', '=', c, '=', c};
-        EXPECT_EQ(decodeToText(GTMBase64::decodeString(in)), "foob") << skip;
-    }
-    for (const int other : {1, 8, 14, 31, 33, 127, 128, 159, 161, 254}) {
-        const std::string in = std::string("Zm") + static_cast<char>(other) + "9v";
-        EXPECT_EQ(GTMBase64::decodeString(in), std::nullopt) << other;
-    }
+TEST(GTMBase64, DecodingRules) {
+    EXPECT_EQ(GTMBase64::decodeString("QQ"), std::nullopt) << "padding required";
+    EXPECT_EQ(GTMBase64::webSafeDecodeString("QQ"), Bytes{0x41}) << "but not web-safe";
+    for (const char* bad : {"Q", "QR==", "Q===", "====", "QQ==x", "QQ="})
+        EXPECT_EQ(GTMBase64::decodeString(bad), std::nullopt) << bad;
+    EXPECT_EQ(GTMBase64::decodeString(std::string("\tZm\n9v\r ", 8)), bytesOf("foo"));
+    EXPECT_EQ(GTMBase64::decodeString(std::string("Zm\x01"
+                                                  "9v")),
+              std::nullopt);
+    EXPECT_EQ(GTMBase64::decodeString(std::string("Zm9v\0!!", 7)), bytesOf("foo")) << "NUL ends";
+    EXPECT_EQ(GTMBase64::encodeData({}), std::nullopt);
+    EXPECT_EQ(GTMBase64::decodeBytes(nullptr, 4), std::nullopt);
 }
 
-TEST(GTMBase64, NulEndsTheInput) {
-    using namespace std::string_literals;
-    EXPECT_EQ(decodeToText(GTMBase64::decodeString("Zm9v\0!!garbage"s)), "foo");
-    EXPECT_EQ(GTMBase64::decodeString("QQ=\0="s), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeString("QQ==\0x"s), Bytes{0x41});
-    EXPECT_EQ(GTMBase64::decodeString("\0Zm9v"s), std::nullopt);
-}
-
-TEST(GTMBase64, RandomRoundTrips) {
+TEST(GTMBase64, RandomRoundTripsAndHostileInput) {
     std::mt19937 rng(20240611);
+    std::uniform_int_distribution<int> byte(0, 255);
     for (std::size_t n = 1; n <= 300; ++n) {
-        const Bytes data = randomBytes(rng, n);
+        Bytes data(n);
+        for (auto& x : data)
+            x = static_cast<std::uint8_t>(byte(rng));
         EXPECT_EQ(GTMBase64::decodeData(*GTMBase64::encodeData(data)), data) << n;
-        EXPECT_EQ(GTMBase64::webSafeDecodeData(*GTMBase64::webSafeEncodeData(data, false)), data);
-        const auto padded = GTMBase64::webSafeEncodeData(data, true);
-        EXPECT_EQ(padded->size() % 4, 0u);
-        EXPECT_EQ(GTMBase64::webSafeDecodeBytes(padded->data(), padded->size()), data);
+        EXPECT_EQ(GTMBase64::webSafeDecodeData(*GTMBase64::webSafeEncodeData(data, n % 2)), data);
+        (void)GTMBase64::decodeData(data);  // garbage never crashes
+        (void)GTMBase64::webSafeDecodeData(data);
     }
-}
-
-TEST(GTMBase64, HostileInputNeverCrashes) {
-    std::mt19937 rng(7);
-    for (int b = 0; b < 256; ++b) {
-        const std::string one(1, static_cast<char>(b));
-        EXPECT_EQ(GTMBase64::decodeString(one), std::nullopt);
-        (void)GTMBase64::webSafeDecodeString(one + one + one + one + "==");
-    }
-    Bytes all(256);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        all[i] = static_cast<std::uint8_t>(i);
-    EXPECT_EQ(GTMBase64::decodeData(all), std::nullopt);
-    EXPECT_EQ(GTMBase64::decodeData(*GTMBase64::encodeData(all)), all);
-    for (int round = 0; round < 200; ++round) {
-        const Bytes garbage = randomBytes(rng, 1 + static_cast<std::size_t>(round) % 17);
-        (void)GTMBase64::decodeData(garbage);
-        (void)GTMBase64::webSafeDecodeData(garbage);
-    }
-    const Bytes huge = randomBytes(rng, 4u << 20);
-    const auto encoded = GTMBase64::encodeData(huge);
-    ASSERT_TRUE(encoded);
-    EXPECT_EQ(encoded->size(), (huge.size() + 2) / 3 * 4);
-    EXPECT_EQ(GTMBase64::decodeData(*encoded), huge);
     EXPECT_EQ(GTMBase64::decodeData(Bytes(1u << 20, '=')), std::nullopt);
 }
 

@@ -7,6 +7,7 @@
 
 #include "base/plist.h"
 #include "base/value.h"
+#include "support_lib/fake_environment.h"
 #include "support_lib/temp_dir.h"
 
 namespace kernova::translate {
@@ -64,15 +65,10 @@ TEST(TranslateUrls, BaiduSignsTheDecodedText) {
 TEST(TranslateUrls, DebugEnvironmentRedirectsBuiltInHostsOnly) {
     std::map<std::string, std::string> env = {{"KERNOVA_TRANSLATE_YOUDAO", "http://127.0.0.1:9"},
                                               {"KERNOVA_TRANSLATE_BAIDU", "http://127.0.0.1:8"}};
-    auto lookup = [&](const char* name) -> std::optional<std::string> {
-        auto found = env.find(name);
-        if (found == env.end()) return std::nullopt;
-        return found->second;
-    };
     const std::string youdao = "http://fanyi.youdao.com/translate?i=%s";
-    EXPECT_EQ(Endpoints::fromEnvironment(lookup).redirect(youdao), youdao);
+    EXPECT_EQ(Endpoints::fromEnvironment(testing::environmentOf(env)).redirect(youdao), youdao);
     env["KERNOVA_DEBUG"] = "1";
-    const Endpoints endpoints = Endpoints::fromEnvironment(lookup);
+    const Endpoints endpoints = Endpoints::fromEnvironment(testing::environmentOf(env));
     EXPECT_EQ(endpoints.redirect(youdao), "http://127.0.0.1:9/translate?i=%s");
     EXPECT_EQ(endpoints.redirect("http://fanyi.youdao.community/x"),
               "http://fanyi.youdao.community/x");
@@ -102,15 +98,12 @@ TEST(TranslateAnswers, ValuesAppendAsTheyPrint) {
     EXPECT_EQ(youdaoResult(std::string_view("{\"translateResult\":\"\xff\"}")), kConnectFailed);
 }
 
-TEST(TranslateAnswers, BaiduRetriesOnlyOnTheBusyCode) {
+TEST(TranslateAnswers, BaiduRetriesOnlyOnTheBusyCodeAndTheDialogAndChineseTests) {
     EXPECT_TRUE(baiduResult(R"({"error_code":"54003"})").again);
     EXPECT_FALSE(baiduResult(R"({"error_code":54003})").again);
     EXPECT_EQ(baiduResult(R"({"error_code":"54001","trans_result":[{"dst":"x"}]})").result, "x");
     EXPECT_EQ(baiduResult(R"({"trans_result":[{"dst":"你"},{"dst":"好"}]})").result, "你好");
     EXPECT_EQ(baiduResult(std::nullopt).result, kConnectFailed);
-}
-
-TEST(TranslateAnswers, DialogTextAndChineseTest) {
     EXPECT_EQ(resultForDialog(std::nullopt), kNoTranslation);
     EXPECT_EQ(resultForDialog(std::string(" \n\t\u3000")), kNoTranslation);
     EXPECT_EQ(resultForDialog(std::string(" a\n")), " a\n");
