@@ -37,6 +37,7 @@
 #include "kernovad/debug_endpoint.h"
 #include "kernovad/desktop_host.h"
 #include "kernovad/ocr_entry.h"
+#include "kernovad/status_endpoint.h"
 #include "kernovad/tray_icon.h"
 #include "kernovad/warm_up.h"
 #include "segment/splode_box.h"
@@ -106,15 +107,19 @@ constexpr std::string_view kHelp =
     "  --help        print this help and exit\n";
 
 // Whether kernovad was started with `--autostart`; absent, with a message, for
-// any other argument.
+// any other argument. `--version` prints the version and leaves (status 0).
 std::optional<bool> parseArguments(int argc, char** argv) {
     bool autostart = false;
     for (int i = 1; i < argc; ++i) {
+        if (std::string_view(argv[i]) == "--version" && argc == 2) {
+            std::cout << "kernovad " KERNOVA_VERSION "\n";
+            std::exit(std::cout.flush() ? 0 : 1);
+        }
         if (std::string_view(argv[i]) == "--autostart") {
             autostart = true;
         } else {
             std::cerr << "kernovad: unknown argument \"" << argv[i]
-                      << "\"\nusage: kernovad [--autostart]\n";
+                      << "\"\nusage: kernovad [--autostart | --version]\n";
             return std::nullopt;
         }
     }
@@ -195,6 +200,12 @@ int main(int argc, char** argv) {
     daemon::TrayIcon tray(context, trayMenu, icon);
     openPreferencesOnFirstRun(context, host, kernova, *autostart);
 
+    daemon::StatusEndpoint statusEndpoint(
+        {env, capture.hotkey(), [&capture] { return capture.clipboardWatchStarted(); }});
+    if (!bus.registerObject(QString::fromLatin1(desktop::kStatusPath), &statusEndpoint,
+                            QDBusConnection::ExportAllSlots))
+        context.log().warn("kernovad", "cannot export the status interface");
+
     std::unique_ptr<daemon::DebugEndpoint> debug;
     if (debugWanted(env)) {
         debug = std::make_unique<daemon::DebugEndpoint>(server, host);
@@ -227,6 +238,7 @@ int main(int argc, char** argv) {
 
     int status = QApplication::exec();
     if (debug) bus.unregisterObject(QString::fromLatin1(daemon::kDebugPath));
+    bus.unregisterObject(QString::fromLatin1(desktop::kStatusPath));
     stopNotifier.reset();
     if (signalFd >= 0) ::close(signalFd);
     removePrivateTextFiles(privateFiles);
