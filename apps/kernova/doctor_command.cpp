@@ -1,15 +1,22 @@
 #include "kernova/doctor_command.h"
 
+#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusError>
 #include <QDBusMessage>
+#include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
@@ -43,6 +50,10 @@ constexpr std::string_view kDoctorUsage = "usage: kernova doctor [--json]";
 constexpr const char* kInstallFix =
     "cmake --build build/desktop && sudo cmake --install build/desktop";
 constexpr const char* kAutostartFile = "kernova-autostart.desktop";
+// Every wait is short: doctor answers within a few seconds whatever the session.
+constexpr int kSelectionWaitMs = 1000;
+constexpr int kCallWaitMs = 2000;
+constexpr int kActivationWaitMs = 5000;
 
 std::string levelName(Level level) {
     switch (level) {
@@ -83,6 +94,7 @@ class Doctor {
         findings_.push_back({std::move(check), level, std::move(detail), std::move(fix)});
     }
     std::string get(const char* name) const { return env_(name).value_or(""); }
+    fs::path settingsFile() const { return Paths{preferencesDirectory(env_), {}}.settingsFile(); }
 
     void checkDisplay() {
         server_ = desktop::displayServer(env_);
@@ -112,8 +124,11 @@ class Doctor {
                 add(check, Level::note, "not checked: no X display");
             return;
         }
-        const auto atoms = desktop::internAtoms<2>(
-            x_.connection, std::array<std::string_view, 2>{"_NET_WM_CM_S0", "CLIPBOARD"});
+        const std::string compositorSelection = "_NET_WM_CM_S" + std::to_string(screenNumber());
+        const auto atoms = desktop::internAtoms<5>(
+            x_.connection,
+            std::array<std::string_view, 5>{compositorSelection, "CLIPBOARD", "TARGETS",
+                                            "KERNOVA_DOCTOR_PRIMARY", "KERNOVA_DOCTOR_CLIPBOARD"});
         const std::uint32_t compositor = owner(atoms[0]);
         if (compositor != XCB_NONE) {
             add("compositor", Level::ok,
@@ -124,13 +139,17 @@ class Doctor {
                 "backdrop",
                 "sudo apt-get install picom && picom -b");
         }
-        auto selection = [&](const char* check, xcb_atom_t atom) {
-            const std::uint32_t window = atom == XCB_ATOM_NONE ? XCB_NONE : owner(atom);
-            add(check, Level::ok,
-                window == XCB_NONE ? "empty (no owner)" : "owned by window " + windowId(window));
-        };
-        selection("primary", XCB_ATOM_PRIMARY);
-        selection("clipboard", atoms[1]);
+        checkSelection("primary", XCB_ATOM_PRIMARY, atoms[2], atoms[3]);
+        checkSelection("clipboard", atoms[1], atoms[2], atoms[4]);
+    }
+
+    // The screen of DISPLAY, whose root the connection uses.
+    int screenNumber() const {
+        int number = 0;
+        for (auto it = xcb_setup_roots_iterator(xcb_get_setup(x_.connection)); it.rem;
+             xcb_screen_next(&it), ++number)
+            if (it.data->root == x_.root) return number;
+        return 0;
     }
 
     std::uint32_t owner(xcb_atom_t atom) {
@@ -141,60 +160,189 @@ class Doctor {
         return window;
     }
 
-    void checkKernovad() {
-        QDBusConnection bus = desktop::sessionConnection();
+    // A selection is readable when its owner answers a request for its
+    // TARGETS (the list of formats; never the text) within a second.
+    void checkSelection(const char* check, xcb_atom_t selection, xcb_atom_t targets,
+                        xcb_atom_t property) {
+        const std::uint32_t window = selection == XCB_ATOM_NONE ? XCB_NONE : owner(selection);
+        if (window == XCB_NONE) {
+            add(check, Level::ok, "readable; empty now (no owner)");
+            return;
+        }
+        const std::string who = "owned by window " + windowId(window);
+        switch (askTargets(selection, targets, property)) {
+            case Answer::answered:
+                add(check, Level::ok, "readable; " + who + ", which answers");
+                break;
+            case Answer::refused:
+                add(check, Level::note, who + ", which offers no formats: no text to read now");
+                break;
+            case Answer::silent:
+                add(check, Level::note,
+                    who + ", which does not answer within " + std::to_string(kSelectionWaitMs) +
+                        " ms: Kernova reads no text from it until another program selects or "
+                        "copies");
+                break;
+        }
+    }
+
+    enum class Answer { answered, refused, silent };
+    Answer askTargets(xcb_atom_t selection, xcb_atom_t targets, xcb_atom_t property) {
+        xcb_connection_t* c = x_.connection;
+        const xcb_window_t window = xcb_generate_id(c);
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, window, x_.root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_convert_selection(c, window, selection, targets, property, XCB_CURRENT_TIME);
+        xcb_flush(c);
+        std::optional<Answer> answer;
+        const auto deadline =
+            std::chrono::steady_clock::now() + std::chrono::milliseconds(kSelectionWaitMs);
+        while (!answer && xcb_connection_has_error(c) == 0) {
+            while (xcb_generic_event_t* event = xcb_poll_for_event(c)) {
+                if ((event->response_type & 0x7f) == XCB_SELECTION_NOTIFY) {
+                    const auto* notify = reinterpret_cast<xcb_selection_notify_event_t*>(event);
+                    if (notify->requestor == window && notify->selection == selection)
+                        answer = notify->property == XCB_NONE ? Answer::refused : Answer::answered;
+                }
+                std::free(event);
+            }
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            if (answer || left.count() <= 0) break;
+            pollfd fd{xcb_get_file_descriptor(c), POLLIN, 0};
+            ::poll(&fd, 1, static_cast<int>(left.count()));
+        }
+        xcb_destroy_window(c, window);
+        xcb_flush(c);
+        return answer.value_or(Answer::silent);
+    }
+
+    // The session bus named by DBUS_SESSION_BUS_ADDRESS, else the user's bus
+    // socket; never one started for the occasion (libdbus would launch one
+    // tied to the X display, which outlives doctor).
+    std::optional<QDBusConnection> sessionBus() {
+        std::string address = get("DBUS_SESSION_BUS_ADDRESS");
+        const std::string runtime = get("XDG_RUNTIME_DIR");
+        struct stat info {};
+        if (address.empty() && !runtime.empty() && ::stat((runtime + "/bus").c_str(), &info) == 0 &&
+            S_ISSOCK(info.st_mode))
+            address = "unix:path=" + runtime + "/bus";
+        if (address.empty()) {
+            add("kernovad", Level::problem,
+                "no session bus: DBUS_SESSION_BUS_ADDRESS is unset and there is no "
+                "$XDG_RUNTIME_DIR/bus",
+                "eval \"$(dbus-launch --sh-syntax)\"");
+            return std::nullopt;
+        }
+        QDBusConnection bus = QDBusConnection::connectToBus(QString::fromStdString(address),
+                                                            QStringLiteral("kernova-doctor"));
         if (!bus.isConnected()) {
-            add("kernovad", Level::problem, "no session bus",
+            add("kernovad", Level::problem,
+                "cannot connect to the session bus (" + bus.lastError().name().toStdString() + ")",
+                "eval \"$(dbus-launch --sh-syntax)\"");
+            return std::nullopt;
+        }
+        return bus;
+    }
+
+    // A call to the bus or kernovad that starts nothing and waits `timeoutMs` at most.
+    static QDBusMessage call(QDBusConnection& bus, const QString& service, const char* path,
+                             const char* interface, const char* method,
+                             const QVariantList& arguments, int timeoutMs) {
+        QDBusMessage message = QDBusMessage::createMethodCall(service, QString::fromLatin1(path),
+                                                              QString::fromLatin1(interface),
+                                                              QString::fromLatin1(method));
+        message.setArguments(arguments);
+        message.setAutoStartService(false);
+        return bus.call(message, QDBus::Block, timeoutMs);
+    }
+    static QDBusMessage callBus(QDBusConnection& bus, const char* method,
+                                const QVariantList& arguments, int timeoutMs = kCallWaitMs) {
+        return call(bus, QStringLiteral("org.freedesktop.DBus"), "/org/freedesktop/DBus",
+                    "org.freedesktop.DBus", method, arguments, timeoutMs);
+    }
+
+    void checkKernovad() {
+        std::optional<QDBusConnection> bus = sessionBus();
+        if (!bus) return;
+        const QString name = QString::fromLatin1(desktop::kMessagesService);
+        const QDBusMessage owned = callBus(*bus, "NameHasOwner", {name});
+        if (owned.type() != QDBusMessage::ReplyMessage || owned.arguments().isEmpty()) {
+            add("kernovad", Level::problem,
+                "the session bus does not answer (" + owned.errorName().toStdString() + ")",
                 "eval \"$(dbus-launch --sh-syntax)\"");
             return;
         }
-        const QString name = QString::fromLatin1(desktop::kMessagesService);
-        if (bus.interface()->isServiceRegistered(name)) {
-            readStatus(bus, "running");
+        if (owned.arguments().front().toBool()) {
+            kernovadRunning_ = true;
+            readStatus(*bus, "running");
             return;
         }
-        QDBusMessage start = QDBusMessage::createMethodCall(
-            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-            QStringLiteral("org.freedesktop.DBus"), QStringLiteral("StartServiceByName"));
-        start << name << 0u;
-        const QDBusMessage reply = bus.call(start, QDBus::Block, 15000);
+        // Not running: the bus starts it as the first request would, which
+        // tests the activation environment.
+        const QDBusMessage reply =
+            callBus(*bus, "StartServiceByName", {name, 0u}, kActivationWaitMs);
         if (reply.type() == QDBusMessage::ReplyMessage) {
-            readStatus(bus, "was not running; started by bus activation");
+            // 1: started now; 2: another client started it meanwhile.
+            const bool ours =
+                !reply.arguments().isEmpty() && reply.arguments().front().toUInt() == 1;
+            kernovadRunning_ = !ours;
+            readStatus(*bus, ours ? "was not running; started by bus activation to test it, then "
+                                    "stopped again (the next request starts it)"
+                                  : "running (started meanwhile)");
+            if (ours) stopStarted(*bus, name);
             return;
         }
         const std::string error = reply.errorName().toStdString();
         if (error == "org.freedesktop.DBus.Error.ServiceUnknown") {
             add("kernovad", Level::problem,
                 "not running, and the bus has no activation file for it", kInstallFix);
-        } else if (error.starts_with("org.freedesktop.DBus.Error.Spawn") && server_ != "none" &&
-                   server_ != "wayland") {
-            add("kernovad", Level::problem, "not running: bus activation failed (" + error + ")",
+        } else if (error == "org.freedesktop.DBus.Error.Spawn.ChildExited") {
+            add("kernovad", Level::problem,
+                "not running: started by bus activation, it exited at once (" +
+                    reply.errorMessage().toStdString() + ")",
                 "kernovad &");
             add("activation-environment", Level::problem,
-                "kernovad started by the bus exits at once: the bus's activation environment "
-                "lacks DISPLAY",
+                "the bus starts kernovad without a usable display: its activation environment "
+                "lacks DISPLAY (or XAUTHORITY)",
                 "dbus-update-activation-environment --systemd DISPLAY XAUTHORITY");
+        } else if (error == "org.freedesktop.DBus.Error.NoReply" ||
+                   error == "org.freedesktop.DBus.Error.Timeout") {
+            add("kernovad", Level::problem,
+                "not running: bus activation did not finish within " +
+                    std::to_string(kActivationWaitMs / 1000) + " s",
+                "kernovad &");
         } else {
             add("kernovad", Level::problem,
                 "not running: bus activation failed (" + (error.empty() ? "no answer" : error) +
                     ")",
-                server_ == "none" || server_ == "wayland" ? "" : "kernovad &");
+                "kernovad &");
         }
+    }
+
+    // Stops the kernovad this check started, so that doctor leaves the
+    // session as it found it.
+    static void stopStarted(QDBusConnection& bus, const QString& name) {
+        const QDBusMessage pid = callBus(bus, "GetConnectionUnixProcessID", {name});
+        if (pid.type() != QDBusMessage::ReplyMessage || pid.arguments().isEmpty()) return;
+        const auto id = static_cast<pid_t>(pid.arguments().front().toUInt());
+        if (id > 0) ::kill(id, SIGTERM);
     }
 
     void readStatus(QDBusConnection& bus, const std::string& how) {
         const QDBusMessage reply =
-            bus.call(QDBusMessage::createMethodCall(QString::fromLatin1(desktop::kMessagesService),
-                                                    QString::fromLatin1(desktop::kStatusPath),
-                                                    QString::fromLatin1(desktop::kStatusInterface),
-                                                    QStringLiteral("Status")),
-                     QDBus::Block, 5000);
+            call(bus, QString::fromLatin1(desktop::kMessagesService), desktop::kStatusPath,
+                 desktop::kStatusInterface, "Status", {}, kCallWaitMs);
         if (reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty())
             status_ =
                 Json::parse(reply.arguments().front().toString().toStdString(), nullptr, false);
         if (!status_ || !status_->is_object()) {
             status_.reset();
-            add("kernovad", Level::note, how + "; it gives no status (an older kernovad?)",
+            add("kernovad", Level::note,
+                how + "; it gives no status (" +
+                    (reply.type() == QDBusMessage::ErrorMessage ? reply.errorName().toStdString()
+                                                                : "not an object") +
+                    ": an older or busy kernovad)",
                 "pkill -x kernovad; kernovad &");
             return;
         }
@@ -214,9 +362,11 @@ class Doctor {
         if (status_ && status_->contains("hotkey")) {
             key = (*status_)["hotkey"].value("key", "");
             state = (*status_)["hotkey"].value("state", "");
+        } else if (kernovadRunning_) {
+            add("hotkey", Level::note, "not checked: kernovad runs but gives no status");
+            return;
         } else {
-            const Paths paths{preferencesDirectory(env_), {}};
-            key = SettingsSnapshot(loadDictionary(paths.settingsFile())).get(settings_key::kHotkey);
+            key = SettingsSnapshot(loadDictionary(settingsFile())).get(settings_key::kHotkey);
             if (key.empty()) key = "Ctrl+Alt+S";
             std::string lower;
             for (char c : key)
@@ -252,13 +402,24 @@ class Doctor {
         std::istringstream split(configDirs);
         for (std::string dir; std::getline(split, dir, ':');)
             if (!dir.empty()) dirs.emplace_back(dir);
+        // The first folder that has the entry decides; a user's copy with
+        // Hidden=true turns the autostart off.
         for (const fs::path& dir : dirs) {
             const fs::path entry = dir / "autostart" / kAutostartFile;
             std::error_code error;
-            if (fs::is_regular_file(entry, error)) {
+            if (!fs::is_regular_file(entry, error)) continue;
+            std::ifstream file(entry);
+            bool hidden = false;
+            for (std::string line; std::getline(file, line);)
+                hidden =
+                    hidden || line == "Hidden=true" || line == "X-GNOME-Autostart-enabled=false";
+            if (hidden) {
+                add("autostart", Level::problem, "turned off by " + entry.string(),
+                    "rm '" + entry.string() + "'");
+            } else {
                 add("autostart", Level::ok, "installed: " + entry.string());
-                return;
             }
+            return;
         }
         add("autostart", Level::problem,
             "no autostart entry: kernovad does not start with the session",
@@ -298,10 +459,16 @@ class Doctor {
             add("preferences", Level::ok, dir.string() + " is writable, its files readable");
     }
 
+    // The languages the "languageType" setting recognises need their data
+    // (when images may be recognised here); the others are listed.
     void checkOcrData() {
         const std::optional<std::string> prefix = env_("TESSDATA_PREFIX");
         const fs::path folder = tesseractDataFolder(prefix ? prefix->c_str() : nullptr);
-        for (const std::string language : {"eng", "chi_sim", "chi_tra", "jpn", "kor"}) {
+        const SettingsSnapshot settings(loadDictionary(settingsFile()));
+        const bool local = settings.get(settings_key::kOcrEngine) != "web";
+        const std::vector<std::string> wanted =
+            tesseractLanguages(settings.get(settings_key::kLanguageType));
+        for (const std::string& language : wanted) {
             if (!findInstalledLanguages(folder, {language}).installed.empty()) {
                 add("ocr-data " + language, Level::ok, "installed in " + folder.string());
                 continue;
@@ -309,9 +476,28 @@ class Doctor {
             std::string package = "tesseract-ocr-" + language;
             for (char& c : package)
                 if (c == '_') c = '-';
-            add("ocr-data " + language, Level::note, "not installed in " + folder.string(),
+            add("ocr-data " + language, local ? Level::problem : Level::note,
+                "not installed in " + folder.string() +
+                    (local ? "" : " (images go to the web service: \"ocrEngine\" is web)"),
                 "sudo apt-get install " + package);
         }
+        std::vector<std::string> others;
+        for (const char* type : {"CHN_ENG", "JAP", "KOR", "FRE", "GER", "ITA", "SPA", "POR", "RUS"})
+            for (const std::string& language : tesseractLanguages(type))
+                if (std::find(wanted.begin(), wanted.end(), language) == wanted.end() &&
+                    std::find(others.begin(), others.end(), language) == others.end())
+                    others.push_back(language);
+        const InstalledLanguages found = findInstalledLanguages(folder, others);
+        std::string detail = "other languages installed:";
+        for (const std::string& language : found.installed)
+            detail += " " + language;
+        if (found.installed.empty()) detail += " none";
+        if (!found.missing.empty()) {
+            detail += "; not installed:";
+            for (const std::string& language : found.missing)
+                detail += " " + language;
+        }
+        add("ocr-data others", Level::ok, detail);
     }
 
     void checkModules() {
@@ -346,6 +532,7 @@ class Doctor {
     std::vector<Finding> findings_;
     std::string server_;
     desktop::X11Connection x_;
+    bool kernovadRunning_ = false;
     std::optional<Json> status_;
 };
 

@@ -76,7 +76,8 @@ void printHelp(std::ostream& out) {
     for (const Subcommand& c : kSubcommands) {
         out << "  " << c.name << "  " << c.summary << '\n';
     }
-    out << "\nRun \"kernova <command> --help\" for a command's arguments.\n";
+    out << "\nRun \"kernova <command> --help\" for a command's arguments;\n"
+           "\"kernova --version\" prints the version.\n";
 }
 
 }  // namespace

@@ -104,22 +104,19 @@ constexpr std::string_view kHelp =
     "\n"
     "  --autostart   started with the session: with no settings file yet, opens\n"
     "                the preferences on General\n"
-    "  --help        print this help and exit\n";
+    "  --help        print this help and exit\n"
+    "  --version     print the version and exit\n";
 
 // Whether kernovad was started with `--autostart`; absent, with a message, for
-// any other argument. `--version` prints the version and leaves (status 0).
+// any other argument.
 std::optional<bool> parseArguments(int argc, char** argv) {
     bool autostart = false;
     for (int i = 1; i < argc; ++i) {
-        if (std::string_view(argv[i]) == "--version" && argc == 2) {
-            std::cout << "kernovad " KERNOVA_VERSION "\n";
-            std::exit(std::cout.flush() ? 0 : 1);
-        }
         if (std::string_view(argv[i]) == "--autostart") {
             autostart = true;
         } else {
             std::cerr << "kernovad: unknown argument \"" << argv[i]
-                      << "\"\nusage: kernovad [--autostart | --version]\n";
+                      << "\"\nusage: kernovad [--autostart]\n";
             return std::nullopt;
         }
     }
@@ -131,6 +128,10 @@ std::optional<bool> parseArguments(int argc, char** argv) {
 int main(int argc, char** argv) {
     if (argc == 2 && (std::string_view(argv[1]) == "--help" || std::string_view(argv[1]) == "-h")) {
         std::cout << kHelp << std::flush;
+        return std::cout ? 0 : 1;
+    }
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::cout << "kernovad " KERNOVA_VERSION "\n" << std::flush;
         return std::cout ? 0 : 1;
     }
     const std::optional<bool> autostart = parseArguments(argc, argv);
@@ -165,6 +166,12 @@ int main(int argc, char** argv) {
     desktop::TesseractEngine ocrEngine(runLoop, context.log(), startThreadJob, env);
     context.setOcrEngine(&ocrEngine);
 
+    // The status is there as soon as the name is (`kernova doctor` asks it
+    // right after starting kernovad by activation).
+    daemon::StatusEndpoint statusEndpoint(env);
+    if (!bus.registerObject(QString::fromLatin1(desktop::kStatusPath), &statusEndpoint,
+                            QDBusConnection::ExportAllSlots))
+        context.log().warn("kernovad", "cannot export the status interface");
     switch (center.start()) {
         case desktop::DBusMessageCenter::StartResult::alreadyRunning:
             std::cerr << "kernovad is already running\n";
@@ -200,11 +207,8 @@ int main(int argc, char** argv) {
     daemon::TrayIcon tray(context, trayMenu, icon);
     openPreferencesOnFirstRun(context, host, kernova, *autostart);
 
-    daemon::StatusEndpoint statusEndpoint(
+    statusEndpoint.setSources(
         {env, capture.hotkey(), [&capture] { return capture.clipboardWatchStarted(); }});
-    if (!bus.registerObject(QString::fromLatin1(desktop::kStatusPath), &statusEndpoint,
-                            QDBusConnection::ExportAllSlots))
-        context.log().warn("kernovad", "cannot export the status interface");
 
     std::unique_ptr<daemon::DebugEndpoint> debug;
     if (debugWanted(env)) {

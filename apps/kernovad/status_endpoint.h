@@ -27,7 +27,10 @@ class StatusEndpoint : public QObject {
         const capture::Hotkey* hotkey = nullptr;  // null without X11
         std::function<bool()> clipboardWatchStarted;
     };
-    explicit StatusEndpoint(Sources sources) : sources_(std::move(sources)) {}
+    explicit StatusEndpoint(EnvironmentLookup env) { sources_.env = std::move(env); }
+    // The hotkey and the clipboard watch, once they exist. Calls wait on the
+    // event loop, so the object can be exported before the bus name is taken.
+    void setSources(Sources sources) { sources_ = std::move(sources); }
 
     // The object Status() answers, as text.
     std::string json() const;
