@@ -12,15 +12,20 @@
 #include <QDBusMessage>
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
 #include <sstream>
+#include <thread>
 
 #include "base/log.h"
 #include "base/paths.h"
@@ -51,9 +56,10 @@ constexpr const char* kInstallFix =
     "cmake --build build/desktop && sudo cmake --install build/desktop";
 constexpr const char* kAutostartFile = "kernova-autostart.desktop";
 // Every wait is short: doctor answers within a few seconds whatever the session.
-constexpr int kSelectionWaitMs = 1000;
-constexpr int kCallWaitMs = 2000;
-constexpr int kActivationWaitMs = 5000;
+constexpr int kSelectionWaitMs = 500;  // as long as kernovad waits for a selection
+constexpr int kCallWaitMs = 1500;
+constexpr int kActivationWaitMs = 4000;
+constexpr std::chrono::milliseconds kDeadline{8000};  // for all the checks together
 
 std::string levelName(Level level) {
     switch (level) {
@@ -77,20 +83,48 @@ class Doctor {
   public:
     explicit Doctor(EnvironmentLookup env) : env_(std::move(env)) {}
 
-    std::vector<Finding> run() {
-        checkDisplay();
-        checkKernovad();
-        checkHotkey();
-        checkAutostart();
-        checkPreferences();
-        checkOcrData();
-        checkModules();
+    // Runs every check; each finding is kept as soon as it is made.
+    void run() {
+        step("display", [&] { checkDisplay(); });
+        // The files first: they answer even when the bus does not.
+        step("autostart", [&] { checkAutostart(); });
+        step("preferences", [&] { checkPreferences(); });
+        step("ocr-data", [&] { checkOcrData(); });
+        step("kernovad", [&] { checkKernovad(); });
+        step("hotkey", [&] { checkHotkey(); });
+        step("modules", [&] { checkModules(); });
         if (x_.connection) xcb_disconnect(x_.connection);
-        return std::move(findings_);
+        const std::lock_guard lock(mutex_);
+        done_ = true;
+        finished_.notify_all();
+    }
+
+    // Waits for `run` on another thread until `deadline`: the findings made
+    // by then, and whether it finished (else the last one names the check
+    // still waiting).
+    std::pair<std::vector<Finding>, bool> wait(std::chrono::milliseconds deadline) {
+        std::unique_lock lock(mutex_);
+        const bool done = finished_.wait_for(lock, deadline, [&] { return done_; });
+        std::vector<Finding> findings = findings_;
+        if (!done)
+            findings.push_back({current_,
+                                Level::problem,
+                                "no answer within " + std::to_string(deadline.count() / 1000) +
+                                    " s: the check still waits (on the X server or the bus)",
+                                {}});
+        return {std::move(findings), done};
     }
 
   private:
+    void step(const char* check, const std::function<void()>& body) {
+        {
+            const std::lock_guard lock(mutex_);
+            current_ = check;
+        }
+        body();
+    }
     void add(std::string check, Level level, std::string detail, std::string fix = {}) {
+        const std::lock_guard lock(mutex_);
         findings_.push_back({std::move(check), level, std::move(detail), std::move(fix)});
     }
     std::string get(const char* name) const { return env_(name).value_or(""); }
@@ -529,7 +563,11 @@ class Doctor {
     }
 
     EnvironmentLookup env_;
+    std::mutex mutex_;  // guards the findings, the current check and done_
+    std::condition_variable finished_;
     std::vector<Finding> findings_;
+    std::string current_;
+    bool done_ = false;
     std::string server_;
     desktop::X11Connection x_;
     bool kernovadRunning_ = false;
@@ -559,7 +597,12 @@ int runDoctor(std::span<const std::string> args, std::istream&, std::ostream& ou
     std::optional<QCoreApplication> app;
     if (QCoreApplication::instance() == nullptr) app.emplace(argc, argv);
 
-    const std::vector<Finding> findings = Doctor(processEnvironment()).run();
+    // The checks run on a thread of their own, so that doctor answers by its
+    // deadline even when the X server or the bus never does; a check still
+    // waiting then is left behind, and the process ends without unwinding.
+    auto doctor = std::make_shared<Doctor>(processEnvironment());
+    std::thread([doctor] { doctor->run(); }).detach();
+    const auto [findings, finished] = doctor->wait(kDeadline);
     std::size_t problems = 0;
     for (const Finding& f : findings)
         problems += f.level == Level::problem ? 1 : 0;
@@ -585,7 +628,12 @@ int runDoctor(std::span<const std::string> args, std::istream&, std::ostream& ou
             << '\n';
     }
     const int written = finishOutput(out, err, "doctor");
-    return written != 0 ? written : (problems == 0 ? 0 : 1);
+    const int status = written != 0 ? written : (problems == 0 ? 0 : 1);
+    if (!finished) {
+        err.flush();
+        ::_exit(status);
+    }
+    return status;
 }
 
 }  // namespace kernova::cli
