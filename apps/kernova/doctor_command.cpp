@@ -386,7 +386,9 @@ class Doctor {
                 how + ", version " + version + " (this kernova is " KERNOVA_VERSION ")",
                 "pkill -x kernovad; kernovad &");
         } else {
-            add("kernovad", Level::ok, how + ", version " + version);
+            add("kernovad", Level::ok,
+                how + ", version " + version +
+                    (status_->value("clipboardWatch", false) ? "; the clipboard watch runs" : ""));
         }
     }
 
@@ -417,13 +419,22 @@ class Doctor {
             add("hotkey", Level::ok, "none: off (bind `kernova splode --primary` in the desktop)");
         } else if (state == "refused") {
             add("hotkey", Level::problem, key + " is held by another program",
-                "kernova set hotkey Meta+K");
+                "kernova set hotkey " + freeKey(key));
         } else if (state == "invalid") {
             add("hotkey", Level::problem, key + " names no key on this keyboard",
-                "kernova set hotkey Ctrl+Alt+S");
+                "kernova set hotkey " + freeKey(key));
         } else {
             add("hotkey", Level::note, key + ": not checked: no X display");
         }
+    }
+
+    // A key no other program holds now (a brief grab of each), for the fix.
+    std::string freeKey(const std::string& taken) const {
+        for (const char* key : {"Ctrl+Alt+S", "Ctrl+Alt+K", "Ctrl+Alt+Y", "Meta+Shift+S"}) {
+            if (key != taken && desktop::checkHotkey(key, env_) == capture::HotkeyStatus::ok)
+                return key;
+        }
+        return "none";
     }
 
     void checkAutostart() {
