@@ -60,6 +60,7 @@ constexpr int kSelectionWaitMs = 500;  // as long as kernovad waits for a select
 constexpr int kCallWaitMs = 1500;
 constexpr int kActivationWaitMs = 4000;
 constexpr std::chrono::milliseconds kDeadline{8000};  // for all the checks together
+constexpr const char* kBusName = "kernova-doctor";    // doctor's own connection
 
 std::string levelName(Level level) {
     switch (level) {
@@ -90,7 +91,10 @@ class Doctor {
         step("autostart", [&] { checkAutostart(); });
         step("preferences", [&] { checkPreferences(); });
         step("ocr-data", [&] { checkOcrData(); });
-        step("kernovad", [&] { checkKernovad(); });
+        step("kernovad", [&] {
+            checkKernovad();
+            QDBusConnection::disconnectFromBus(QString::fromLatin1(kBusName));
+        });
         step("hotkey", [&] { checkHotkey(); });
         step("modules", [&] { checkModules(); });
         if (x_.connection) xcb_disconnect(x_.connection);
@@ -269,7 +273,7 @@ class Doctor {
             return std::nullopt;
         }
         QDBusConnection bus = QDBusConnection::connectToBus(QString::fromStdString(address),
-                                                            QStringLiteral("kernova-doctor"));
+                                                            QString::fromLatin1(kBusName));
         if (!bus.isConnected()) {
             add("kernovad", Level::problem,
                 "cannot connect to the session bus (" + bus.lastError().name().toStdString() + ")",
