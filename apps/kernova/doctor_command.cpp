@@ -58,7 +58,9 @@ constexpr const char* kAutostartFile = "kernova-autostart.desktop";
 // Every wait is short: doctor answers within a few seconds whatever the session.
 constexpr int kSelectionWaitMs = 500;  // as long as kernovad waits for a selection
 constexpr int kCallWaitMs = 1500;
-constexpr int kActivationWaitMs = 4000;
+// A start by activation may take what the deadline leaves, but this much for
+// the checks after it.
+constexpr int kAfterActivationMs = 1500;
 constexpr std::chrono::milliseconds kDeadline{8000};  // for all the checks together
 constexpr const char* kBusName = "kernova-doctor";    // doctor's own connection
 
@@ -82,7 +84,8 @@ std::string windowId(std::uint32_t window) {
 
 class Doctor {
   public:
-    explicit Doctor(EnvironmentLookup env) : env_(std::move(env)) {}
+    explicit Doctor(EnvironmentLookup env)
+        : env_(std::move(env)), deadline_(std::chrono::steady_clock::now() + kDeadline) {}
 
     // Runs every check; each finding is kept as soon as it is made.
     void run() {
@@ -103,17 +106,17 @@ class Doctor {
         finished_.notify_all();
     }
 
-    // Waits for `run` on another thread until `deadline`: the findings made
+    // Waits for `run` on another thread until the deadline: the findings made
     // by then, and whether it finished (else the last one names the check
     // still waiting).
-    std::pair<std::vector<Finding>, bool> wait(std::chrono::milliseconds deadline) {
+    std::pair<std::vector<Finding>, bool> wait() {
         std::unique_lock lock(mutex_);
-        const bool done = finished_.wait_for(lock, deadline, [&] { return done_; });
+        const bool done = finished_.wait_until(lock, deadline_, [&] { return done_; });
         std::vector<Finding> findings = findings_;
         if (!done)
             findings.push_back({current_,
                                 Level::problem,
-                                "no answer within " + std::to_string(deadline.count() / 1000) +
+                                "no answer within " + std::to_string(kDeadline.count() / 1000) +
                                     " s: the check still waits (on the X server or the bus)",
                                 {}});
         return {std::move(findings), done};
@@ -318,8 +321,12 @@ class Doctor {
         }
         // Not running: the bus starts it as the first request would, which
         // tests the activation environment.
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline_ - std::chrono::steady_clock::now());
+        const int activationWaitMs =
+            std::max(500, static_cast<int>(left.count()) - kAfterActivationMs);
         const QDBusMessage reply =
-            callBus(*bus, "StartServiceByName", {name, 0u}, kActivationWaitMs);
+            callBus(*bus, "StartServiceByName", {name, 0u}, activationWaitMs);
         if (reply.type() == QDBusMessage::ReplyMessage) {
             // 1: started now; 2: another client started it meanwhile.
             const bool ours =
@@ -348,7 +355,7 @@ class Doctor {
                    error == "org.freedesktop.DBus.Error.Timeout") {
             add("kernovad", Level::problem,
                 "not running: bus activation did not finish within " +
-                    std::to_string(kActivationWaitMs / 1000) + " s",
+                    std::to_string(activationWaitMs) + " ms",
                 "kernovad &");
         } else {
             add("kernovad", Level::problem,
@@ -578,6 +585,7 @@ class Doctor {
     }
 
     EnvironmentLookup env_;
+    std::chrono::steady_clock::time_point deadline_;  // for every check together
     std::mutex mutex_;  // guards the findings, the current check and done_
     std::condition_variable finished_;
     std::vector<Finding> findings_;
@@ -617,7 +625,7 @@ int runDoctor(std::span<const std::string> args, std::istream&, std::ostream& ou
     // waiting then is left behind, and the process ends without unwinding.
     auto doctor = std::make_shared<Doctor>(processEnvironment());
     std::thread([doctor] { doctor->run(); }).detach();
-    const auto [findings, finished] = doctor->wait(kDeadline);
+    const auto [findings, finished] = doctor->wait();
     std::size_t problems = 0;
     for (const Finding& f : findings)
         problems += f.level == Level::problem ? 1 : 0;
