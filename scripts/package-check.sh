@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the Debian package and checks it: its contents and dependencies,
-# lintian (no errors), then installs it, runs the installed kernova, and purges
-# it again together with any package the install pulled in, leaving the
-# machine as it was. Needs root (or sudo) and the desktop build's packages.
+# lintian (no errors), then installs it, runs the installed kernova (split,
+# --help, doctor --json), and purges it again together with any package the
+# install pulled in, leaving the machine as it was, whether a check failed or
+# not (a failed purge fails the check). Needs root (or sudo) and the desktop build's packages.
 #   scripts/package-check.sh
 set -euo pipefail
 
@@ -81,6 +82,8 @@ cleanup() {
     exit "$status"
 }
 trap cleanup EXIT
+# Interrupted, it still purges (the EXIT trap runs on exit).
+trap 'exit 130' INT TERM
 dpkg-query -W -f='${Package}:${Architecture} ${Status}\n' | awk '/ installed$/{print $1}' | sort >"$before"
 echo "== install"
 installed=1
@@ -92,6 +95,22 @@ echo "$split"
 KERNOVA_PREFERENCES_DIR=$prefs kernova --help | grep -q "^usage: kernova" || fail "kernova --help"
 kernovad --help | grep -q "^usage: kernovad" || fail "kernovad --help"
 man -w kernova >/dev/null 2>&1 || [[ -f /usr/share/man/man1/kernova.1.gz ]] || fail "no kernova(1)"
+
+# The installed doctor answers with a report (status 0 or 1: a machine without
+# a desktop has findings). It runs on a private bus with no display, so the
+# installed activation file is tried (the kernovad it starts exits at once)
+# and no session of the caller's is touched.
+doctor_status=0
+doctor=$(env -u DISPLAY -u WAYLAND_DISPLAY KERNOVA_PREFERENCES_DIR="$prefs" \
+    timeout 30 dbus-run-session -- /usr/bin/kernova doctor --json) || doctor_status=$?
+((doctor_status == 0 || doctor_status == 1)) || fail "kernova doctor --json exited with status $doctor_status"
+jq -e '.findings | map(.check) | index("kernovad") != null' <<<"$doctor" >/dev/null ||
+    fail "kernova doctor --json gave no report: $doctor"
+for module in web-engine-module ocr-module; do
+    jq -e --arg m "$module" 'any(.findings[]; .check == $m and .level == "ok")' <<<"$doctor" >/dev/null ||
+        fail "the installed kernova doctor finds no $module"
+done
+echo "doctor: $(jq -c '[.findings[] | select(.level == "problem") | .check]' <<<"$doctor") are problems here"
 
 echo "== purge"
 installed=0

@@ -18,7 +18,7 @@ desktop=(
     qt6-image-formats-plugins
     libtesseract-dev tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra
     tesseract-ocr-jpn tesseract-ocr-kor
-    help2man lintian
+    help2man lintian jq
     dbus dbus-x11 libglib2.0-bin fonts-noto-cjk fonts-noto-color-emoji
 )
 

@@ -14,6 +14,7 @@
 #include "kernova/split_command.h"
 #ifdef KERNOVA_HAS_DESKTOP
 #include "kernova/bus_client.h"
+#include "kernova/doctor_command.h"
 #include "kernova/ocr_command.h"
 #include "kernova/prefs_command.h"
 #include "kernova/render_command.h"
@@ -64,6 +65,7 @@ constexpr std::array kSubcommands{
     Subcommand{"ocr", "recognise the words of an image and open the panel on them",
                kernova::cli::runOcr},
     Subcommand{"prefs", "open the preferences window", kernova::cli::runPrefs},
+    Subcommand{"doctor", "check what Kernova needs from this session", kernova::cli::runDoctor},
 #endif
 };
 
@@ -74,7 +76,8 @@ void printHelp(std::ostream& out) {
     for (const Subcommand& c : kSubcommands) {
         out << "  " << c.name << "  " << c.summary << '\n';
     }
-    out << "\nRun \"kernova <command> --help\" for a command's arguments.\n";
+    out << "\nRun \"kernova <command> --help\" for a command's arguments;\n"
+           "\"kernova --version\" prints the version.\n";
 }
 
 }  // namespace
@@ -84,6 +87,10 @@ int main(int argc, char** argv) {
     if (args.empty()) {
         std::cerr << kUsage << '\n';
         return 2;
+    }
+    if (args[0] == "--version") {
+        std::cout << "kernova " KERNOVA_VERSION "\n";
+        return kernova::cli::finishOutput(std::cout, std::cerr, "--version");
     }
     if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
         printHelp(std::cout);

@@ -65,6 +65,8 @@ class CaptureServices {
 
     // Null without X11.
     const capture::Hotkey* hotkey() const { return hotkey_.get(); }
+    // Whether the clipboard watch runs (it starts a moment after kernovad).
+    bool clipboardWatchStarted() const { return watch_ && watch_->started(); }
 
   private:
     QDBusConnection bus_;

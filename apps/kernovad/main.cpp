@@ -37,6 +37,7 @@
 #include "kernovad/debug_endpoint.h"
 #include "kernovad/desktop_host.h"
 #include "kernovad/ocr_entry.h"
+#include "kernovad/status_endpoint.h"
 #include "kernovad/tray_icon.h"
 #include "kernovad/warm_up.h"
 #include "segment/splode_box.h"
@@ -103,7 +104,8 @@ constexpr std::string_view kHelp =
     "\n"
     "  --autostart   started with the session: with no settings file yet, opens\n"
     "                the preferences on General\n"
-    "  --help        print this help and exit\n";
+    "  --help        print this help and exit\n"
+    "  --version     print the version and exit\n";
 
 // Whether kernovad was started with `--autostart`; absent, with a message, for
 // any other argument.
@@ -126,6 +128,10 @@ std::optional<bool> parseArguments(int argc, char** argv) {
 int main(int argc, char** argv) {
     if (argc == 2 && (std::string_view(argv[1]) == "--help" || std::string_view(argv[1]) == "-h")) {
         std::cout << kHelp << std::flush;
+        return std::cout ? 0 : 1;
+    }
+    if (argc == 2 && std::string_view(argv[1]) == "--version") {
+        std::cout << "kernovad " KERNOVA_VERSION "\n" << std::flush;
         return std::cout ? 0 : 1;
     }
     const std::optional<bool> autostart = parseArguments(argc, argv);
@@ -160,6 +166,12 @@ int main(int argc, char** argv) {
     desktop::TesseractEngine ocrEngine(runLoop, context.log(), startThreadJob, env);
     context.setOcrEngine(&ocrEngine);
 
+    // The status is there as soon as the name is (`kernova doctor` asks it
+    // right after starting kernovad by activation).
+    daemon::StatusEndpoint statusEndpoint(env);
+    if (!bus.registerObject(QString::fromLatin1(desktop::kStatusPath), &statusEndpoint,
+                            QDBusConnection::ExportAllSlots))
+        context.log().warn("kernovad", "cannot export the status interface");
     switch (center.start()) {
         case desktop::DBusMessageCenter::StartResult::alreadyRunning:
             std::cerr << "kernovad is already running\n";
@@ -195,6 +207,9 @@ int main(int argc, char** argv) {
     daemon::TrayIcon tray(context, trayMenu, icon);
     openPreferencesOnFirstRun(context, host, kernova, *autostart);
 
+    statusEndpoint.setSources(
+        {env, capture.hotkey(), [&capture] { return capture.clipboardWatchStarted(); }});
+
     std::unique_ptr<daemon::DebugEndpoint> debug;
     if (debugWanted(env)) {
         debug = std::make_unique<daemon::DebugEndpoint>(server, host);
@@ -227,6 +242,7 @@ int main(int argc, char** argv) {
 
     int status = QApplication::exec();
     if (debug) bus.unregisterObject(QString::fromLatin1(daemon::kDebugPath));
+    bus.unregisterObject(QString::fromLatin1(desktop::kStatusPath));
     stopNotifier.reset();
     if (signalFd >= 0) ::close(signalFd);
     removePrivateTextFiles(privateFiles);

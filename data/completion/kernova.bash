@@ -5,9 +5,9 @@ _kernova()
     local cur prev words cword
     _init_completion || return
 
-    local commands="split layout set get apps send splode render ocr prefs help"
+    local commands="split layout set get apps send splode render ocr prefs doctor help"
     if ((cword == 1)); then
-        COMPREPLY=($(compgen -W "$commands --help" -- "$cur"))
+        COMPREPLY=($(compgen -W "$commands --help --version" -- "$cur"))
         return
     fi
 
@@ -56,6 +56,9 @@ _kernova()
             else
                 _filedir '@(png|PNG|jpg|JPG|jpeg|JPEG)'
             fi
+            ;;
+        doctor)
+            COMPREPLY=($(compgen -W "--json --help" -- "$cur"))
             ;;
         prefs)
             COMPREPLY=($(compgen -W "--first-run --help" -- "$cur"))

@@ -11,6 +11,9 @@ inline constexpr const char* kMessagesService = kMessageCenterName;
 inline constexpr const char* kMessagesPath = "/fun/quorle/kernova/prefs";
 inline constexpr const char* kMessagesInterface = "fun.quorle.kernova.Messages";
 inline constexpr const char* kSendMethod = "Send";
+// kernovad's status (names and outcomes), for `kernova doctor`.
+inline constexpr const char* kStatusPath = "/fun/quorle/kernova/status";
+inline constexpr const char* kStatusInterface = "fun.quorle.kernova.Status";
 
 // System-wide notifications: a broadcast signal carrying the notification name.
 inline constexpr const char* kNotificationsPath = "/fun/quorle/kernova/notifications";

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The packaged files keep up with the programs: every subcommand that
 # `kernova --help` lists has its section in kernova(1) and is offered by the
-# bash and zsh completion; kernovad answers --help (and refuses other words).
+# bash and zsh completion; kernovad answers --help (and refuses other words);
+# both programs print the same --version.
 #   package_files_test.sh KERNOVA KERNOVAD SOURCE_DIR MAN_DIR
 set -uo pipefail
 kernova=$1 kernovad=$2 source=$3 man=$4
@@ -31,5 +32,8 @@ done
 "$kernovad" --no-such-option 2>/dev/null
 (($? == 2)) || fail "kernovad with an unknown argument does not exit with status 2"
 
-echo "$((${#commands[@]} * 3 + 2 - failures)) passed, $failures failed"
+kv=$("$kernova" --version) dv=$("$kernovad" --version)
+[[ $kv == "kernova "[0-9]* && ${dv#kernovad } == "${kv#kernova }" ]] || fail "--version: $kv, $dv"
+
+echo "$((${#commands[@]} * 3 + 3 - failures)) passed, $failures failed"
 ((failures == 0))
