@@ -18,6 +18,7 @@
 #include "sim/device.h"
 #include "sim/driver.h"
 #include "sim/sim_server_host.h"
+#include "support/base64_categories.h"
 #include "ui/alert.h"
 
 namespace kernova::testing {
@@ -42,12 +43,27 @@ class ServerFixture : public ::testing::Test {
     void set(const char* key, Value value) {
         updateSettings(server.context(), [&](Dictionary& d) { d[key] = value; });
     }
-    // The application asks for a panel on `text`, as its selection item does.
-    void splodeSelection(const std::string& text) {
-        app.messageSender().sendMessageName(
-            "notifySplode",
-            Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value(text)}}));
+    // The application sends `name` and the device runs until idle.
+    void send(const std::string& name, const Value& info = {}) {
+        app.messageSender().sendMessageName(name, info);
         device.runUntilIdle();
+    }
+    // The application asks for a panel on `text`, as its selection item does;
+    // `more` adds keys such as "image".
+    void splodeSelection(const std::string& text, Dictionary more = {}) {
+        more["callFromResponder"] = Value(true);
+        more["selection"] = Value(text);
+        send("notifySplode", Value(std::move(more)));
+    }
+    // A `width` x `height` picture of one colour, as PNG in base64.
+    std::string pngBase64(int width, int height, std::uint32_t argb,
+                          Base64Lines lines = Base64Lines::None) {
+        const ui::PixelBuffer pixels{
+            width, height,
+            std::vector<std::uint32_t>(static_cast<std::size_t>(width * height), argb)};
+        return platformBase64Encode(
+            *device.imageCodec().encode(*ui::Image::fromPixels(pixels), ui::ImageFormat::png),
+            lines);
     }
     // Opens a panel on `text` and lets its show animation end.
     GTagFlowContainer& open(const std::string& text) {

@@ -45,8 +45,7 @@ TEST_F(ServerTest, RegistersTheTableInOrderAndKeepsABoundedRecord) {
     EXPECT_EQ(last().keys, 2u);
     expectNotInTheLog("secret");
     for (int i = 0; i < 150; ++i)
-        app.messageSender().sendMessageName("copyText");
-    device.runUntilIdle();
+        send("copyText");
     EXPECT_EQ(theServer.recentMessages().size(), Server::kRecentMessageLimit);
     EXPECT_FALSE(last().keys.has_value());
     EXPECT_EQ(theServer.receivedCount(), 151u);
@@ -220,14 +219,11 @@ TEST_F(LargeTextTest, PicksAreCopiedAtOnceAndNothingPickedWaitsForTheWholeText) 
 TEST_F(ServerTest, TheClipboardIsReadAsynchronouslyAndAFurtherRequestMeanwhileIsDropped) {
     host.setSelectionDelay(0.3);
     driver.writeClipboard(app, "copied words");
-    app.messageSender().sendMessageName("notifySplode");
-    device.runUntilIdle();
+    send("notifySplode");
     EXPECT_EQ(theServer.panel(), nullptr);
     EXPECT_EQ(last().outcome, "waiting for the clipboard");
 
-    app.messageSender().sendMessageName(
-        "notifySplode",
-        Value(Dictionary{{"callFromResponder", Value(true)}, {"selection", Value("other")}}));
+    splodeSelection("other");
     device.advance(0.1);
     EXPECT_EQ(last().outcome, "dropped: a clipboard read is in flight");
 
@@ -240,15 +236,12 @@ TEST_F(ServerTest, TheClipboardIsReadAsynchronouslyAndAFurtherRequestMeanwhileIs
 TEST_F(ServerTest, TheCallerDecidesWhetherTheApplicationInFrontMustBeEnabled) {
     driver.writeClipboard(app, "copied");
     driver.setFrontmostApplication("org.example.NotEnabled");
-    app.messageSender().sendMessageName("notifySplode");
-    device.runUntilIdle();
+    send("notifySplode");
     EXPECT_EQ(last().outcome, "dropped: the application in front is not enabled");
     EXPECT_EQ(host.selectionReads(), 0u);
 
-    app.messageSender().sendMessageName(
-        "notifySplode",
-        Value(Dictionary{{"callFromCC", Value(true)}, {"selection", Value("ignored")}}));
-    device.runUntilIdle();
+    send("notifySplode",
+         Value(Dictionary{{"callFromCC", Value(true)}, {"selection", Value("ignored")}}));
     EXPECT_EQ(tags(), std::vector<std::string>{"copied"}) << "callFromCC takes the clipboard";
 }
 
@@ -282,25 +275,13 @@ TEST_F(ServerTest, StylesColourTheTagsAndAnUnknownStyleShowsAnEmptyPanel) {
 }
 
 TEST_F(ServerTest, AnImageGoesToThePanelAndUnreadableOnesAreLeftOut) {
-    ui::PixelBuffer pixels{4, 2, std::vector<std::uint32_t>(8, 0xff00ff00u)};
-    std::optional<Bytes> png =
-        server.platform().imageCodec.encode(*ui::Image::fromPixels(pixels), ui::ImageFormat::png);
-    ASSERT_TRUE(png);
-    std::string base64 = platformBase64Encode(*png, Base64Lines::None);
     // Line breaks and other characters outside the alphabet are skipped.
-    base64.insert(4, "\n*");
+    const std::string base64 = pngBase64(4, 2, 0xff00ff00u).insert(4, "\n*");
     for (const std::string& image : {base64, std::string("not an image")}) {
-        app.messageSender().sendMessageName("notifySplode",
-                                            Value(Dictionary{{"callFromResponder", Value(true)},
-                                                             {"selection", Value("seen")},
-                                                             {"image", Value(image)}}));
-        device.runUntilIdle();
+        splodeSelection("seen", {{"image", Value(image)}});
         ASSERT_NE(theServer.panel(), nullptr);
         const auto& shown = theServer.panel()->image();
-        EXPECT_EQ(shown != nullptr, image == base64);
-        if (shown) {
-            EXPECT_EQ(shown->size().width, 4);
-        }
+        EXPECT_EQ(shown ? shown->size().width : 0, image == base64 ? 4 : 0);
         closePanel();
     }
 }
@@ -323,9 +304,7 @@ TEST_F(ServerTest, ThePanelsNoticesParkAndRestoreIt) {
 TEST_F(ServerTest, TheOtherHandlers) {
     // A part of the translation result the user selected and copied in the
     // dialog: the system's own write, and the dialog stays until Cancel.
-    app.messageSender().sendMessageName(
-        "alertTrans", Value(Dictionary{{"transResult", Value("bonjour le monde")}}));
-    device.runUntilIdle();
+    send("alertTrans", Value(Dictionary{{"transResult", Value("bonjour le monde")}}));
     auto result = driver.topAlert();
     ASSERT_NE(result, nullptr);
     EXPECT_EQ(result->copyActionIndex(), 0u);
@@ -345,8 +324,7 @@ TEST_F(ServerTest, TheOtherHandlers) {
 
     // The floating button's flag: set by the first "popButton", cleared 2.5 s
     // after every one.
-    app.messageSender().sendMessageName("popButton");
-    device.runUntilIdle();
+    send("popButton");
     EXPECT_TRUE(theServer.flags().showing);
     device.advance(1);
     app.messageSender().sendMessageName("popButton");
@@ -355,19 +333,10 @@ TEST_F(ServerTest, TheOtherHandlers) {
 }
 
 TEST_F(ServerTest, OpenPrefsStartsThePreferencesForTheirUrlsAndHandsOtherUrlsOn) {
-    auto openPrefs = [&](std::optional<std::string> path) {
-        Dictionary info;
-        if (path) info["prefsPath"] = Value(*path);
-        app.messageSender().sendMessageName("openPrefs", Value(info));
-        device.runUntilIdle();
-    };
-    openPrefs("kernova-prefs:/Translation");
-    openPrefs("KERNOVA-PREFS:/Nowhere");
-    openPrefs(std::nullopt);
-    openPrefs("https://example.org/?q=1");
-    openPrefs("prefs:root");
-    app.messageSender().sendMessageName("openPrefs");
-    device.runUntilIdle();
+    for (const char* path : {"kernova-prefs:/Translation", "KERNOVA-PREFS:/Nowhere", "",
+                             "https://example.org/?q=1", "prefs:root"})
+        send("openPrefs", Value(*path ? Dictionary{{"prefsPath", Value(path)}} : Dictionary{}));
+    send("openPrefs");
     EXPECT_EQ(host.launches(), (std::vector<std::vector<std::string>>{
                                    {"kernova", "prefs", "kernova-prefs:/Translation"},
                                    {"kernova", "prefs", "KERNOVA-PREFS:/Nowhere"},

@@ -76,10 +76,7 @@ class OcrTest : public ServerFixture {
         }
         return out;
     }
-    std::string imageBase64() {
-        return platformBase64Encode(*device.imageCodec().encode(*image, ui::ImageFormat::png),
-                                    Base64Lines::Width64);
-    }
+    std::string imageBase64() { return pngBase64(8, 8, 0xFF00FF00, Base64Lines::Width64); }
 
     QualityCodec codec{device.imageCodec()};
     std::shared_ptr<const ui::Image> image =
@@ -101,15 +98,10 @@ TEST_F(OcrTest, BothRequestsGoOutByteForByteForEachApiType) {
         recognise();
         ASSERT_EQ(app.http().requests().size(), before + 2);
         const HttpRequest& proxy = app.http().requests()[before].request;
-        if (type == 1) {
-            EXPECT_EQ(proxy.method, HttpMethod::post);
-            EXPECT_EQ(proxy.url, std::string(kProxy) + "/OcrApiOwn.php");
-            EXPECT_EQ(proxy.body, R"({"APIKey": "k"1", "SecretKey":"s 2"})");
-        } else {
-            EXPECT_EQ(proxy.method, HttpMethod::get);
-            EXPECT_EQ(proxy.url, std::string(kProxy) + "/OcrApi.php");
-            EXPECT_EQ(proxy.body, "");
-        }
+        const bool own = type == 1;
+        EXPECT_EQ(proxy.method, own ? HttpMethod::post : HttpMethod::get);
+        EXPECT_EQ(proxy.url, std::string(kProxy) + (own ? "/OcrApiOwn.php" : "/OcrApi.php"));
+        EXPECT_EQ(proxy.body, own ? R"({"APIKey": "k"1", "SecretKey":"s 2"})" : "");
         EXPECT_TRUE(proxy.headers.empty());
         const HttpRequest& service = app.http().requests()[before + 1].request;
         EXPECT_EQ(service.method, HttpMethod::post);
@@ -220,8 +212,7 @@ TEST_F(OcrTest, TheJpegQualityStepsDownUntilItsBase64Fits) {
 
 TEST_F(OcrTest, DoOcrPutsTheWordsOnTheClipboardWithoutAPanel) {
     auto doOcr = [&](Value info) {
-        app.messageSender().sendMessageName("doOCR", info);
-        device.runUntilIdle();
+        send("doOCR", info);
         for (auto it = theServer.recentMessages().rbegin(); it != theServer.recentMessages().rend();
              ++it)
             if (it->name == "doOCR") return it->outcome;
@@ -249,12 +240,8 @@ TEST_F(OcrTest, DoOcrPutsTheWordsOnTheClipboardWithoutAPanel) {
     doOcr(Value(Dictionary{{"image", Value(imageBase64())}}));
     device.advance(1);
     EXPECT_EQ(device.pasteboard().string(), " secret");
-    const auto panel = reportScreen(server.application()).panel;
-    ASSERT_TRUE(panel.has_value());
-    std::string shown;
-    for (const auto& tag : panel->tags)
-        shown += tag.text;
-    EXPECT_EQ(shown, KernovaActivity::kProxyFailed);
+    ASSERT_TRUE(theServer.panel() && theServer.panel()->isShown());
+    EXPECT_EQ(theServer.panel()->flowView()->getAllTextstring(), KernovaActivity::kProxyFailed);
 }
 
 // The region picker over a screen whose every pixel tells its place.
@@ -281,9 +268,25 @@ class RegionPickerTest : public OcrTest {
     }
     std::string pickScreen() {
         scriptRecognition();
-        app.messageSender().sendMessageName("doOCR", Value(Dictionary{{"screen", Value(true)}}));
-        device.runUntilIdle();
+        send("doOCR", Value(Dictionary{{"screen", Value(true)}}));
         return theServer.recentMessages().back().outcome;
+    }
+    // Presses each key, Shift held for those marked; true for Shift.
+    void keys(std::initializer_list<std::pair<ui::Key, bool>> presses) {
+        for (auto [which, shift] : presses) {
+            ui::KeyEvent event;
+            event.key = which;
+            event.shift = shift;
+            EXPECT_TRUE(driver.key(event));
+        }
+    }
+    // The region taken, then the panel closed.
+    std::vector<int> taken() {
+        device.advance(1);
+        std::vector<int> region = shownRegion();
+        if (theServer.panel()) closePanel();
+        device.advance(1);
+        return region;
     }
     // The region the panel shows with the words, as x, y, width, height in pixels.
     std::vector<int> shownRegion() {
@@ -303,63 +306,46 @@ class RegionPickerTest : public OcrTest {
 // A drag over a window, Escape and a second request while picking are proven
 // through kernovad in tests/desktop; here the rectangle's pixels.
 TEST_F(RegionPickerTest, DragsAndKeysDrawTheRectangleAndEnterTakesIt) {
-    auto key = [&](ui::Key which, bool shift = false) {
-        ui::KeyEvent event;
-        event.key = which;
-        event.shift = shift;
-        EXPECT_TRUE(driver.key(event));
-    };
+    using ui::Key;
     // A click draws nothing and keeps the picker; a drag, backwards, takes its rectangle.
     EXPECT_EQ(pickScreen(), "picking a region on monitor sim (600x400 pixels)");
     driver.tap({50, 50});
     EXPECT_TRUE(pickerWindow());
     driver.pan({{110, 70}, {60, 40}, {10, 20}}, 0.3);
     EXPECT_FALSE(host.grabbedWindow());
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{20, 40, 200, 100}));
-    closePanel();
-    device.advance(1);
+    EXPECT_EQ(taken(), (std::vector<int>{20, 40, 200, 100}));
 
     // Enter with nothing drawn: the whole monitor.
     pickScreen();
-    key(ui::Key::enter);
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{0, 0, 600, 400}));
-    closePanel();
-    device.advance(1);
+    keys({{Key::enter, false}});
+    EXPECT_EQ(taken(), (std::vector<int>{0, 0, 600, 400}));
 
     // Arrows start from the whole monitor and stay inside it.
     pickScreen();
-    key(ui::Key::left, true);
-    key(ui::Key::left, true);
-    key(ui::Key::up, true);
-    key(ui::Key::left);
-    key(ui::Key::right);
-    key(ui::Key::down);
-    key(ui::Key::down);
-    key(ui::Key::enter);
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{2, 2, 596, 398}));
-    closePanel();
-    device.advance(1);
+    keys({{Key::left, true},
+          {Key::left, true},
+          {Key::up, true},
+          {Key::left, false},
+          {Key::right, false},
+          {Key::down, false},
+          {Key::down, false},
+          {Key::enter, false}});
+    EXPECT_EQ(taken(), (std::vector<int>{2, 2, 596, 398}));
 
     // During a drag they act on the rectangle being drawn: the release keeps that.
     pickScreen();
     const ui::TouchId finger = driver.touchDown({10, 10});
     driver.touchMove(finger, {30, 20});
     driver.touchMove(finger, {50, 40});
-    key(ui::Key::right);
-    key(ui::Key::down, true);
+    keys({{Key::right, false}, {Key::down, true}});
     driver.touchUp(finger, {50, 40});
-    device.advance(1);
-    EXPECT_EQ(shownRegion(), (std::vector<int>{22, 20, 80, 62}));
+    EXPECT_EQ(taken(), (std::vector<int>{22, 20, 80, 62}));
 }
 
 TEST_F(RegionPickerTest, OnlyAScreenWithoutAnImageOpensThePicker) {
     // With an image the message is an ordinary "doOCR": the words go onto the clipboard.
     scriptRecognition();
-    app.messageSender().sendMessageName(
-        "doOCR", Value(Dictionary{{"screen", Value(true)}, {"image", Value(imageBase64())}}));
+    send("doOCR", Value(Dictionary{{"screen", Value(true)}, {"image", Value(imageBase64())}}));
     device.advance(1);
     EXPECT_FALSE(host.grabbedWindow());
     EXPECT_EQ(device.pasteboard().string(), " secret");
