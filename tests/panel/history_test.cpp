@@ -85,11 +85,7 @@ TEST_F(HistoryTest, RecordingKeepsTheNewestFirstAndTrimsOneEntry) {
         {"the same text twice is kept once", 20, {}, {"A", "A"}, {"A"}},
         {"A, B, A is three entries", 20, {}, {"A", "B", "A"}, {"A", "B", "A"}},
         {"an older equal entry stays", 20, {"B", "A"}, {"A"}, {"A", "B", "A"}},
-        {"the top entry again writes nothing, not even the trimming",
-         2,
-         {"A", "B", "C"},
-         {"A"},
-         {"A", "B", "C"}},
+        {"the top entry again: no write, no trim", 2, {"A", "B", "C"}, {"A"}, {"A", "B", "C"}},
         {"capacity 1 keeps the newest", 1, {"A"}, {"B"}, {"B"}},
     };
     for (const Row& row : rows) {
@@ -120,25 +116,18 @@ TEST_F(HistoryTest, NothingIsRecordedWithoutCapacityAndACorruptFileIsReplaced) {
 }
 
 TEST_F(HistoryTest, EntriesAreShownOnOneShortLine) {
-    const std::string ninety(90, 'x');
-    std::string han;
-    for (int i = 0; i < 81; ++i)
-        han += "中";
+    auto times = [](const char* text, int count) {
+        std::string out;
+        while (count-- > 0)
+            out += text;
+        return out;
+    };
     const std::pair<std::string, std::string> rows[] = {
         {"short", "short"},
         {"a\nb\r\nc\rd\u2028e", "a⏎b⏎c⏎d⏎e"},
-        {std::string(80, 'y'), std::string(80, 'y')},
-        {ninety, std::string(40, 'x') + "…" + std::string(39, 'x')},
-        {han,
-         [] {
-             std::string s;
-             for (int i = 0; i < 40; ++i)
-                 s += "中";
-             s += "…";
-             for (int i = 0; i < 39; ++i)
-                 s += "中";
-             return s;
-         }()},
+        {times("y", 80), times("y", 80)},
+        {times("x", 90), times("x", 40) + "…" + times("x", 39)},
+        {times("中", 81), times("中", 40) + "…" + times("中", 39)},
     };
     for (const auto& [text, shown] : rows)
         EXPECT_EQ(historyEntryTitle(text), shown) << text;
@@ -159,8 +148,7 @@ TEST_F(HistoryTest, TheSheetListsTheEntriesAndAPickOpensANewPanel) {
     EXPECT_TRUE(server.application().windows().empty()) << "the sheet's window went with it";
 
     // A pick opens a panel on the full text, not its one-line title.
-    app.messageSender().sendMessageName("showHistory");
-    device.runUntilIdle();
+    send("showHistory");
     EXPECT_TRUE(driver.tapAlertAction("line one⏎line two"));
     device.advance(GTagFlowContainer::kShowSeconds);
     ASSERT_NE(theServer.panel(), nullptr);
@@ -241,14 +229,12 @@ TEST_F(HistoryTest, PicksFillTheSlotsOfUrlAndSearchTemplatesInTheOrderPicked) {
     Texts urls;
     for (const bool slots : {true, false}) {
         set("templateSlots", Value(slots));
-        open("Osaka to Tokyo & Kyoto");
-        tapTag("Tokyo");
-        tapTag("&");
-        tapAction("UrlScheme");
-        open("Osaka to Tokyo & Kyoto");
-        tapTag("Tokyo");
-        tapTag("&");
-        tapAction("Search");
+        for (const char* button : {"UrlScheme", "Search"}) {
+            open("Osaka to Tokyo & Kyoto");
+            tapTag("Tokyo");
+            tapTag("&");
+            tapAction(button);
+        }
         urls.push_back(theServer.panel()->webView()->URL());
         closePanel();
     }

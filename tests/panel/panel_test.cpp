@@ -45,10 +45,9 @@ TEST(PanelGeometry, TheCardFitsTheWorkAreaOfItsMonitor) {
         {{0, 0, 800, 519}, {185, 0, 430, 519}},         // short: the whole height
         {{0, 0, 300, -10}, {0, -5, 300, 0}},            // nothing left counts as 0
     };
-    for (const Row& row : rows) {
+    for (const Row& row : rows)
         EXPECT_EQ(Server::panelScreenFrame(row.workArea), row.card)
             << row.workArea.origin.x << "," << row.workArea.size.height;
-    }
 }
 
 TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
@@ -101,15 +100,7 @@ TEST_F(PanelTest, TipsComeShortLongOrNotAtAll) {
 
 TEST_F(PanelTest, APictureShowsAboveTheBoardPixelForPixelAndIsBuiltOnce) {
     set("textCheck", Value(true));
-    ui::PixelBuffer pixels{100, 50, std::vector<std::uint32_t>(5000, 0xff336699u)};
-    auto bytes =
-        server.platform().imageCodec.encode(*ui::Image::fromPixels(pixels), ui::ImageFormat::png);
-    ASSERT_TRUE(bytes);
-    const std::string base64 = platformBase64Encode(*bytes, Base64Lines::None);
-    app.messageSender().sendMessageName("notifySplode",
-                                        Value(Dictionary{{"callFromResponder", Value(true)},
-                                                         {"selection", Value("picture words")},
-                                                         {"image", Value(base64)}}));
+    splodeSelection("picture words", {{"image", Value(pngBase64(100, 50, 0xff336699u))}});
     device.advance(1);
     GTagFlowContainer& panel = *theServer.panel();
     const double band = (H - 350) * 0.5 - 1;
@@ -133,10 +124,10 @@ TEST_F(PanelTest, TheMenusFileSetsTheBarAndAnEmptyNameKeepsItsSlot) {
     writeMenus(Value(
         Dictionary{{"Enabled", Value(Array{Value("Copy"), Value(""), Value(7), Value("Share")})}}));
     open("menus");
-    std::vector<ButtonState> actions = reportPanel(*theServer.panel()).actions;
-    ASSERT_EQ(actions.size(), 2u);
-    EXPECT_EQ(actions[0].frame.origin.x, 37.5 + 75 * 0 + 20);
-    EXPECT_EQ(actions[1].frame.origin.x, 37.5 + 75 * 3 + 20);
+    std::vector<double> slots;
+    for (const ButtonState& button : reportPanel(*theServer.panel()).actions)
+        slots.push_back(button.frame.origin.x);
+    EXPECT_EQ(slots, (std::vector<double>{37.5 + 75 * 0 + 20, 37.5 + 75 * 3 + 20}));
     theServer.panel()->hide();
     device.advance(1);
 
@@ -158,9 +149,7 @@ TEST_F(PanelTest, CopyOpensNoSecondPanelAndWithNothingPickedTakesTheWholeText) {
     EXPECT_EQ(theServer.panel(), nullptr) << "Copy hides the panel";
 
     // The clipboard watch answers the panel's own write: no second panel.
-    app.messageSender().sendMessageName("notifySplode",
-                                        Value(Dictionary{{"callFromCC", Value(true)}}));
-    device.runUntilIdle();
+    send("notifySplode", Value(Dictionary{{"callFromCC", Value(true)}}));
     EXPECT_EQ(theServer.panel(), nullptr);
     device.advance(ServerFlags::kOwnWriteSeconds);
     EXPECT_FALSE(theServer.flags().usingSplode);
@@ -261,9 +250,8 @@ TEST_F(PanelTest, TheKeyboardWalksTheTagsPicksThemAndPressesTheButtons) {
                 shown.push_back(board.collectionView()->indexPathForCell(cell)->item);
         return shown;
     };
-    key(ui::Key::right);
-    key(ui::Key::right);
-    key(ui::Key::right);
+    for (int i = 0; i < 3; ++i)
+        key(ui::Key::right);
     EXPECT_EQ(ringed(), std::vector<std::int64_t>{2});
     key(ui::Key::space);
     EXPECT_EQ(picked(), std::vector<std::string>{"cd"});
@@ -274,11 +262,12 @@ TEST_F(PanelTest, TheKeyboardWalksTheTagsPicksThemAndPressesTheButtons) {
     EXPECT_TRUE(picks->isAccessibilitySelected());
     EXPECT_EQ(board.collectionView()->cellForItemAtIndexPath({0, 1})->accessibilityLabel(),
               "space");
-    key(ui::Key::left);
-    key(ui::Key::left);
     // Shift extends like a slide that starts on "ab": it picks what it crosses.
-    key(ui::Key::right, true);
-    key(ui::Key::right, true);
+    for (auto [which, shift] : {std::pair{ui::Key::left, false},
+                                {ui::Key::left, false},
+                                {ui::Key::right, true},
+                                {ui::Key::right, true}})
+        key(which, shift);
     EXPECT_EQ(picked(), (std::vector<std::string>{"cd", "ab", " "}));
 
     // Down goes to the line below, near the same place across; up comes back.
@@ -328,11 +317,9 @@ TEST_F(PanelTest, AClosedPanelLeavesNoTimerAndTheClickSoundFollowsItsSwitch) {
 }
 
 TEST_F(PanelTest, RunningIndicatorsBlinkAndOneNoticeHidesThemAll) {
-    app.messageSender().sendMessageName("showRunning", Value(Dictionary{}));
-    app.messageSender().sendMessageName("showRunning", Value(Dictionary{}));
-    device.runUntilIdle();
-    ScreenReport report = reportScreen(server.application());
-    ASSERT_EQ(report.runningIndicators.size(), 2u);
+    send("showRunning", Value(Dictionary{}));
+    send("showRunning", Value(Dictionary{}));
+    ASSERT_EQ(reportScreen(server.application()).runningIndicators.size(), 2u);
 
     device.advance(GSplodeRunningView::kBlinkSeconds * 2 + 0.01);
     server.context().notifications().post(kHideRunningNotification);
