@@ -83,6 +83,16 @@ class BoardTest : public ::testing::Test {
         ui::Point p{f.origin.x + f.size.width * fraction, f.midY()};
         return board->collectionView()->convertPointToScreen(p);
     }
+    GTagCollectionViewLayout& tagLayout() const {
+        return dynamic_cast<GTagCollectionViewLayout&>(
+            *board->collectionView()->collectionViewLayout());
+    }
+    std::vector<ui::Rect> laidOutFrames() const {
+        std::vector<ui::Rect> frames;
+        for (const auto& a : tagLayout().arrayItemAtts())
+            frames.push_back(a.frame);
+        return frames;
+    }
     GTagFlowCell* cellOf(std::int64_t i) const {
         return dynamic_cast<GTagFlowCell*>(board->collectionView()->cellForItemAtIndexPath({0, i}));
     }

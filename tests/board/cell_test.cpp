@@ -55,15 +55,12 @@ TEST_F(CellTest, BadgeShowsTheSelectionPlaceOnlyWithOrdering) {
     EXPECT_TRUE(badgeOf(cellOf(1))->isHidden());
     // Taking out the first pick renumbers the shown badges at once, without
     // laying the board out again.
-    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
-        board->collectionView()->collectionViewLayout().get());
-    ASSERT_NE(layout, nullptr);
-    const std::uint64_t passes = layout->passCount();
+    const std::uint64_t passes = tagLayout().passCount();
     driver.tap(on(3));
     EXPECT_TRUE(badgeOf(cellOf(3))->isHidden());
     EXPECT_EQ(badgeOf(cellOf(0))->text(), "1");
     EXPECT_EQ(badgeOf(cellOf(2))->text(), "2");
-    EXPECT_EQ(layout->passCount(), passes);
+    EXPECT_EQ(tagLayout().passCount(), passes);
 }
 
 TEST_F(CellTest, OrderingIsReadFromTheSettingsWhenTheBoardIsMade) {
@@ -225,14 +222,12 @@ TEST_F(CellTest, HundredThousandTagsRealiseOnlyVisibleCellsWhileScrolling) {
     // Only what is on screen has cells (the cells in a rectangle are the
     // layout tests'); a scroll reuses the frames and the cells.
     auto& cv = *board->collectionView();
-    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(cv.collectionViewLayout().get());
-    ASSERT_NE(layout, nullptr);
     const std::size_t screenful = cv.visibleCells().size();
-    const std::uint64_t passes = layout->passCount();
+    const std::uint64_t passes = tagLayout().passCount();
     driver.wheel(board->convertPointToScreen({100, 100}), 0, 300000);
     settle();
     EXPECT_EQ(cv.contentOffset().y, 300000);
-    EXPECT_EQ(layout->passCount(), passes);
+    EXPECT_EQ(tagLayout().passCount(), passes);
     auto shown = cv.indexPathsForVisibleItems();
     ASSERT_FALSE(shown.empty());
     EXPECT_LE(cv.visibleCells().size() + cv.reusableCellCount(), 2 * screenful + 20);

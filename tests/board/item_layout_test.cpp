@@ -155,11 +155,8 @@ TEST_F(LayoutTest, AnEmptyBoardKeepsThePreviousContentSize) {
     Size before = board->collectionView()->contentSize();
     showItems({});
     EXPECT_EQ(board->collectionView()->contentSize(), before);
-    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
-        board->collectionView()->collectionViewLayout().get());
-    ASSERT_NE(layout, nullptr);
-    EXPECT_TRUE(layout->arrayItemAtts().empty());
-    EXPECT_EQ(layout->contentSizeNeed(), before);
+    EXPECT_TRUE(tagLayout().arrayItemAtts().empty());
+    EXPECT_EQ(tagLayout().contentSizeNeed(), before);
 }
 
 TEST_F(LayoutTest, RectangleQueriesAnswerTheWholeList) {
@@ -232,14 +229,10 @@ TEST_F(LayoutTest, AppendedTagsKeepTheFramesMadeAndLayOutOnlyThemselves) {
             items.push_back(item(std::string(1 + (i * 7) % 13, 'w')));
         return items;
     };
-    board->setFlowDatas(makeItems(0, 40));
-    board->reloadDatas();
-    settle();
-    auto* layout = dynamic_cast<GTagCollectionViewLayout*>(
-        board->collectionView()->collectionViewLayout().get());
-    ASSERT_NE(layout, nullptr);
+    showItems(makeItems(0, 40));
+    GTagCollectionViewLayout* layout = &tagLayout();
     const std::uint64_t passes = layout->passCount();
-    const std::vector<ui::LayoutAttributes> first = layout->arrayItemAtts();
+    const std::vector<Rect> first = laidOutFrames();
     // Every tag picked: the tags that arrive come picked too, numbered after.
     board->selectAll();
     for (std::size_t from = 40; from < 400; from += 90) {
@@ -248,23 +241,15 @@ TEST_F(LayoutTest, AppendedTagsKeepTheFramesMadeAndLayOutOnlyThemselves) {
     }
     EXPECT_EQ(layout->passCount(), passes + 4);
     EXPECT_EQ(layout->appendPassCount(), 4u);
-    std::vector<Rect> appended;
-    for (const auto& a : layout->arrayItemAtts())
-        appended.push_back(a.frame);
-    for (std::size_t i = 0; i < first.size(); ++i)
-        EXPECT_EQ(appended[i], first[i].frame);
+    const std::vector<Rect> appended = laidOutFrames();
+    EXPECT_EQ(std::vector<Rect>(appended.begin(), appended.begin() + 40), first);
     EXPECT_EQ(board->selectItems().size(), 400u);
     EXPECT_EQ(board->flowDatas()[399]->index(), 400);
     const ui::Size grownContent = layout->contentSizeNeed();
 
     // The same tags given at once: the same frames and content.
-    board->setFlowDatas(makeItems(0, 400));
-    board->reloadDatas();
-    settle();
-    std::vector<Rect> oneShot;
-    for (const auto& a : layout->arrayItemAtts())
-        oneShot.push_back(a.frame);
-    EXPECT_EQ(appended, oneShot);
+    showItems(makeItems(0, 400));
+    EXPECT_EQ(laidOutFrames(), appended);
     EXPECT_EQ(layout->contentSizeNeed(), grownContent);
     EXPECT_EQ(layout->appendPassCount(), 4u);
 
