@@ -94,8 +94,8 @@ class ScriptedChanges final : public ClipboardChanges {
         changed_ = std::move(changed);
     }
     bool started() const { return static_cast<bool>(changed_); }
-    void change(std::optional<std::string> text, bool ownWrite = false) {
-        if (changed_) changed_(ClipboardChange{std::move(text), ownWrite});
+    void change(std::optional<std::string> text) {
+        if (changed_) changed_(ClipboardChange{std::move(text), false});
     }
 
   private:
@@ -109,7 +109,10 @@ class ClipboardWatchTest : public ::testing::Test {
         server.context().systemNotifications().post(kReloadPreferencesNotification);
         device.runUntilIdle();
     }
-    std::size_t popButtons() const {
+    // The button requests sent so far, once `text` was copied.
+    std::size_t popButtonsAfter(const char* text) {
+        changes.change(text);
+        device.runUntilIdle();
         std::size_t n = 0;
         for (const sim::DeliveredMessage& m : device.deliveredMessages())
             n += m.message.name == kPopButtonMessage && m.sender == sim::kServerBundleIdentifier &&
@@ -139,18 +142,11 @@ TEST_F(ClipboardWatchTest, CopiedTextByOthersAsksForTheButtonTwoSecondsAfterStar
     ASSERT_TRUE(changes.started());
 
     // An image only and the panel's own copy are proven end to end.
-    changes.change("");
-    device.runUntilIdle();
-    EXPECT_EQ(popButtons(), 0u);
-    changes.change("copied");
-    device.runUntilIdle();
-    EXPECT_EQ(popButtons(), 1u);
-
+    EXPECT_EQ(popButtonsAfter(""), 0u);
+    EXPECT_EQ(popButtonsAfter("copied"), 1u);
     // Switched off later, it keeps watching until the next start.
     set("watchClipboard", false);
-    changes.change("again");
-    device.runUntilIdle();
-    EXPECT_EQ(popButtons(), 2u);
+    EXPECT_EQ(popButtonsAfter("again"), 2u);
 }
 
 TEST_F(ClipboardWatchTest, OffAtStartStaysOffAfterItIsSwitchedOn) {

@@ -38,8 +38,7 @@ TEST_F(PanelEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
     // it crosses, in order.
     ASSERT_TRUE(click(at(board[6])));
     ASSERT_TRUE(waitForSelection({"delta"})) << ::testing::PrintToString(selection());
-    ASSERT_TRUE(moveTo(at(board[0], 0.1)));
-    ASSERT_TRUE(xdotool({"mousedown", "1"}));
+    ASSERT_TRUE(moveTo(at(board[0], 0.1)) && xdotool({"mousedown", "1"}));
     ASSERT_TRUE(moveTo(at(board[0], 0.9)));
     ASSERT_TRUE(waitForSelection({"delta", "alpha"})) << ::testing::PrintToString(selection());
     ASSERT_TRUE(moveTo(at(board[2])));
@@ -50,8 +49,7 @@ TEST_F(PanelEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
     for (auto [tag, number] : {std::pair{6u, 1}, {0u, 2}, {2u, 4}, {4u, 0}})
         EXPECT_EQ(after[tag]["selected"].get<int>(), number) << tag;
 
-    ASSERT_TRUE(xdotool({"key", "Escape"}));
-    EXPECT_TRUE(waitForShown(false));
+    ASSERT_TRUE(xdotool({"key", "Escape"}) && waitForShown(false));
     EXPECT_TRUE(waitFor([&] { return !panelWindowVisible(); }));
 }
 
@@ -79,10 +77,8 @@ TEST_F(PanelEndToEnd, CopyPutsThePicksOnTheClipboardInBoardOrPickOrder) {
         ASSERT_TRUE(openPanel(QStringLiteral("alpha beta gamma")));
         ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
         const nlohmann::json board = shown("tags");
-        ASSERT_TRUE(click(at(board[4])));
-        ASSERT_TRUE(waitForSelection({"gamma"}));
-        ASSERT_TRUE(click(at(board[0])));
-        ASSERT_TRUE(waitForSelection({"gamma", "alpha"}));
+        ASSERT_TRUE(click(at(board[4])) && waitForSelection({"gamma"}));
+        ASSERT_TRUE(click(at(board[0])) && waitForSelection({"gamma", "alpha"}));
         ASSERT_TRUE(click(actionButton("Copy")));
         EXPECT_TRUE(waitForShown(false));
         const std::string expected = orderCopy == std::string("YES") ? "gammaalpha" : "alphagamma";
@@ -94,8 +90,7 @@ TEST_F(PanelEndToEnd, CopyPutsThePicksOnTheClipboardInBoardOrPickOrder) {
     // By keyboard alone: nothing picked, Control+C copies the whole text;
     // the arrows and Space pick a tag, and Control+C copies that.
     ASSERT_TRUE(openPanel(QStringLiteral("keys copy")));
-    ASSERT_TRUE(xdotool({"key", "ctrl+c"}));
-    EXPECT_TRUE(waitForShown(false));
+    ASSERT_TRUE(xdotool({"key", "ctrl+c"}) && waitForShown(false));
     EXPECT_TRUE(waitFor([&] { return clipboard() == "keys copy"; })) << clipboard();
     ASSERT_TRUE(openPanel(QStringLiteral("keys copy")));
     ASSERT_TRUE(xdotool({"key", "Right", "Right", "Right", "space"}));
@@ -114,8 +109,7 @@ TEST_F(PanelEndToEnd, ThePanelOpensOnTheMonitorUnderThePointer) {
         EXPECT_EQ(card["x"].get<double>(), monitor * 1024 + (1024 - 430) / 2) << monitor;
         EXPECT_EQ(card["y"].get<double>(), 20);
         EXPECT_EQ(card["height"].get<double>(), 768 - 40);
-        ASSERT_TRUE(xdotool({"key", "Escape"}));
-        ASSERT_TRUE(waitForShown(false));
+        ASSERT_TRUE(xdotool({"key", "Escape"}) && waitForShown(false));
     }
 }
 
@@ -190,14 +184,11 @@ class BrowserEndToEnd : public PanelEndToEnd {
     }
     // Clicks Search and waits until the page has loaded.
     bool search() {
-        return click(actionButton("Search")) && waitFor(
-                                                    [&] {
-                                                        nlohmann::json b = shown("browser");
-                                                        return b.is_object() &&
-                                                               !b["loading"].get<bool>() &&
-                                                               !b["spinning"].get<bool>();
-                                                    },
-                                                    30000);
+        auto loaded = [&] {
+            nlohmann::json b = shown("browser");
+            return b.is_object() && !b["loading"].get<bool>() && !b["spinning"].get<bool>();
+        };
+        return click(actionButton("Search")) && waitFor(loaded, 30000);
     }
 
     TempDir root;
@@ -250,13 +241,11 @@ TEST_F(BrowserEndToEnd, UrlTemplatesAndSearchPagesGoToTheDesktopsHandlers) {
     const nlohmann::json card = shown("card"), webView = shown("browser")["webView"];
     EXPECT_EQ(webView["y"].get<double>(), card["y"].get<double>() + 50);
     EXPECT_EQ(webView["height"].get<double>(), card["height"].get<double>() - 100);
-    ASSERT_TRUE(xdotool({"key", "ctrl+f"}));
-    ASSERT_TRUE(waitFor([&] { return shown("browser")["findBar"].get<bool>(); }));
-    ASSERT_TRUE(xdotool({"key", "Escape"}));
-    ASSERT_TRUE(waitFor([&] { return !shown("browser")["findBar"].get<bool>(); }));
+    auto findBar = [&] { return shown("browser")["findBar"].get<bool>(); };
+    ASSERT_TRUE(xdotool({"key", "ctrl+f"}) && waitFor(findBar));
+    ASSERT_TRUE(xdotool({"key", "Escape"}) && waitFor([&] { return !findBar(); }));
     EXPECT_TRUE(shown("shown").get<bool>());
-    ASSERT_TRUE(xdotool({"key", "Escape"}));
-    ASSERT_TRUE(waitForShown(false));
+    ASSERT_TRUE(xdotool({"key", "Escape"}) && waitForShown(false));
 
     ASSERT_TRUE(openPanel(QString::fromUtf8("R&D 中")));
     ASSERT_TRUE(search());

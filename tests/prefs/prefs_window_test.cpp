@@ -68,7 +68,8 @@ class PrefsWindowTest : public ::testing::Test {
             << "[Desktop Entry]\nType=Application\nName=" << name << "\nExec=" << id << "\n";
     }
 
-    std::unique_ptr<PreferencesWindow> open() {
+    // A window on the private folders; `announce` replaces the counted reload.
+    std::unique_ptr<PreferencesWindow> open(std::function<void()> announce = {}) {
         WindowOptions options;
         options.paths = paths;
         options.environment =
@@ -79,7 +80,7 @@ class PrefsWindowTest : public ::testing::Test {
             if (sequence == "A") return capture::HotkeyStatus::invalid;
             return capture::HotkeyStatus::noDisplay;
         };
-        options.announceReload = [this] { ++reloads; };
+        options.announceReload = announce ? std::move(announce) : [this] { ++reloads; };
         return std::make_unique<PreferencesWindow>(std::move(options));
     }
 
@@ -138,11 +139,12 @@ TEST_F(PrefsWindowTest, EveryUserKeyHasAFieldOnAPageAndInternalOnesNone) {
 }
 
 TEST_F(PrefsWindowTest, ASaveWritesOnlyEditsAndKeepsEverythingElse) {
-    writeFile(paths.settingsFile(), Value(Dictionary{{"notification", Value("news")},
-                                                     {"notifyFlag", Value(true)},
-                                                     {"someFutureKey", Value(Array{Value(1)})},
-                                                     {"fontSize", Value(20)},
-                                                     {"popButton", Value(7)}}));
+    Dictionary before{{"notification", Value("news")},
+                      {"notifyFlag", Value(true)},
+                      {"someFutureKey", Value(Array{Value(1)})},
+                      {"fontSize", Value(20)},
+                      {"popButton", Value(7)}};
+    writeFile(paths.settingsFile(), Value(before));
     writeFile(paths.menusFile(),
               Value(Dictionary{{"menus", Value(Dictionary{{"Enabled", Value(Array{Value("Copy")})},
                                                           {"Note", Value("kept")}})},
@@ -160,12 +162,8 @@ TEST_F(PrefsWindowTest, ASaveWritesOnlyEditsAndKeepsEverythingElse) {
     EXPECT_FALSE(window->restartOffered());
     ASSERT_TRUE(window->save());
     EXPECT_EQ(reloads, 1);
-    EXPECT_EQ(settings(), Value(Dictionary{{"notification", Value("news")},
-                                           {"notifyFlag", Value(true)},
-                                           {"someFutureKey", Value(Array{Value(1)})},
-                                           {"fontSize", Value(20)},
-                                           {"popButton", Value(7)},
-                                           {"enabled", Value(true)}}));
+    before["enabled"] = Value(true);
+    EXPECT_EQ(settings(), Value(before));
     const Value menus = loadPropertyList(paths.menusFile());
     EXPECT_EQ(menus["other"], Value("kept"));
     EXPECT_EQ(menus["menus"]["Note"], Value("kept"));
@@ -311,14 +309,10 @@ TEST_F(PrefsBusTest, ASaveReachesTheBus) {
     observer.observe(kReloadPreferencesNotification, &owner, [&] { ++seen; });
     ASSERT_TRUE(observer.sync());
 
-    WindowOptions options;
-    options.paths = paths;
-    options.environment = [](const char*) { return std::nullopt; };
-    options.announceReload = [] { announceReload(QDBusConnection::sessionBus()); };
-    PreferencesWindow window(std::move(options));
-    window.setFieldText("fontSize", "30");
-    window.setLanguages({"de"});
-    ASSERT_TRUE(window.save());
+    auto window = open([] { announceReload(QDBusConnection::sessionBus()); });
+    window->setFieldText("fontSize", "30");
+    window->setLanguages({"de"});
+    ASSERT_TRUE(window->save());
     EXPECT_TRUE(waitFor([&] { return seen == 1; }));
 }
 

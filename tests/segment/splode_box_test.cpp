@@ -19,18 +19,11 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-Texts texts(const std::vector<GSplodeItem>& items) {
+// The text of each item, with "*" appended for symbol items if `mark`.
+Texts texts(const std::vector<GSplodeItem>& items, bool mark = false) {
     Texts out;
     for (const auto& item : items)
-        out.push_back(item.text);
-    return out;
-}
-
-// The text of each item with "*" appended for symbol items.
-Texts marked(const std::vector<GSplodeItem>& items) {
-    Texts out;
-    for (const auto& item : items)
-        out.push_back(item.text + (item.isSymbolOrEmoji ? "*" : ""));
+        out.push_back(item.text + (mark && item.isSymbolOrEmoji ? "*" : ""));
     return out;
 }
 
@@ -42,10 +35,7 @@ std::string joined(const std::vector<GSplodeItem>& items) {
 }
 
 bool anySymbol(const std::vector<GSplodeItem>& items) {
-    for (const auto& item : items) {
-        if (item.isSymbolOrEmoji) return true;
-    }
-    return false;
+    return std::any_of(items.begin(), items.end(), [](const auto& i) { return i.isSymbolOrEmoji; });
 }
 
 const std::string kThumbsUpMedium = "\U0001F44D\U0001F3FD";
@@ -72,7 +62,7 @@ TEST(Splode, WordsAndTheCharactersBetweenThem) {
         {kThumbsUpMedium + " " + kFlagJapan, {kThumbsUpMedium, kFlagJapan}},
     };
     for (const auto& [text, items] : rows)
-        EXPECT_EQ(marked(GSplodeBox::splode(text)), items) << text;
+        EXPECT_EQ(texts(GSplodeBox::splode(text), true), items) << text;
 }
 
 TEST(Splode, ChineseAndJapaneseSplitIntoDictionaryWords) {
@@ -85,7 +75,7 @@ TEST(Splode, ChineseAndJapaneseSplitIntoDictionaryWords) {
         EXPECT_FALSE(anySymbol(items)) << sentence;
     }
     auto mixed = GSplodeBox::splode("北京大学。東京");
-    EXPECT_EQ(marked(mixed).back(), "東京");
+    EXPECT_EQ(texts(mixed).back(), "東京");
     EXPECT_NE(std::find(mixed.begin(), mixed.end(), GSplodeItem{"。", true}), mixed.end());
 }
 
@@ -166,14 +156,10 @@ TEST(SplodeAll, OneItemPerCharacterKeepingWhitespace) {
 
 TEST(IsEmptAllSapce, NilStringsAndOtherValues) {
     EXPECT_TRUE(GSplodeBox::isEmptAllSapce(static_cast<const Value*>(nullptr)));
-    Value number(3), array(Array{}), data(Bytes{}), blank(" \t\n\u00A0\u3000"), empty("");
-    Value word(" a ");
-    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&number));
-    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&array));
-    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&data));
-    EXPECT_TRUE(GSplodeBox::isEmptAllSapce(&blank));
-    EXPECT_TRUE(GSplodeBox::isEmptAllSapce(&empty));
-    EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&word));
+    for (const Value& value : {Value(3), Value(Array{}), Value(Bytes{}), Value(" a ")})
+        EXPECT_FALSE(GSplodeBox::isEmptAllSapce(&value));
+    for (const Value& value : {Value(" \t\n\u00A0\u3000"), Value("")})
+        EXPECT_TRUE(GSplodeBox::isEmptAllSapce(&value));
     EXPECT_TRUE(GSplodeBox::isEmptAllSapce(""));
     EXPECT_TRUE(GSplodeBox::isEmptAllSapce("\r\n\u2028"));
     EXPECT_FALSE(GSplodeBox::isEmptAllSapce("."));
