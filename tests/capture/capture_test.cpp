@@ -7,15 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "base/plist.h"
 #include "capture/app_list.h"
 #include "capture/clipboard_watch.h"
 #include "capture/hotkey.h"
-#include "server/server.h"
-#include "server/settings.h"
-#include "sim/device.h"
-#include "sim/driver.h"
-#include "sim/sim_server_host.h"
+#include "capture_fixture.h"
 #include "support_lib/fake_environment.h"
 #include "support_lib/temp_dir.h"
 
@@ -60,12 +55,9 @@ TEST(ApplicationList, ListsWhatTheMenusShowNamedInTheUsersLanguageOnRequest) {
     EXPECT_EQ(answers[0].count("viewer.desktop"), 1u);
 }
 
-TEST(EnabledApplications, TheApplicationInFrontCountsOnlyWhenListed) {
-    sim::Device device;
-    sim::Driver driver{device};
-    sim::SimServerHost host{device};
-    Context& context = device.server().context();
-    Server server{context, device.messageCenter(), host};
+using EnabledApplications = CaptureTest;
+
+TEST_F(EnabledApplications, TheApplicationInFrontCountsOnlyWhenListed) {
     server.start();
     auto availableWith = [&](const Value& list, const std::string& front) {
         savePropertyList(context.paths().enabledAppsFile(), list);
@@ -81,7 +73,7 @@ TEST(EnabledApplications, TheApplicationInFrontCountsOnlyWhenListed) {
     EXPECT_FALSE(availableWith(list, "org.example.Viewer.desktop"));
     EXPECT_FALSE(availableWith(list, "")) << "no application in front";
     // "applistFlag" is stored only: the list always enables.
-    updateSettings(context, [](Dictionary& d) { d["applistFlag"] = Value(1); });
+    set("applistFlag", Value(1));
     EXPECT_TRUE(availableWith(list, "org.example.Editor.desktop"));
     EXPECT_FALSE(availableWith(Value(Dictionary{}), "org.example.Editor.desktop"))
         << "a list without Enabled enables nothing";
@@ -102,13 +94,9 @@ class ScriptedChanges final : public ClipboardChanges {
     std::function<void(const ClipboardChange&)> changed_;
 };
 
-class ClipboardWatchTest : public ::testing::Test {
+class ClipboardWatchTest : public CaptureTest {
   protected:
-    void set(const char* key, bool on) {
-        updateSettings(server.context(), [&](Dictionary& d) { d[key] = Value(on); });
-        server.context().systemNotifications().post(kReloadPreferencesNotification);
-        device.runUntilIdle();
-    }
+    void set(const char* key, bool on) { CaptureTest::set(key, Value(on), true); }
     // The button requests sent so far, once `text` was copied.
     std::size_t popButtonsAfter(const char* text) {
         changes.change(text);
@@ -120,15 +108,14 @@ class ClipboardWatchTest : public ::testing::Test {
         return n;
     }
 
-    sim::Device device;
-    sim::SimProcess& server = device.server();
+    MessageSender& sender = device.server().messageSender();
     ScriptedChanges changes;
-    ClipboardWatch watch{server.context(), server.messageSender(), changes};
+    ClipboardWatch watch{context, sender, changes};
     std::size_t reloadOwner = 0;
 
     void SetUp() override {
         device.messageCenter().registerForMessageName(kPopButtonMessage, [](const Message&) {});
-        startReloadPrefs(server.context(), &reloadOwner);
+        startReloadPrefs(context, &reloadOwner);
     }
 };
 
@@ -151,7 +138,7 @@ TEST_F(ClipboardWatchTest, CopiedTextByOthersAsksForTheButtonTwoSecondsAfterStar
 
 TEST_F(ClipboardWatchTest, OffAtStartStaysOffAfterItIsSwitchedOn) {
     for (bool enabled : {false, true}) {
-        ClipboardWatch other{server.context(), server.messageSender(), changes};
+        ClipboardWatch other{context, sender, changes};
         set("enabled", enabled);
         set("watchClipboard", !enabled);
         EXPECT_FALSE(other.startIfWanted());
@@ -202,28 +189,19 @@ class HostTexts final : public SelectionTexts {
     ServerHost& host_;
 };
 
-class HotkeyTest : public ::testing::Test {
+class HotkeyTest : public CaptureTest {
   protected:
-    void setHotkey(const std::string& value) {
-        updateSettings(context, [&](Dictionary& d) { d["hotkey"] = Value(value); });
-        context.systemNotifications().post(kReloadPreferencesNotification);
-        device.runUntilIdle();
-    }
+    void setHotkey(const std::string& value) { set("hotkey", Value(value), true); }
     // The last "notifySplode" the server handled, and how.
     std::string lastOutcome() const {
         return server.recentMessages().empty() ? "" : server.recentMessages().back().outcome;
     }
 
-    sim::Device device;
-    Context& context = device.server().context();
-    sim::SimServerHost host{device};
-    Server server{context, device.messageCenter(), host};
     ScriptedGrabs grabs;
     HostTexts texts{host};
     Hotkey hotkey{context, device.server().messageSender(), grabs, texts};
 
     void SetUp() override {
-        updateSettings(context, [](Dictionary& d) { d["enabled"] = Value(true); });
         server.start();
         hotkey.start();
     }
@@ -269,8 +247,7 @@ TEST_F(HotkeyTest, AChangedSettingTakesEffectOnReload) {
     EXPECT_EQ(grabs.grabbed, "Meta+K");
     EXPECT_EQ(hotkey.report(), "Meta+K: grabbed");
     const std::size_t grabbed = grabs.grabs.size();
-    context.systemNotifications().post(kReloadPreferencesNotification);
-    device.runUntilIdle();
+    reload();
     EXPECT_EQ(grabs.grabs.size(), grabbed) << "an unchanged key is kept";
 
     setHotkey("NONE");

@@ -2,22 +2,15 @@
 // what its click sends, its settings and its look, and what takes it away.
 #include "capture/selection_item.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "base/plist.h"
+#include "capture_fixture.h"
 #include "panel/screen_report.h"
 #include "panel/tag_flow_container.h"
-#include "server/server.h"
-#include "server/settings.h"
-#include "sim/device.h"
-#include "sim/driver.h"
-#include "sim/sim_server_host.h"
 
 namespace kernova::capture {
 namespace {
@@ -25,26 +18,17 @@ namespace {
 constexpr ui::Point kFrom{100, 100};
 constexpr ui::Point kTo{180, 104};
 
-class SelectionItemTest : public ::testing::Test {
+class SelectionItemTest : public CaptureTest {
   protected:
     SelectionItemTest() {
-        set("enabled", Value(true));
         server.start();
         host.setPrimarySelection("picked words");
         device.runUntilIdle();
     }
-    void set(const char* key, Value value) {
-        updateSettings(device.server().context(), [&](Dictionary& d) { d[key] = value; });
-    }
-    void reload() {
-        device.server().context().systemNotifications().post(kReloadPreferencesNotification);
-        device.runUntilIdle();
-    }
     SelectionItem& item() {
         if (!item_) {
-            item_ = std::make_unique<SelectionItem>(device.server().context(), host,
-                                                    device.server().messageSender(), gestures,
-                                                    primaryReaderOf(host));
+            item_ = std::make_unique<SelectionItem>(context, host, device.server().messageSender(),
+                                                    gestures, primaryReaderOf(host));
             item_->start();
         }
         return *item_;
@@ -80,11 +64,7 @@ class SelectionItemTest : public ::testing::Test {
         return texts;
     }
 
-    sim::Device device;
-    sim::Driver driver{device};
-    sim::SimServerHost host{device};
     sim::SimSelectionGestures& gestures = host.selectionGestures();
-    Server server{device.server().context(), device.messageCenter(), host};
     std::unique_ptr<SelectionItem> item_;
 };
 
@@ -200,13 +180,11 @@ TEST_F(SelectionItemTest, SettingsTitleImageAndPlacement) {
     EXPECT_EQ(shown()->frame.maxY(), 630);
 
     // The master switch counts at once; the start settings until the next start.
-    set("enabled", Value(false));
     set("customMenuName", Value("Other"));
-    reload();
+    set("enabled", Value(false), true);
     selectByDrag();
     EXPECT_FALSE(shown());
-    set("enabled", Value(true));
-    reload();
+    set("enabled", Value(true), true);
     selectByDrag();
     ASSERT_TRUE(shown());
     EXPECT_EQ(shown()->title, "Words");
@@ -235,8 +213,7 @@ TEST_F(SelectionItemTest, SettingsTitleImageAndPlacement) {
     // "systemMenu" NO as it starts: the gestures are not even asked for.
     set("systemMenu", Value(false));
     sim::SimSelectionGestures quiet;
-    SelectionItem off(device.server().context(), host, device.server().messageSender(), quiet,
-                      primaryReaderOf(host));
+    SelectionItem off(context, host, device.server().messageSender(), quiet, primaryReaderOf(host));
     EXPECT_FALSE(off.start());
     EXPECT_FALSE(quiet.started());
 }
