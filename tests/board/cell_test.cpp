@@ -69,10 +69,6 @@ TEST_F(CellTest, OrderingIsReadFromTheSettingsWhenTheBoardIsMade) {
     board->removeFromSuperview();
     board = makeBoard();
     EXPECT_TRUE(board->orderCopy());
-    show({"a", "b"});
-    driver.tap(on(1));
-    EXPECT_FALSE(badgeOf(cellOf(1))->isHidden());
-    EXPECT_EQ(badgeOf(cellOf(1))->text(), "1");
 }
 
 TEST_F(CellTest, SelectedTagWithoutBorderKeepsTheReusedCellsBorder) {

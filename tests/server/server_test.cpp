@@ -245,15 +245,6 @@ TEST_F(ServerTest, TheCallerDecidesWhetherTheApplicationInFrontMustBeEnabled) {
     EXPECT_EQ(tags(), std::vector<std::string>{"copied"}) << "callFromCC takes the clipboard";
 }
 
-TEST_F(ServerTest, TheSystemsOwnClipboardWriteRaisesNothingForHalfASecond) {
-    theServer.noteOwnClipboardWrite();
-    splodeSelection("words");
-    EXPECT_EQ(last().outcome, "dropped: the system's own clipboard write");
-    device.advance(ServerFlags::kOwnWriteSeconds);
-    splodeSelection("words");
-    EXPECT_NE(theServer.panel(), nullptr);
-}
-
 TEST_F(ServerTest, StylesColourTheTagsAndAnUnknownStyleShowsAnEmptyPanel) {
     for (std::int64_t style : {0, 1, 2, 3}) {
         SCOPED_TRACE(style);
