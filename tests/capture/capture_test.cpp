@@ -221,17 +221,14 @@ TEST_F(HotkeyTest, OpensThePanelOnPrimaryElseOnTheClipboard) {
     device.advance(1);
 
     // An empty or unreadable PRIMARY gives the clipboard; neither, no text.
-    struct Row {
-        std::optional<std::string> primary;
-        std::string clipboard;
-    };
-    for (const Row& row :
+    using Row = std::pair<std::optional<std::string>, std::string>;  // PRIMARY, clipboard
+    for (const auto& [primary, clipboard] :
          {Row{"", "copied words"}, Row{std::nullopt, "copied words"}, Row{std::nullopt, ""}}) {
-        host.setPrimarySelection(row.primary);
-        device.pasteboard().setString(row.clipboard);
+        host.setPrimarySelection(primary);
+        device.pasteboard().setString(clipboard);
         grabs.press();
         device.advance(0.5);
-        EXPECT_EQ(sent(), row.clipboard);
+        EXPECT_EQ(sent(), clipboard);
         if (server.panel()) server.panel()->hide();
         device.advance(1);
     }

@@ -93,19 +93,14 @@ TEST_F(BrowserTest, BrowserModeReplacesTheBoardWithTheWebViewCaptionAndButton) {
 }
 
 TEST_F(BrowserTest, TheCaptionColourFollowsTheBackgroundSetting) {
-    struct Row {
-        std::int64_t background;
-        bool darkMode;
-        bool white;
-    };
-    const Row rows[] = {{0, true, false}, {1, false, true}, {2, true, true}, {2, false, false}};
-    for (const Row& row : rows) {
-        set("background", Value(row.background));
-        device.services().appearance.setDarkMode(row.darkMode);
+    for (auto [background, darkMode, white] :
+         {std::tuple{0, true, false}, {1, false, true}, {2, true, true}, {2, false, false}}) {
+        set("background", Value(background));
+        device.services().appearance.setDarkMode(darkMode);
         GTagFlowContainer& panel = search("word");
         EXPECT_EQ(panel.closeLabel()->textColor(),
-                  row.white ? ui::Color::white(1.0) : ui::Color::black())
-            << row.background << " " << row.darkMode;
+                  white ? ui::Color::white(1.0) : ui::Color::black())
+            << background << " " << darkMode;
         closePanel();
     }
 }
@@ -142,21 +137,17 @@ TEST_F(BrowserTest, PageEventsDriveTheSpinnerAndNewWindowsLoadInPlaceOrAreDroppe
     driver.failLoading("offline");
     EXPECT_FALSE(spinning());
 
-    struct Row {
-        const char* url;
-        bool loads;
-    };
-    const Row rows[] = {{"https://a.example/x", true},
-                        {"http://b.example/", true},
-                        {"javascript:go('https://c.example')", true},
-                        {"mailto:me@example.org", false},
-                        {"about:blank", false},
-                        {"", false}};
-    for (const Row& row : rows) {
+    const std::pair<const char*, bool> rows[] = {{"https://a.example/x", true},
+                                                 {"http://b.example/", true},
+                                                 {"javascript:go('https://c.example')", true},
+                                                 {"mailto:me@example.org", false},
+                                                 {"about:blank", false},
+                                                 {"", false}};
+    for (auto [url, loaded] : rows) {
         const std::size_t before = loads().size();
-        EXPECT_EQ(driver.openNewWindow(row.url), nullptr) << "never a second view";
-        EXPECT_EQ(loads().size(), before + (row.loads ? 1 : 0)) << row.url;
-        EXPECT_EQ(loads().back() == row.url, row.loads) << row.url;
+        EXPECT_EQ(driver.openNewWindow(url), nullptr) << "never a second view";
+        EXPECT_EQ(loads().size(), before + (loaded ? 1 : 0)) << url;
+        EXPECT_EQ(loads().back() == url, loaded) << url;
     }
     EXPECT_EQ(server.services().webViews().size(), 1u);
 }

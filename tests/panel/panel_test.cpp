@@ -34,20 +34,17 @@ class PanelTest : public ServerFixture {
 };
 
 TEST(PanelGeometry, TheCardFitsTheWorkAreaOfItsMonitor) {
-    struct Row {
-        ui::Rect workArea;
-        ui::Rect card;
-    };
-    const Row rows[] = {
+    const std::pair<ui::Rect, ui::Rect> rows[] = {
+        // the work area, the card
         {{0, 0, 1920, 1080}, {745, 74, 430, 932}},      // capped both ways
         {{0, 0, 375, 667}, {0, 20, 375, 627}},          // 40 points kept free
         {{1920, 30, 1280, 994}, {2345, 61, 430, 932}},  // a second monitor under a bar
         {{0, 0, 800, 519}, {185, 0, 430, 519}},         // short: the whole height
         {{0, 0, 300, -10}, {0, -5, 300, 0}},            // nothing left counts as 0
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(Server::panelScreenFrame(row.workArea), row.card)
-            << row.workArea.origin.x << "," << row.workArea.size.height;
+    for (const auto& [workArea, card] : rows)
+        EXPECT_EQ(Server::panelScreenFrame(workArea), card)
+            << workArea.origin.x << "," << workArea.size.height;
 }
 
 TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
