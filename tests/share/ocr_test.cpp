@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 #include "floating/region_picker.h"
@@ -367,29 +368,26 @@ class FakeEngine final : public OcrEngine {
 };
 
 TEST_F(OcrTest, TheEngineSettingAndTheProxyChooseWhereImagesAreRecognised) {
-    FakeEngine engine(app.context().runLoop());
-    app.context().setOcrEngine(&engine);
+    FakeEngine fake(app.context().runLoop());
+    app.context().setOcrEngine(&fake);
     const bool builtWithProxy = [&] {
         set("ocrProxy", Value(""));
         return !KernovaActivity::make(app.context(), {})->proxyBaseUrl().empty();
     }();
-    struct Row {
-        const char* engine;  // nullptr: unset
-        const char* proxy;
-        bool local;
-    };
-    for (const Row& row : {Row{nullptr, kProxy, false}, Row{nullptr, "", !builtWithProxy},
-                           Row{"auto", "", !builtWithProxy}, Row{"nonsense", "", !builtWithProxy},
-                           Row{"web", "", false}, Row{"local", kProxy, true}}) {
-        SCOPED_TRACE(std::string(row.engine ? row.engine : "(unset)") + " " + row.proxy);
-        set("ocrEngine", row.engine ? Value(row.engine) : Value());
-        set("ocrProxy", Value(row.proxy));
-        EXPECT_EQ(KernovaActivity::make(app.context(), {})->usesLocalEngine(), row.local);
+    using Row = std::tuple<const char*, const char*, bool>;  // engine (or unset), proxy, local
+    for (auto [engine, proxy, local] :
+         {Row{nullptr, kProxy, false}, Row{nullptr, "", !builtWithProxy},
+          Row{"auto", "", !builtWithProxy}, Row{"nonsense", "", !builtWithProxy},
+          Row{"web", "", false}, Row{"local", kProxy, true}}) {
+        SCOPED_TRACE(std::string(engine ? engine : "(unset)") + " " + proxy);
+        set("ocrEngine", engine ? Value(engine) : Value());
+        set("ocrProxy", Value(proxy));
+        EXPECT_EQ(KernovaActivity::make(app.context(), {})->usesLocalEngine(), local);
         const std::size_t requests = app.http().requests().size();
-        const std::size_t asked = engine.asked.size();
+        const std::size_t asked = fake.asked.size();
         recognise();
-        EXPECT_EQ(engine.asked.size(), asked + (row.local ? 1 : 0));
-        EXPECT_EQ(app.http().requests().size() > requests, !row.local && *row.proxy);
+        EXPECT_EQ(fake.asked.size(), asked + (local ? 1 : 0));
+        EXPECT_EQ(app.http().requests().size() > requests, !local && *proxy);
     }
     std::string error;
     EXPECT_FALSE(parseSettingText(settings_key::kOcrEngine.key(), "tesseract", error).has_value());
