@@ -36,18 +36,15 @@ bool waitFor(const std::function<bool()>& done) {
 
 // A value the key takes that is not its default, as `kernova set` writes it.
 QString sampleText(const SettingKey& key) {
-    const QString name =
-        QString::fromUtf8(key.name.data(), static_cast<qsizetype>(key.name.size()));
+    auto q = [](std::string_view s) {
+        return QString::fromUtf8(s.data(), static_cast<qsizetype>(s.size()));
+    };
+    const QString name = q(key.name);
     if (key.type == SettingType::boolean) return key.defaultBoolean ? "NO" : "YES";
-    if (!key.choices.empty())
-        return QString::fromUtf8(key.choices.back().label.data(),
-                                 static_cast<qsizetype>(key.choices.back().label.size()));
+    if (!key.choices.empty()) return q(key.choices.back().label);
     if (key.type == SettingType::integer) return QString::number(key.maximum);
-    if (!key.texts.empty()) {
-        const std::string_view text =
-            key.texts.back() == key.defaultString ? key.texts.front() : key.texts.back();
-        return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-    }
+    if (!key.texts.empty())
+        return q(key.texts.back() == key.defaultString ? key.texts.front() : key.texts.back());
     if (key.name == settings_key::kHotkey.name()) return "Meta+F7";
     if (key.httpUrl) return "https://ocr.example/" + name;
     if (key.url) return "https://example.org/" + name + "?q=%s";

@@ -33,14 +33,13 @@ class SettingsTest : public ::testing::Test {
 };
 
 TEST_F(SettingsTest, PreferencesFolderComesFromTheEnvironment) {
-    auto env = testing::environmentOf;
+    auto in = [](std::map<std::string, std::string> env) {
+        return preferencesDirectory(testing::environmentOf(std::move(env)));
+    };
+    EXPECT_EQ(in({{"KERNOVA_PREFERENCES_DIR", "/p"}, {"XDG_CONFIG_HOME", "/x"}}), "/p");
+    EXPECT_EQ(in({{"XDG_CONFIG_HOME", "/x"}, {"HOME", "/h"}}), "/x/kernova");
     EXPECT_EQ(
-        preferencesDirectory(env({{"KERNOVA_PREFERENCES_DIR", "/p"}, {"XDG_CONFIG_HOME", "/x"}})),
-        "/p");
-    EXPECT_EQ(preferencesDirectory(env({{"XDG_CONFIG_HOME", "/x"}, {"HOME", "/h"}})), "/x/kernova");
-    EXPECT_EQ(
-        preferencesDirectory(env(
-            {{"KERNOVA_PREFERENCES_DIR", ""}, {"XDG_CONFIG_HOME", "relative"}, {"HOME", "/h"}})),
+        in({{"KERNOVA_PREFERENCES_DIR", ""}, {"XDG_CONFIG_HOME", "relative"}, {"HOME", "/h"}}),
         "/h/.config/kernova");
 }
 
