@@ -23,6 +23,8 @@
 namespace kernova::testing {
 namespace {
 
+using Texts = std::vector<std::string>;
+
 // kernovad maps no GL or web engine library, at start or with a panel.
 TEST_F(PanelEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
     EXPECT_EQ(heavyLibraries(), QStringList()) << "at start";
@@ -31,8 +33,7 @@ TEST_F(PanelEndToEnd, SplodeOpensTheBoardWithoutGLAndTheMousePicksTags) {
     ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
     EXPECT_EQ(heavyLibraries(), QStringList()) << "with a panel";
     const nlohmann::json board = shown("tags");
-    ASSERT_EQ(texts(board),
-              (std::vector<std::string>{"alpha", " ", "beta", " ", "gamma", " ", "delta"}));
+    ASSERT_EQ(texts(board), (Texts{"alpha", " ", "beta", " ", "gamma", " ", "delta"}));
 
     // A click picks one tag; a drag from alpha to beta picks the three tags
     // it crosses, in order.
@@ -62,7 +63,7 @@ TEST_F(PanelEndToEnd, AStockDBusClientOpensItAndAClickOutsideClosesIt) {
              QString::fromUtf8("{'callFromResponder': <true>, 'selection': <'gdbus 你好'>}")});
     ASSERT_EQ(status, 0) << out;
     ASSERT_TRUE(waitForShown(true));
-    EXPECT_EQ(tags(), (std::vector<std::string>{"gdbus", " ", "你好"}));
+    EXPECT_EQ(tags(), (Texts{"gdbus", " ", "你好"}));
     ASSERT_TRUE(waitFor([&] { return panelWindowVisible(); }));
     // The screen's corner is backdrop, outside the panel's card.
     ASSERT_TRUE(click({"3", "3"}));
@@ -134,7 +135,7 @@ TEST_F(PanelEndToEnd, TheHistorySheetOpensAPanelOnTheEntryPickedByKeyboard) {
     ASSERT_TRUE(keepsKeyboard("<==History==>")) << "the sheet has the keyboard";
     ASSERT_TRUE(xdotool({"key", "Down", "Up", "Return"}));
     ASSERT_TRUE(waitForShown(true));
-    EXPECT_EQ(tags(), (std::vector<std::string>{"first", " ", "entry"}));
+    EXPECT_EQ(tags(), (Texts{"first", " ", "entry"}));
     EXPECT_TRUE(shown("alerts").empty());
 }
 
@@ -254,9 +255,8 @@ TEST_F(BrowserEndToEnd, UrlTemplatesAndSearchPagesGoToTheDesktopsHandlers) {
     EXPECT_TRUE(waitFor([&] { return opened().size() == 2; }, 20000));
     EXPECT_EQ(opened().back(), page);
     EXPECT_EQ(filesUnder(root / "home"), std::vector<std::string>{});
-    EXPECT_EQ(
-        filesUnder(root / "data"),
-        (std::vector<std::string>{"applications", "applications/kernova-test-browser.desktop"}));
+    EXPECT_EQ(filesUnder(root / "data"),
+              (Texts{"applications", "applications/kernova-test-browser.desktop"}));
 }
 
 TEST_F(BrowserEndToEnd, APagesFullScreenButtonParksThePanelAndEscapeBringsItBack) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <tuple>
 
 #include "server/server_fixture.h"
 #include "sim/sim_services.h"
@@ -46,12 +47,8 @@ class BrowserTest : public ServerFixture {
 };
 
 TEST(SearchURL, TheTextIsEscapedIntoEveryPlaceholder) {
-    struct Row {
-        const char* searchTemplate;
-        const char* text;
-        const char* url;
-    };
-    const Row rows[] = {
+    // The template, the text, the URL.
+    const std::tuple<const char*, const char*, const char*> rows[] = {
         {"https://s.example/search?q=%s", "Tom & Jerry",
          "https://s.example/search?q=Tom%20%26%20Jerry"},
         {"https://s.example/?q=%s", "a=b?c/d#e", "https://s.example/?q=a%3Db%3Fc%2Fd%23e"},
@@ -61,8 +58,8 @@ TEST(SearchURL, TheTextIsEscapedIntoEveryPlaceholder) {
         {"https://s.example/?a=%s&b=%s", "x y", "https://s.example/?a=x%20y&b=x%20y"},
         {"https://s.example/fixed", "ignored", "https://s.example/fixed"},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(GTagFlowContainer::searchURL(row.searchTemplate, row.text), row.url) << row.text;
+    for (auto [searchTemplate, text, url] : rows)
+        EXPECT_EQ(GTagFlowContainer::searchURL(searchTemplate, text), url) << text;
 }
 
 TEST_F(BrowserTest, SearchLoadsTheSettingsTemplateAndAnEmptyTextOpensNothing) {

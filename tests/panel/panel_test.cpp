@@ -14,6 +14,8 @@
 namespace kernova::testing {
 namespace {
 
+using Texts = std::vector<std::string>;
+
 // The simulated monitor is 375 x 667 points: the card keeps 40 points free.
 constexpr double W = 375;
 constexpr double H = 627;
@@ -69,8 +71,7 @@ TEST_F(PanelTest, BuildsItsViewsAroundTheBoardAndCentresShortContent) {
     std::vector<std::string> names;
     for (const ButtonState& button : reportPanel(panel).actions)
         names.push_back(button.name);
-    EXPECT_EQ(names, (std::vector<std::string>{"Copy", "UrlScheme", "Translate", "Search", "Share",
-                                               "History"}));
+    EXPECT_EQ(names, (Texts{"Copy", "UrlScheme", "Translate", "Search", "Share", "History"}));
 }
 
 TEST_F(PanelTest, TipsComeShortLongOrNotAtAll) {
@@ -83,9 +84,8 @@ TEST_F(PanelTest, TipsComeShortLongOrNotAtAll) {
             EXPECT_EQ(panel.tipLabels()[3]->text(), "[Long press blank]");
         } else if (tips == 1) {
             EXPECT_EQ(shown,
-                      (std::vector<std::string>{
-                          "→Right Swipe ⓧ Inverse selection", "Left Swipe ⓧ Select all←",
-                          "Long press ⓧ splode again", "Long press blank to toggle orderly"}));
+                      (Texts{"→Right Swipe ⓧ Inverse selection", "Left Swipe ⓧ Select all←",
+                             "Long press ⓧ splode again", "Long press blank to toggle orderly"}));
         } else {
             EXPECT_TRUE(shown.empty());
         }
@@ -138,7 +138,7 @@ TEST_F(PanelTest, CopyOpensNoSecondPanelAndWithNothingPickedTakesTheWholeText) {
     open("alpha beta gamma");
     driver.tap(tag("gamma"));
     driver.tap(tag("alpha"));
-    EXPECT_EQ(picked(), (std::vector<std::string>{"gamma", "alpha"}));
+    EXPECT_EQ(picked(), (Texts{"gamma", "alpha"}));
     driver.tap(middle(action("Copy")));
     EXPECT_EQ(device.pasteboard().string(), "alphagamma");
     EXPECT_TRUE(theServer.flags().usingSplode);
@@ -191,7 +191,7 @@ TEST_F(PanelTest, ShareAndAnUnknownActionAndTheActionBlock) {
         std::dynamic_pointer_cast<ui::ActivityViewController>(driver.presentedControllers().back());
     ASSERT_NE(sheet, nullptr);
     EXPECT_EQ(sheet->activityItems().front().string(), "share me");
-    EXPECT_EQ(calls, (std::vector<std::string>{"Other:share me", "Share:share me"}));
+    EXPECT_EQ(calls, (Texts{"Other:share me", "Share:share me"}));
     EXPECT_NE(theServer.panel(), nullptr) << "kept while the sheet is up";
     EXPECT_TRUE(driver.chooseActivity(ui::kActivityTypeCopyToPasteboard));
     device.advance(0.1);
@@ -201,7 +201,7 @@ TEST_F(PanelTest, ShareAndAnUnknownActionAndTheActionBlock) {
 TEST_F(PanelTest, TheCloseButtonsSwipesSelectAllOrInverseAndItsLongPressSplitsAgain) {
     GTagFlowContainer& panel = open("ab cd");
     driver.swipe(middle(*panel.closeBtn()), sim::Direction::left);
-    EXPECT_EQ(picked(), (std::vector<std::string>{"ab", " ", "cd"}));
+    EXPECT_EQ(picked(), (Texts{"ab", " ", "cd"}));
     driver.tap(tag("cd"));
     driver.swipe(middle(*panel.closeBtn()), sim::Direction::right);
     EXPECT_EQ(picked(), std::vector<std::string>{"cd"});
@@ -265,7 +265,7 @@ TEST_F(PanelTest, TheKeyboardWalksTheTagsPicksThemAndPressesTheButtons) {
                                 {ui::Key::right, true},
                                 {ui::Key::right, true}})
         key(which, shift);
-    EXPECT_EQ(picked(), (std::vector<std::string>{"cd", "ab", " "}));
+    EXPECT_EQ(picked(), (Texts{"cd", "ab", " "}));
 
     // Down goes to the line below, near the same place across; up comes back.
     const ui::Rect before = tagStatesOf(board)[2].frame;
