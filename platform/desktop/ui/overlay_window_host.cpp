@@ -186,7 +186,10 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
     }
     Entry entry{&window, nullptr};
     if (auto shared = std::static_pointer_cast<ui::Window>(window.weak_from_this().lock())) {
-        entry.widget = std::make_unique<OverlayWidget>(application_, shared);
+        // Where no compositor runs, only the colours of the overlay's pixels
+        // show: an opaque window paints them with no alpha to keep.
+        const bool composited = windowsAreComposited();
+        entry.widget = std::make_unique<OverlayWidget>(application_, shared, composited);
         // A painting that shows motion (a spinner) asks for the next frame.
         OverlayWidget* widget = entry.widget.get();
         // A window that presents a dialog leaves the keyboard to it, even when
@@ -210,7 +213,7 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
         });
         // An opaque window hides whatever lies beneath it.
         const std::optional<ui::Color> background = window.backgroundColor();
-        entry.grabsScreen = !windowsAreComposited() && !(background && background->alpha >= 1.0);
+        entry.grabsScreen = !composited && !(background && background->alpha >= 1.0);
     }
     entries_.push_back(std::move(entry));
     return entries_.back();

@@ -29,8 +29,11 @@ bool bypassesWindowManager(const QWidget& widget) {
     return widget.windowFlags().testFlag(Qt::X11BypassWindowManagerHint);
 }
 
-void applyOverlayAttributes(QWidget& widget) {
-    widget.setAttribute(Qt::WA_TranslucentBackground);
+void applyOverlayAttributes(QWidget& widget, bool translucent) {
+    if (translucent)
+        widget.setAttribute(Qt::WA_TranslucentBackground);
+    else
+        widget.setAttribute(Qt::WA_OpaquePaintEvent);
     widget.setAttribute(Qt::WA_NoSystemBackground);
     widget.setAttribute(Qt::WA_AcceptTouchEvents);
     widget.setAttribute(Qt::WA_ShowWithoutActivating);
