@@ -8,9 +8,9 @@ class QWidget;
 
 namespace kernova::desktop {
 
-// Frameless, above ordinary windows, out of the task bar; a window that
-// passes touches through never takes the keyboard focus, and on X11 is not
-// managed by the window manager (the overlay host stacks it).
+// Frameless, above ordinary windows, out of the task bar, and on X11 not
+// managed by the window manager (the overlay host stacks it); a window that
+// passes touches through never takes the keyboard focus.
 Qt::WindowFlags overlayWindowFlags(bool passesTouchesThrough = false);
 // True when `widget`'s window is kept out of the window manager's hands: it
 // goes where it is raised, whatever the window manager does with the others.
