@@ -175,8 +175,9 @@ void OverlayWindowHost::sync() {
     bool raised = restack(visible);
     const bool activated = focusKeyWindow();
     raised = raiseDialogs(raised) || raised;
-    // The window manager may have put a managed overlay above the others
-    // (raised or activated): the unmanaged ones go above it again.
+    // The window manager may have put a managed window above the others
+    // (raised, activated, or a dialog framed): the unmanaged ones go above
+    // it again, or beneath a managed dialog.
     if (std::exchange(restackPending_, false) || raised || activated) raiseUnmanaged();
     repaintChanged();
     syncing_ = false;
@@ -266,9 +267,9 @@ void OverlayWindowHost::configure(Entry& entry) {
         if (widget.isVisible()) widget.hide();
         return;
     }
-    // A window that passes touches through never takes the keyboard focus,
-    // and is left unmanaged (changing the flags hides the widget; it is shown
-    // again below, and stacked anew).
+    // A window that passes touches through never takes the keyboard focus
+    // (changing the flags hides the widget; it is shown again below, and
+    // stacked anew).
     const bool passes = window.passesTouchesThrough();
     const Qt::WindowFlags toggled = Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint;
     const Qt::WindowFlags wanted = overlayWindowFlags(passes) & toggled;
