@@ -1,5 +1,13 @@
 # What the measuring scripts share; sourced, not run.
 
+# The build to measure: the folder given (the script's first argument), else
+# the checkout's build/desktop. Sets `build` to its absolute path.
+# Usage: build_folder "${1:-}"
+# shellcheck disable=SC2034  # read by the script that sources this
+build_folder() {
+    build=$(cd "${1:-$(dirname "${BASH_SOURCE[0]}")/../build/desktop}" && pwd)
+}
+
 # Installs the programs named that are missing, for a comparison only.
 # Usage: install_for_comparison SCRIPT PROGRAM...
 install_for_comparison() {

@@ -14,9 +14,7 @@ set -euo pipefail
 # shellcheck source=bench/lib.sh
 source "$(dirname "$0")/lib.sh"
 
-here=$(cd "$(dirname "$0")/.." && pwd)
-build=${1:-$here/build/desktop}
-build=$(cd "$build" && pwd)
+build_folder "${1:-}"
 runs=${RUNS:-5}
 warm=${WARM:-5}
 langs=${LANGS:-chi_sim+eng}

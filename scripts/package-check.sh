@@ -34,6 +34,7 @@ contents=$(dpkg-deb -c "$deb" | awk '{print $6}')
 multiarch=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
 for path in \
     ./usr/bin/kernova ./usr/bin/kernovad ./usr/libexec/kernova/kernova-prefs \
+    ./usr/libexec/kernova/kernova-gui \
     "./usr/lib/$multiarch/kernova/libkernova_webengine.so" \
     "./usr/lib/$multiarch/kernova/libkernova_tesseract.so" \
     ./usr/share/dbus-1/services/fun.quorle.kernova.prefs.service \

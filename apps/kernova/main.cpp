@@ -1,5 +1,7 @@
 // kernova: the command-line front end. Each subcommand lives in its own file;
-// this only dispatches.
+// this only dispatches. Built twice on the desktop: `kernova` itself, without
+// Qt Gui, and the helper `kernova-gui` (KERNOVA_HAS_GUI), which runs the
+// commands that need it in its place.
 #include <array>
 #include <iostream>
 #include <span>
@@ -14,12 +16,16 @@
 #include "kernova/split_command.h"
 #ifdef KERNOVA_HAS_DESKTOP
 #include "kernova/bus_client.h"
-#include "kernova/doctor_command.h"
-#include "kernova/ocr_command.h"
 #include "kernova/prefs_command.h"
-#include "kernova/render_command.h"
 #include "kernova/send_command.h"
 #include "kernova/splode_command.h"
+#endif
+#ifdef KERNOVA_HAS_GUI
+#include "kernova/doctor_command.h"
+#include "kernova/ocr_command.h"
+#include "kernova/render_command.h"
+#else
+#include "kernova/gui_helper.h"
 #endif
 
 namespace {
@@ -52,6 +58,38 @@ int runApps(std::span<const std::string> args, std::istream& in, std::ostream& o
 #endif
 }
 
+#if defined(KERNOVA_HAS_DESKTOP) && !defined(KERNOVA_HAS_GUI)
+// What needs Qt Gui runs in the helper program instead.
+int runRender(std::span<const std::string> args, std::istream&, std::ostream& out,
+              std::ostream& err) {
+    return kernova::cli::runInGuiHelper("render", args, out, err);
+}
+
+int runOcr(std::span<const std::string> args, std::istream&, std::ostream& out, std::ostream& err) {
+    return kernova::cli::runInGuiHelper("ocr", args, out, err);
+}
+
+int runDoctor(std::span<const std::string> args, std::istream&, std::ostream& out,
+              std::ostream& err) {
+    return kernova::cli::runInGuiHelper("doctor", args, out, err);
+}
+
+int runSplode(std::span<const std::string> args, std::istream& in, std::ostream& out,
+              std::ostream& err) {
+    const kernova::cli::SplodeParse parse = kernova::cli::parseSplodeArguments(args);
+    using Source = kernova::cli::SplodeOptions::Source;
+    if (parse.options && !parse.options->help &&
+        (parse.options->source == Source::primary || parse.options->source == Source::clipboard))
+        return kernova::cli::runInGuiHelper("splode", args, out, err);
+    return kernova::cli::runSplodeReading(args, in, out, err, nullptr);
+}
+#elif defined(KERNOVA_HAS_GUI)
+using kernova::cli::runDoctor;
+using kernova::cli::runOcr;
+using kernova::cli::runRender;
+using kernova::cli::runSplode;
+#endif
+
 constexpr std::array kSubcommands{
     Subcommand{"split", "split a text into words and symbols", kernova::cli::runSplit},
     Subcommand{"layout", "lay a text out as tags on a board", kernova::cli::runLayout},
@@ -60,12 +98,11 @@ constexpr std::array kSubcommands{
     Subcommand{"apps", "list the applications, or enable and disable them", runApps},
 #ifdef KERNOVA_HAS_DESKTOP
     Subcommand{"send", "send a named message to kernovad", kernova::cli::runSend},
-    Subcommand{"splode", "open the panel on a text or the X11 selection", kernova::cli::runSplode},
-    Subcommand{"render", "paint a text's tag board into a PNG image", kernova::cli::runRender},
-    Subcommand{"ocr", "recognise the words of an image and open the panel on them",
-               kernova::cli::runOcr},
+    Subcommand{"splode", "open the panel on a text or the X11 selection", runSplode},
+    Subcommand{"render", "paint a text's tag board into a PNG image", runRender},
+    Subcommand{"ocr", "recognise the words of an image and open the panel on them", runOcr},
     Subcommand{"prefs", "open the preferences window", kernova::cli::runPrefs},
-    Subcommand{"doctor", "check what Kernova needs from this session", kernova::cli::runDoctor},
+    Subcommand{"doctor", "check what Kernova needs from this session", runDoctor},
 #endif
 };
 

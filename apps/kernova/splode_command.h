@@ -41,6 +41,13 @@ Value splodeUserInfo(std::string_view text);
 // `error` set, when there is no display or the display has no such selection.
 std::optional<std::string> readSystemSelection(bool primary, std::string& error);
 
+// Reads a selection (PRIMARY when `primary`, else the clipboard).
+using SelectionReader = std::optional<std::string> (*)(bool primary, std::string& error);
+
+// The command, with the selections read by `read` (none: they are refused).
+int runSplodeReading(std::span<const std::string> args, std::istream& in, std::ostream& out,
+                     std::ostream& err, SelectionReader read);
+// The command with readSystemSelection (Qt Gui).
 int runSplode(std::span<const std::string> args, std::istream& in, std::ostream& out,
               std::ostream& err);
 

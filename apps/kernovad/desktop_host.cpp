@@ -286,10 +286,29 @@ void DesktopServerHost::launch(std::vector<std::string> argv, LaunchReply reply)
     });
 }
 
+namespace {
+
+// Qt's file dialog, which tells the presenter before it goes, so that the
+// panel beneath takes the keyboard back first.
+class SaveDialog final : public QFileDialog {
+  public:
+    explicit SaveDialog(desktop::QtPresenter& presenter)
+        : QFileDialog(nullptr, desktop::dialogWindowFlags(true)), presenter_(presenter) {}
+    void setVisible(bool visible) override {
+        if (!visible) presenter_.dialogHiding(*this);
+        QFileDialog::setVisible(visible);
+    }
+
+  private:
+    desktop::QtPresenter& presenter_;
+};
+
+}  // namespace
+
 void DesktopServerHost::saveText(std::string text, SaveReply reply) {
     // Qt's own dialog, not the platform's: it takes the flags that keep it
     // above the overlays, and it never blocks the loop (open(), not exec()).
-    auto* dialog = new QFileDialog(nullptr, desktop::dialogWindowFlags(true));
+    auto* dialog = new SaveDialog(*desktop_->dialogPresenter());
     dialog->setObjectName(QString::fromLatin1(kSaveDialogName));
     dialog->setWindowTitle(QStringLiteral("Save the text"));
     dialog->setOption(QFileDialog::DontUseNativeDialog);

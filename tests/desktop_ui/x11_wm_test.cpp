@@ -2,9 +2,10 @@
 // compositor): a window's overlay maps on the monitor its frame lies on and
 // shows that monitor beneath it; overlays stay above ordinary windows and take
 // the clicks there; the key overlay gets the keys; pass-through overlays shown
-// above a full-screen key overlay stay above it and leave it the keys. (A
-// click beside the floating button reaching the window beneath is proved end
-// to end in tests/desktop.)
+// above a full-screen key overlay stay above it and leave it the keys; a
+// managed dialog shows above the key overlay, which takes the keys back after
+// it. (A click beside the floating button reaching the window beneath is
+// proved end to end in tests/desktop.)
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
@@ -199,6 +200,37 @@ TEST_F(WindowManagerTest, PassThroughOverlaysShownAfterAFullScreenKeyOverlayStay
     EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the focus moved";
     EXPECT_EQ(QGuiApplication::focusWindow(), panelWidget->windowHandle());
     EXPECT_TRUE(inOrder()) << "the order changed once the key overlay took the keys";
+}
+
+// The window manager stacks the dialogs it manages below the unmanaged
+// overlays: one presented by the panel still shows above it and gets the
+// keys, and as it goes the panel takes them back (not the ordinary window).
+TEST_F(WindowManagerTest, AManagedDialogShowsAboveTheKeyOverlayWhichTakesTheKeysBack) {
+    auto editor = ordinaryWindow(QRect(100, 100, 500, 400), "rgb(200, 0, 0)");
+    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == editor->windowHandle(); }));
+    auto panel = makeWindow({0, 0, 800, 600});
+    auto root = std::make_shared<ui::ViewController>();
+    panel->setRootViewController(root);
+    int escapes = 0, answered = 0;
+    countEscapes(*panel, escapes);
+    host->start();
+    OverlayWidget* panelWidget = exposedOverlay(*panel);
+    ASSERT_NE(panelWidget, nullptr);
+    ASSERT_TRUE(
+        waitFor([&] { return QGuiApplication::focusWindow() == panelWidget->windowHandle(); }));
+
+    QDialog* dialog = showAlert(*root, "Saved", [&](ui::AlertAction&) { ++answered; });
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_TRUE(waitFor([&] { return stackingIndex(*dialog) > stackingIndex(*panelWidget); }))
+        << "the dialog is beneath the panel";
+    ASSERT_TRUE(waitFor([&] { return QGuiApplication::focusWindow() == dialog->windowHandle(); }));
+    EXPECT_GT(stackingIndex(*panelWidget), stackingIndex(*editor));
+
+    EXPECT_EQ(xdotool({"key", "Return"}), 0);
+    EXPECT_TRUE(waitFor([&] { return answered == 1 && !dialog->isVisible(); }));
+    EXPECT_EQ(xdotool({"key", "Escape"}), 0);
+    EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the panel did not get the keys back";
+    EXPECT_EQ(QGuiApplication::focusWindow(), panelWidget->windowHandle());
 }
 
 }  // namespace

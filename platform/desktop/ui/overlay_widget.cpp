@@ -1,5 +1,6 @@
 #include "desktop/ui/overlay_widget.h"
 
+#include <sys/mman.h>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
 
@@ -12,6 +13,7 @@
 #include <QToolTip>
 #include <QTouchEvent>
 #include <QWheelEvent>
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -51,14 +53,62 @@ bool setInputShape(xcb_connection_t* connection, xcb_window_t window, const QReg
     return true;
 }
 
+void unmapCanvas(void* info) {
+    auto* mapping = static_cast<std::pair<void*, std::size_t>*>(info);
+    ::munmap(mapping->first, mapping->second);
+    delete mapping;
+}
+
+// A canvas of `size` logical pixels at `scale`, its pixels cleared (transparent,
+// or black when opaque). A full-screen canvas is several megabytes: it is
+// mapped on its own, in huge pages where the system has them, so that it
+// costs a few page faults instead of thousands (on the way to the first
+// frame), and goes back to the system as a whole with its image.
+QImage makeOverlayCanvas(QSize size, double scale, bool opaque) {
+    const QImage::Format format =
+        opaque ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied;
+    constexpr std::size_t kHugePage = std::size_t(2) << 20;
+    const int width = std::clamp(static_cast<int>(std::ceil(size.width() * scale)), 1, 16384);
+    const int height = std::clamp(static_cast<int>(std::ceil(size.height() * scale)), 1, 16384);
+    const std::size_t bytes = std::size_t(width) * std::size_t(height) * 4;
+    QImage image;
+    if (bytes >= kHugePage) {
+        // Anonymous memory comes cleared; aligned to a huge page.
+        const std::size_t length = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+        void* mapped = ::mmap(nullptr, length + kHugePage, PROT_READ | PROT_WRITE,
+                              MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (mapped != MAP_FAILED) {
+            auto begin = reinterpret_cast<std::uintptr_t>(mapped);
+            const std::uintptr_t aligned = (begin + kHugePage - 1) / kHugePage * kHugePage;
+            if (aligned > begin) ::munmap(mapped, aligned - begin);
+            const std::size_t tail = kHugePage - (aligned - begin);
+            if (tail > 0) ::munmap(reinterpret_cast<void*>(aligned + length), tail);
+            auto* memory = reinterpret_cast<uchar*>(aligned);
+            ::madvise(memory, length, MADV_HUGEPAGE);
+            image = QImage(memory, width, height, qsizetype(width) * 4, format, unmapCanvas,
+                           new std::pair<void*, std::size_t>(memory, length));
+        }
+    }
+    if (image.isNull()) {
+        image = QImage(width, height, format);
+        image.fill(opaque ? Qt::black : Qt::transparent);
+    }
+    const int dotsPerMeter = static_cast<int>(std::lround(kCanvasDpi / 0.0254));
+    image.setDotsPerMeterX(dotsPerMeter);
+    image.setDotsPerMeterY(dotsPerMeter);
+    image.setDevicePixelRatio(scale);
+    return image;
+}
+
 }  // namespace
 
 OverlayWidget::OverlayWidget(ui::Application& application,
-                             const std::shared_ptr<ui::Window>& window)
+                             const std::shared_ptr<ui::Window>& window, bool translucent)
     : QWidget(nullptr, overlayWindowFlags(window && window->passesTouchesThrough())),
       application_(application),
-      window_(window) {
-    applyOverlayAttributes(*this);
+      window_(window),
+      opaque_(!translucent) {
+    applyOverlayAttributes(*this, translucent);
 }
 
 void OverlayWidget::redraw(bool changed) {
@@ -88,7 +138,7 @@ void OverlayWidget::paintCanvas() {
         paintedOrigin_ = backdropRect.topLeft();
     }
     if (canvas_.isNull() || canvasFor_ != size() || canvasScale_ != scale) {
-        canvas_ = makeCanvas(ui::Size{double(width()), double(height())}, scale);
+        canvas_ = makeOverlayCanvas(size(), scale, opaque_);
         canvasFor_ = size();
         canvasScale_ = scale;
     }

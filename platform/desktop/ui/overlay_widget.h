@@ -26,7 +26,10 @@ class OverlayWidget final : public QWidget {
     // Points scrolled per wheel notch (15 degrees).
     static constexpr double kPointsPerWheelStep = 40.0;
 
-    OverlayWidget(ui::Application& application, const std::shared_ptr<ui::Window>& window);
+    // Without `translucent` (for screens that do not composite windows,
+    // where only the colours of its pixels show) the widget is opaque.
+    OverlayWidget(ui::Application& application, const std::shared_ptr<ui::Window>& window,
+                  bool translucent = true);
 
     // Null once the toolkit window has gone away.
     std::shared_ptr<ui::Window> window() const { return window_.lock(); }
@@ -110,6 +113,7 @@ class OverlayWidget final : public QWidget {
     std::function<void()> onPainted_;
     std::function<void()> onActivated_;
     bool mouseDown_ = false;
+    bool opaque_ = false;
 };
 
 // The toolkit key for a Qt key press; nullopt for keys the toolkit ignores.

@@ -1,5 +1,7 @@
 #include "desktop/ui/overlay_window_host.h"
 
+#include <xcb/xcb.h>
+
 #include <QDialog>
 #include <QGuiApplication>
 #include <QRegion>
@@ -8,6 +10,7 @@
 #include <QWindow>
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <utility>
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -29,6 +32,28 @@ void releaseFreedMemory() {
 #if defined(__GLIBC__)
     ::malloc_trim(0);
 #endif
+}
+
+xcb_connection_t* x11Connection() {
+    if (QGuiApplication::platformName() != QStringLiteral("xcb")) return nullptr;
+    auto* x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    return x11 ? x11->connection() : nullptr;
+}
+
+// The child of the root window that holds `window`: the window manager's
+// frame around a managed window, or the window itself.
+xcb_window_t topLevelOf(xcb_connection_t* connection, xcb_window_t window) {
+    for (int depth = 0; depth < 8; ++depth) {
+        xcb_query_tree_reply_t* tree =
+            xcb_query_tree_reply(connection, xcb_query_tree(connection, window), nullptr);
+        if (!tree) return XCB_NONE;
+        const xcb_window_t parent = tree->parent;
+        const xcb_window_t root = tree->root;
+        std::free(tree);
+        if (parent == root || parent == XCB_NONE) return window;
+        window = parent;
+    }
+    return XCB_NONE;
 }
 
 // Shown, and with every ancestor shown and not faded out.
@@ -89,13 +114,27 @@ void OverlayWindowHost::start() {
         QObject::connect(timer_.get(), &QTimer::timeout, [this] { tick(); });
     }
     application_.setDisplayHandler([this] { requestSync(); });
-    if (presenter_) presenter_->setChangeHandler([this] { requestSync(); });
+    if (presenter_) {
+        presenter_->setChangeHandler([this] { requestSync(); });
+        presenter_->setHidingHandler([this] { handKeyboardBack(); });
+    }
+    if (!exposeWatch_) {
+        // A managed dialog is framed by the window manager as it maps: the
+        // overlays go beneath its frame once it shows.
+        exposeWatch_ = std::make_unique<EventWatch>(QEvent::Expose, [this] {
+            restackPending_ = true;
+            requestSync();
+        });
+    }
     timer_->start(0);
 }
 
 void OverlayWindowHost::stop() {
     application_.setDisplayHandler({});
-    if (presenter_) presenter_->setChangeHandler({});
+    if (presenter_) {
+        presenter_->setChangeHandler({});
+        presenter_->setHidingHandler({});
+    }
     timer_.reset();
 }
 
@@ -136,9 +175,10 @@ void OverlayWindowHost::sync() {
     bool raised = restack(visible);
     const bool activated = focusKeyWindow();
     raised = raiseDialogs(raised) || raised;
-    // The window manager may have put a managed overlay above the others
-    // (raised or activated): the unmanaged ones go above it again.
-    if (raised || activated) raiseUnmanaged();
+    // The window manager may have put a managed window above the others
+    // (raised, activated, or a dialog framed): the unmanaged ones go above
+    // it again, or beneath a managed dialog.
+    if (std::exchange(restackPending_, false) || raised || activated) raiseUnmanaged();
     repaintChanged();
     syncing_ = false;
     placeWebViews();
@@ -186,7 +226,10 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
     }
     Entry entry{&window, nullptr};
     if (auto shared = std::static_pointer_cast<ui::Window>(window.weak_from_this().lock())) {
-        entry.widget = std::make_unique<OverlayWidget>(application_, shared);
+        // Where no compositor runs, only the colours of the overlay's pixels
+        // show: an opaque window paints them with no alpha to keep.
+        const bool composited = windowsAreComposited();
+        entry.widget = std::make_unique<OverlayWidget>(application_, shared, composited);
         // A painting that shows motion (a spinner) asks for the next frame.
         OverlayWidget* widget = entry.widget.get();
         // A window that presents a dialog leaves the keyboard to it, even when
@@ -210,7 +253,7 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
         });
         // An opaque window hides whatever lies beneath it.
         const std::optional<ui::Color> background = window.backgroundColor();
-        entry.grabsScreen = !windowsAreComposited() && !(background && background->alpha >= 1.0);
+        entry.grabsScreen = !composited && !(background && background->alpha >= 1.0);
     }
     entries_.push_back(std::move(entry));
     return entries_.back();
@@ -224,9 +267,9 @@ void OverlayWindowHost::configure(Entry& entry) {
         if (widget.isVisible()) widget.hide();
         return;
     }
-    // A window that passes touches through never takes the keyboard focus,
-    // and is left unmanaged (changing the flags hides the widget; it is shown
-    // again below, and stacked anew).
+    // A window that passes touches through never takes the keyboard focus
+    // (changing the flags hides the widget; it is shown again below, and
+    // stacked anew).
     const bool passes = window.passesTouchesThrough();
     const Qt::WindowFlags toggled = Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint;
     const Qt::WindowFlags wanted = overlayWindowFlags(passes) & toggled;
@@ -321,14 +364,49 @@ void OverlayWindowHost::raiseUnmanaged() {
         if (widget && widget->isVisible() && !bypassesWindowManager(*widget)) break;
         --first;
     }
+    // Beneath the frame of the oldest managed dialog, if one shows: the
+    // window manager stacks it below every unmanaged window.
+    xcb_connection_t* connection = x11Connection();
+    xcb_window_t frame = XCB_NONE;
+    for (QDialog* dialog : raisedDialogs_) {
+        if (!connection || !dialog->isVisible() || bypassesWindowManager(*dialog)) continue;
+        if (QWindow* handle = dialog->windowHandle()) {
+            handle->installEventFilter(exposeWatch_.get());
+            frame = topLevelOf(connection, static_cast<xcb_window_t>(dialog->winId()));
+        }
+        break;
+    }
     for (std::size_t i = first; i < stacking_.size(); ++i) {
         OverlayWidget* widget = widgetFor(*stacking_[i]);
-        if (widget && widget->isVisible()) widget->raise();
+        if (!widget || !widget->isVisible()) continue;
+        if (frame == XCB_NONE) {
+            widget->raise();
+            continue;
+        }
+        // Each directly beneath the frame, so above the one before.
+        const std::uint32_t values[] = {frame, XCB_STACK_MODE_BELOW};
+        xcb_configure_window(connection, static_cast<xcb_window_t>(widget->winId()),
+                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values);
     }
+    if (frame != XCB_NONE) xcb_flush(connection);
     // Then the unmanaged dialogs, oldest first: above every overlay.
     for (QDialog* dialog : raisedDialogs_) {
         if (dialog->isVisible() && bypassesWindowManager(*dialog)) dialog->raise();
     }
+}
+
+void OverlayWindowHost::handKeyboardBack() {
+    // Only when no other dialog that takes the keys stays: the one going
+    // has them now, and the window manager would hand them to another
+    // program's window as it goes, never to an unmanaged overlay.
+    if (!presenter_) return;
+    int takingKeys = 0;
+    for (const QtPresenter::ShownDialog& shown : presenter_->shownDialogs()) {
+        if (!shown.dialog->windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus)) ++takingKeys;
+    }
+    OverlayWidget* key = focused_ ? widgetFor(*focused_) : nullptr;
+    if (takingKeys > 1 || !key || !key->isVisible() || !bypassesWindowManager(*key)) return;
+    key->activateWindow();
 }
 
 bool OverlayWindowHost::focusKeyWindow() {

@@ -13,16 +13,19 @@
 // overlays that must come above others are raised, and the presenter's dialogs
 // are then raised above the overlays (each marked transient for the overlay of
 // the window it belongs to), so that a dialog is never hidden under an overlay.
-// A window manager keeps a focused window that covers its monitor without
-// decorations (the panel's overlay) above every other window it manages, so
-// pass-through overlays and their dialogs are not managed (override-redirect):
-// after any raise or activation, those above the topmost managed overlay are
-// raised again, back to front, then the unmanaged dialogs. An unmanaged
-// overlay that must lie below a managed one is left where it was raised.
+// On X11 the overlays are not managed (override-redirect), so mapping one
+// waits on no window manager; the dialogs that take the keyboard are, and
+// are stacked by it below every unmanaged window: while one shows, the
+// overlays go directly beneath its frame (again once it is framed and
+// shown), back to front, and the unmanaged dialogs above all. As a dialog
+// that has the keyboard goes, the key overlay takes it back first.
 #pragma once
 
+#include <QEvent>
+#include <QObject>
 #include <QRect>
 #include <QRegion>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -41,6 +44,24 @@ class QtPresenter;
 // those of its root controller's view) in its overlay's coordinates: where a
 // pass-through window takes clicks.
 QRegion contentRegion(const ui::Window& window);
+
+// Calls a function for every event of one type that reaches the objects it
+// is installed on (it never takes the event).
+class EventWatch final : public QObject {
+  public:
+    EventWatch(QEvent::Type type, std::function<void()> seen)
+        : type_(type), seen_(std::move(seen)) {}
+
+  protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == type_) seen_();
+        return QObject::eventFilter(watched, event);
+    }
+
+  private:
+    QEvent::Type type_;
+    std::function<void()> seen_;
+};
 
 class OverlayWindowHost {
   public:
@@ -96,6 +117,8 @@ class OverlayWindowHost {
     void raiseUnmanaged();
     // True when it activated an overlay.
     bool focusKeyWindow();
+    // Gives the keyboard to the key overlay as the dialog that has it goes.
+    void handKeyboardBack();
     void repaintChanged();
     void placeWebViews();
     int frameInterval() const;
@@ -111,6 +134,8 @@ class OverlayWindowHost {
     bool animating_ = false;
     std::function<void(const ui::Window&)> paintedObserver_;
     bool syncing_ = false;  // changes made while syncing are taken by it
+    std::unique_ptr<EventWatch> exposeWatch_;
+    bool restackPending_ = false;  // a managed dialog showed since the last sync
 };
 
 }  // namespace kernova::desktop

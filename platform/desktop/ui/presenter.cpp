@@ -272,6 +272,10 @@ std::vector<QtPresenter::ShownDialog> QtPresenter::shownDialogs() const {
     return dialogs;
 }
 
+void QtPresenter::dialogHiding(const QDialog& dialog) {
+    if (dialog.isVisible() && dialog.isActiveWindow() && onHiding_) onHiding_();
+}
+
 void QtPresenter::keepAboveOverlays(QDialog* dialog) {
     if (!dialog) return;
     std::erase_if(kept_, [](const QPointer<QDialog>& kept) { return kept.isNull(); });
@@ -290,6 +294,7 @@ void QtPresenter::dismiss(ui::ViewController& controller) {
                            [&](const Shown& s) { return s.controller.get() == &controller; });
     if (it == shown_.end()) return;
     if (QDialog* dialog = it->dialog.data()) {
+        dialogHiding(*dialog);
         dialog->hide();
         // The dismissal may come from one of the dialog's own buttons.
         dialog->deleteLater();

@@ -68,6 +68,11 @@ class QtPresenter final : public ui::Presenter {
     void keepAboveOverlays(QDialog* dialog);
     // Called after a dialog was shown or taken away.
     void setChangeHandler(std::function<void()> handler) { onChange_ = std::move(handler); }
+    // Called just before a dialog that has the keyboard goes, while it is
+    // still on screen, so that the keyboard can be handed on before it goes.
+    void setHidingHandler(std::function<void()> handler) { onHiding_ = std::move(handler); }
+    // Callers hiding a dialog kept above the overlays call this first.
+    void dialogHiding(const QDialog& dialog);
 
   private:
     struct Shown {
@@ -90,6 +95,7 @@ class QtPresenter final : public ui::Presenter {
     // Ends the connections to the kept dialogs with the presenter.
     QObject guard_;
     std::function<void()> onChange_;
+    std::function<void()> onHiding_;
     const Logger* log_ = nullptr;
 };
 

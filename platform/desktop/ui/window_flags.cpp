@@ -13,14 +13,13 @@ Qt::WindowFlags overlayWindowFlags(bool passesTouchesThrough) {
 #elif defined(Q_OS_WIN)
     flags |= Qt::Tool;
 #else
-    // X11 and Wayland: a tool window stays out of the task bar and pager while
-    // the window manager still gives it focus when asked.
+    // X11 and Wayland: a tool window stays out of the task bar and pager.
     flags |= Qt::Tool;
-    // A window manager stacks a focused window that covers its monitor
-    // without decorations (the panel's overlay) above all the others it
-    // manages, whatever they ask: a window that never takes the focus is
-    // left unmanaged (override-redirect), so that the host alone stacks it.
-    if (passesTouchesThrough) flags |= Qt::X11BypassWindowManagerHint;
+    // On X11 no overlay is managed by the window manager (override-redirect):
+    // mapping the panel's waits on no other process, the host alone stacks
+    // them (below the frames of its managed dialogs), and the key overlay
+    // takes the keyboard itself.
+    flags |= Qt::X11BypassWindowManagerHint;
 #endif
     return flags;
 }
@@ -29,8 +28,11 @@ bool bypassesWindowManager(const QWidget& widget) {
     return widget.windowFlags().testFlag(Qt::X11BypassWindowManagerHint);
 }
 
-void applyOverlayAttributes(QWidget& widget) {
-    widget.setAttribute(Qt::WA_TranslucentBackground);
+void applyOverlayAttributes(QWidget& widget, bool translucent) {
+    if (translucent)
+        widget.setAttribute(Qt::WA_TranslucentBackground);
+    else
+        widget.setAttribute(Qt::WA_OpaquePaintEvent);
     widget.setAttribute(Qt::WA_NoSystemBackground);
     widget.setAttribute(Qt::WA_AcceptTouchEvents);
     widget.setAttribute(Qt::WA_ShowWithoutActivating);
