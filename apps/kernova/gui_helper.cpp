@@ -6,38 +6,35 @@
 #include <cstring>
 #include <filesystem>
 #include <ostream>
-#include <vector>
 
 namespace kernova::cli {
-namespace {
 
-// Installed beside this program (<bindir>/<relative>), else the build tree's.
-std::filesystem::path guiHelper() {
+int execHelperProgram(const char* relative, const char* buildPath, std::vector<std::string> args,
+                      std::string_view who, std::ostream& out, std::ostream& err) {
+    std::filesystem::path program = buildPath;
     std::error_code ec;
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
     if (!ec) {
-        const std::filesystem::path installed = self.parent_path() / KERNOVA_GUI_RELATIVE_PATH;
-        if (::access(installed.c_str(), X_OK) == 0) return installed;
+        const std::filesystem::path installed = self.parent_path() / relative;
+        if (::access(installed.c_str(), X_OK) == 0) program = installed;
     }
-    return KERNOVA_GUI_BUILD_PATH;
-}
-
-}  // namespace
-
-int runInGuiHelper(std::string_view command, std::span<const std::string> args, std::ostream& out,
-                   std::ostream& err) {
-    const std::filesystem::path program = guiHelper();
-    std::vector<std::string> owned{program.string(), std::string(command)};
-    owned.insert(owned.end(), args.begin(), args.end());
+    args.insert(args.begin(), program.string());
     std::vector<char*> argv;
-    for (std::string& arg : owned)
+    for (std::string& arg : args)
         argv.push_back(arg.data());
     argv.push_back(nullptr);
     out.flush();
     ::execv(program.c_str(), argv.data());
-    err << "kernova " << command << ": cannot start " << program.string() << ": "
-        << std::strerror(errno) << '\n';
+    err << who << ": cannot start " << program.string() << ": " << std::strerror(errno) << '\n';
     return 1;
+}
+
+int runInGuiHelper(std::string_view command, std::span<const std::string> args, std::ostream& out,
+                   std::ostream& err) {
+    std::vector<std::string> all{std::string(command)};
+    all.insert(all.end(), args.begin(), args.end());
+    return execHelperProgram(KERNOVA_GUI_RELATIVE_PATH, KERNOVA_GUI_BUILD_PATH, std::move(all),
+                             "kernova " + std::string(command), out, err);
 }
 
 }  // namespace kernova::cli

@@ -1,43 +1,16 @@
 #include "kernova/prefs_command.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <ostream>
 #include <vector>
 
+#include "kernova/gui_helper.h"
+
 namespace kernova::cli {
-namespace {
-
-// Installed beside this program (<bindir>/<relative>), else the build tree's.
-std::filesystem::path prefsProgram() {
-    std::error_code ec;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
-    if (!ec) {
-        const std::filesystem::path installed = self.parent_path() / KERNOVA_PREFS_RELATIVE_PATH;
-        if (::access(installed.c_str(), X_OK) == 0) return installed;
-    }
-    return KERNOVA_PREFS_BUILD_PATH;
-}
-
-}  // namespace
 
 int runPrefs(std::span<const std::string> args, std::istream&, std::ostream& out,
              std::ostream& err) {
-    const std::filesystem::path program = prefsProgram();
-    std::vector<std::string> owned{program.string()};
-    owned.insert(owned.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& arg : owned)
-        argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    out.flush();
-    ::execv(program.c_str(), argv.data());
-    err << "kernova prefs: cannot start " << program.string() << ": " << std::strerror(errno)
-        << '\n';
-    return 1;
+    return execHelperProgram(KERNOVA_PREFS_RELATIVE_PATH, KERNOVA_PREFS_BUILD_PATH,
+                             std::vector<std::string>(args.begin(), args.end()), "kernova prefs",
+                             out, err);
 }
 
 }  // namespace kernova::cli
