@@ -1,7 +1,8 @@
 // Overlay windows on a real X server without a window manager or compositor:
 // they paint a change made before they were exposed and show what lies
-// beneath them; a screen copy shows the screen as it was asked for; a dialog
-// of an overlay stays above it; the work area comes from the root window.
+// beneath them; a closed one is reused by the next window; a screen copy
+// shows the screen as it was asked for; a dialog of an overlay stays above
+// it; the work area comes from the root window.
 #include <QGuiApplication>
 #include <QPushButton>
 #include <QScreen>
@@ -42,6 +43,35 @@ TEST_F(X11Test, WithoutACompositorTheOverlayShowsWhatLiesBeneath) {
     // The green window, dimmed by half, shows through the overlay.
     ASSERT_TRUE(waitFor([] { return screenShows(250, 250, QColor(0, 100, 0)); }))
         << "overlay does not show the window beneath";
+}
+
+// A closed window's overlay is kept for the next window: the same native
+// window paints the new window afresh, over the screen as it is now.
+TEST_F(X11Test, TheNextWindowReusesAClosedOverlayAndPaintsAfresh) {
+    auto colourWindow = [&](ui::Color colour) {
+        auto window = makeWindow({0, 0, 1024, 768});
+        auto square = std::make_shared<ui::View>(ui::Rect{0, 0, 100, 100});
+        square->setBackgroundColor(colour);
+        window->addSubview(square);
+        host->sync();
+        return window;
+    };
+    auto first = colourWindow(ui::Color{1, 0, 0, 1});
+    OverlayWidget* widget = exposedOverlay(*first);
+    ASSERT_NE(widget, nullptr);
+    ASSERT_TRUE(waitFor([] { return screenShows(50, 50, QColor(255, 0, 0)); }));
+    const WId native = widget->winId();
+    first->setHidden(true);
+    host->sync();
+    EXPECT_TRUE(widget->backdrop().isNull());
+    auto beneath = solidWindow({200, 200, 100, 100}, "rgb(0, 200, 0)");
+    ASSERT_TRUE(waitFor([] { return screenShows(250, 250, QColor(0, 200, 0)); }));
+
+    auto second = colourWindow(ui::Color{0, 0, 1, 1});
+    ASSERT_EQ(exposedOverlay(*second), widget);
+    EXPECT_EQ(widget->winId(), native);
+    EXPECT_TRUE(waitFor([] { return screenShows(50, 50, QColor(0, 0, 255)); }));
+    EXPECT_TRUE(screenShows(250, 250, QColor(0, 200, 0)));
 }
 
 // The copy is asked for first and received later; a window mapped in

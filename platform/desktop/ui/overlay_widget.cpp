@@ -111,6 +111,24 @@ OverlayWidget::OverlayWidget(ui::Application& application,
     applyOverlayAttributes(*this, translucent);
 }
 
+void OverlayWidget::setWindow(const std::shared_ptr<ui::Window>& window) {
+    window_ = window;
+    painter_ = Painter();
+    releaseImages();
+    screenOrigin_ = {};
+    prepared_ = false;
+    painted_ = false;
+    mouseDown_ = false;
+}
+
+void OverlayWidget::releaseImages() {
+    setBackdrop(QImage());
+    canvas_ = QImage();
+    canvasFor_ = {};
+    canvasScale_ = 0;
+    prepared_ = false;
+}
+
 void OverlayWidget::redraw(bool changed) {
     if (!painted_ && !prepared_) {
         // Not on screen yet: the first frame is painted while the window is

@@ -33,6 +33,14 @@ class OverlayWidget final : public QWidget {
 
     // Null once the toolkit window has gone away.
     std::shared_ptr<ui::Window> window() const { return window_.lock(); }
+    // Shows `window` from now on, painted afresh as by a new widget; the
+    // native window and Qt's backing store are kept (a hidden widget kept for
+    // the next window). Null shows none.
+    void setWindow(const std::shared_ptr<ui::Window>& window);
+    // Lets go of the images it holds (its canvas and the screen beneath), as
+    // it hides: the next painting makes them again.
+    void releaseImages();
+    bool isOpaque() const { return opaque_; }
     // Where the widget's top-left lies in the toolkit's screen coordinates.
     void setScreenOrigin(QPointF origin) { screenOrigin_ = origin; }
     QPointF screenOrigin() const { return screenOrigin_; }

@@ -104,6 +104,7 @@ OverlayWindowHost::OverlayWindowHost(ui::Application& application,
 OverlayWindowHost::~OverlayWindowHost() {
     stop();
     removeStale({}, true);
+    spare_.reset();
 }
 
 void OverlayWindowHost::start() {
@@ -198,7 +199,16 @@ void OverlayWindowHost::removeStale(const std::vector<ui::Window*>& visible, boo
             }
         }
         entry.widget->hide();
-        entry.widget->setBackdrop(QImage());
+        entry.widget->releaseImages();
+        entry.widget->setWindow(nullptr);
+        auto area = [](const QWidget& widget) {
+            return qint64(widget.width()) * qint64(widget.height());
+        };
+        if (!now && (!spare_ || area(*spare_) < area(*entry.widget))) {
+            std::swap(spare_, entry.widget);
+            QTimer::singleShot(0, [] { releaseFreedMemory(); });
+        }
+        if (!entry.widget) continue;
         // Input handlers of the widget may still be on the stack.
         if (now) {
             entry.widget.reset();
@@ -229,7 +239,15 @@ OverlayWindowHost::Entry& OverlayWindowHost::entryFor(ui::Window& window) {
         // Where no compositor runs, only the colours of the overlay's pixels
         // show: an opaque window paints them with no alpha to keep.
         const bool composited = windowsAreComposited();
-        entry.widget = std::make_unique<OverlayWidget>(application_, shared, composited);
+        const Qt::WindowFlags kind = Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint;
+        const Qt::WindowFlags flags = overlayWindowFlags(window.passesTouchesThrough()) & kind;
+        if (spare_ && spare_->isOpaque() == !composited &&
+            (spare_->windowFlags() & kind) == flags) {
+            entry.widget = std::move(spare_);
+            entry.widget->setWindow(shared);
+        } else {
+            entry.widget = std::make_unique<OverlayWidget>(application_, shared, composited);
+        }
         // A painting that shows motion (a spinner) asks for the next frame.
         OverlayWidget* widget = entry.widget.get();
         // A window that presents a dialog leaves the keyboard to it, even when

@@ -103,8 +103,8 @@ class OverlayWindowHost {
     void tick();
     void requestSync();
     void requestAnimationFrame();
-    // Removes the overlays of windows no longer visible; `now` deletes them at
-    // once rather than from the event loop.
+    // Removes the overlays of windows no longer visible, keeping the largest
+    // as the spare; `now` deletes them at once rather than from the event loop.
     void removeStale(const std::vector<ui::Window*>& visible, bool now = false);
     Entry& entryFor(ui::Window& window);
     void configure(Entry& entry);
@@ -128,6 +128,9 @@ class OverlayWindowHost {
     QtPresenter* presenter_ = nullptr;
     std::vector<QDialog*> raisedDialogs_;  // bottom to top, as last raised
     std::vector<Entry> entries_;
+    // The largest overlay hidden last, kept for the next window (a new native
+    // window and backing store cost milliseconds on the way to its frame).
+    std::unique_ptr<OverlayWidget> spare_;
     std::vector<ui::Window*> stacking_;  // back to front, as last raised
     std::unique_ptr<QTimer> timer_;
     ui::Window* focused_ = nullptr;
