@@ -9,6 +9,7 @@
 #include <xcb/xcb.h>
 
 #include <QGuiApplication>
+#include <QPointer>
 #include <QScreen>
 #include <QWidget>
 #include <QWindow>
@@ -220,7 +221,8 @@ TEST_F(WindowManagerTest, AManagedDialogShowsAboveTheKeyOverlayWhichTakesTheKeys
     ASSERT_TRUE(
         waitFor([&] { return QGuiApplication::focusWindow() == panelWidget->windowHandle(); }));
 
-    QDialog* dialog = showAlert(*root, "Saved", [&](ui::AlertAction&) { ++answered; });
+    // The presenter deletes the dialog once it is answered.
+    QPointer<QDialog> dialog = showAlert(*root, "Saved", [&](ui::AlertAction&) { ++answered; });
     ASSERT_NE(dialog, nullptr);
     EXPECT_TRUE(waitFor([&] { return stackingIndex(*dialog) > stackingIndex(*panelWidget); }))
         << "the dialog is beneath the panel";
@@ -228,7 +230,7 @@ TEST_F(WindowManagerTest, AManagedDialogShowsAboveTheKeyOverlayWhichTakesTheKeys
     EXPECT_GT(stackingIndex(*panelWidget), stackingIndex(*editor));
 
     EXPECT_EQ(xdotool({"key", "Return"}), 0);
-    EXPECT_TRUE(waitFor([&] { return answered == 1 && !dialog->isVisible(); }));
+    EXPECT_TRUE(waitFor([&] { return answered == 1 && (!dialog || !dialog->isVisible()); }));
     EXPECT_EQ(xdotool({"key", "Escape"}), 0);
     EXPECT_TRUE(waitFor([&] { return escapes == 1; })) << "the panel did not get the keys back";
     EXPECT_EQ(QGuiApplication::focusWindow(), panelWidget->windowHandle());
