@@ -21,3 +21,19 @@ function(kernova_add_module name)
     target_link_libraries(kernova_${name} PUBLIC ${ARG_DEPENDS}
                           PRIVATE kernova_warnings ${ARG_PRIVATE_DEPENDS})
 endfunction()
+
+# A module the desktop loads with dlopen on first use (the web engine,
+# Tesseract), built into <build>/lib/kernova and installed into
+# <libdir>/kernova, its symbols hidden but for its entry point.
+#   kernova_add_loadable_module(name SOURCES a.cpp b.h LINK lib...)
+function(kernova_add_loadable_module name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+    add_library(${name} MODULE ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/platform)
+    target_link_libraries(${name} PRIVATE ${ARG_LINK} kernova_warnings)
+    set_target_properties(${name} PROPERTIES
+        PREFIX "lib" OUTPUT_NAME ${name}
+        CXX_VISIBILITY_PRESET hidden
+        LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib/kernova)
+    install(TARGETS ${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/kernova)
+endfunction()
